@@ -1,0 +1,11 @@
+// Everything public of the kivdbxt library.
+#pragma once
+
+#include "kivdbxt/class_table.h"
+#include "kivdbxt/collection.h"
+#include "kivdbxt/constants.h"
+#include "kivdbxt/error.h"
+#include "kivdbxt/kiv_log_event.h"
+#include "kivdbxt/kiv_log_filter.h"
+#include "kivdbxt/types.h"
+#include "kivdbxt/variant.h"

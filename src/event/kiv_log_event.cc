@@ -1,0 +1,158 @@
+#include "kivdbxt/kiv_log_event.h"
+
+#include "frame/error.h"
+#include "frame/factory.h"
+#include "frame/guard.h"
+#include "platform/date.h"
+#include "platform/file_table.h"
+#include "platform/text_codec.h"
+#include "platform/vb_convert.h"
+
+namespace kiv {
+namespace {
+
+const ClassRegistrar kRegistrar(u"KivLogEvent", [] {
+  return std::static_pointer_cast<Object>(std::make_shared<KivLogEvent>());
+});
+
+constexpr char16_t kEndLine[] = u"END=-----------------------";
+
+[[noreturn]] void RaiseMisaligned() {
+  RaiseLibrary(u"Disallineamento dei dati nel file di log.");
+}
+
+bool IsStrippedControl(char16_t c) { return c < 32 && c != 10 && c != 13; }
+
+// Cleans a text field. Full mode also removes line ends; raw mode keeps them, so that they become
+// separate raw data lines.
+String Clean(const String& text, bool full) {
+  if (text.empty()) return text;
+  String out;
+  out.reserve(text.size());
+  for (char16_t c : text) {
+    if (full && (c == u'\r' || c == u'\n')) continue;
+    if (c == u'\t') {
+      out += u"   ";
+    } else if (!IsStrippedControl(c)) {
+      out.push_back(c);
+    }
+  }
+  return out;
+}
+
+String HexForm(const String& text) {
+  static const char16_t kDigits[] = u"0123456789ABCDEF";
+  String out;
+  out.reserve(text.size() * 2);
+  for (char16_t c : text) {
+    uint8_t b = ToCp1252(c);
+    out.push_back(kDigits[b >> 4]);
+    out.push_back(kDigits[b & 15]);
+  }
+  return out;
+}
+
+// Appends the "RWD=" lines of text raw data: a line ends at the earlier of the first CR and the
+// first LF, and one LF right after that end is dropped.
+void AppendRawLines(StringView rest, String& block) {
+  do {
+    size_t end = rest.find_first_of(u"\r\n");
+    if (end == StringView::npos) end = rest.size();
+    block += u"RWD=";
+    block += rest.substr(0, end);
+    block += u"\r\n";
+    rest = end < rest.size() ? rest.substr(end + 1) : StringView();
+    if (!rest.empty() && rest.front() == u'\n') rest.remove_prefix(1);
+  } while (!rest.empty());
+}
+
+void AppendLine(String& block, const char16_t* key, StringView value) {
+  block += key;
+  block += value;
+  block += u"\r\n";
+}
+
+int32_t ToLong(StringView text) { return CLng(Variant(String(text))); }
+
+}  // namespace
+
+bool KivLogEvent::Save(int32_t& hndl) {
+  return Guard(u"KivLogEvent.Save", true, [&] {
+    String block;
+    block.reserve(160 + ev_raw_data_.size());
+    AppendLine(block, u"UNK=", IntText(ev_unk_));
+    AppendLine(block, u"DAT=", GeneralDate(ev_date_));
+    AppendLine(block, u"SRC=", ev_source_);
+    AppendLine(block, u"TYP=", IntText(ev_type_));
+    AppendLine(block, u"CAT=", ev_category_);
+    AppendLine(block, u"EID=", IntText(ev_id_));
+    AppendLine(block, u"USR=", ev_user_);
+    AppendLine(block, u"COM=", ev_computer_);
+    AppendLine(block, u"SVR=", ev_server_);
+    AppendLine(block, u"DTP=", IntText(ev_data_type_));
+    if (ev_data_type_ == RWDT_BINARY) {
+      AppendLine(block, u"RWD=", ev_raw_data_);
+    } else {
+      AppendRawLines(ev_raw_data_, block);
+    }
+    block += kEndLine;
+    PrintLine(hndl, block);  // one write; it adds the final CR LF
+    return false;
+  });
+}
+
+bool KivLogEvent::Load(int32_t& hndl) {
+  return Guard(u"KivLogEvent.Load", true, [&] {
+    auto split = [](const String& line, StringView& key, StringView& value) {
+      size_t eq = line.find(u'=');
+      StringView all(line);
+      key = eq == String::npos ? StringView() : all.substr(0, eq + 1);
+      value = eq == String::npos ? StringView() : all.substr(eq + 1);
+    };
+    StringView key, value;
+    String line = LineInput(hndl);
+    split(line, key, value);
+    if (key != u"UNK=") RaiseMisaligned();
+    ev_unk_ = ToLong(value);
+    ev_raw_data_.clear();
+    for (;;) {
+      line = LineInput(hndl);
+      split(line, key, value);
+      if (key == u"SRC=") ev_source_ = value;
+      else if (key == u"DAT=") ev_date_ = CDate(Variant(String(value)));
+      else if (key == u"TYP=") ev_type_ = ToLong(value);
+      else if (key == u"CAT=") ev_category_ = value;
+      else if (key == u"EID=") ev_id_ = ToLong(value);
+      else if (key == u"USR=") ev_user_ = value;
+      else if (key == u"COM=") ev_computer_ = value;
+      else if (key == u"SVR=") ev_server_ = value;
+      else if (key == u"DTP=") ev_data_type_ = ToLong(value);
+      else if (key == u"RWD=") {
+        if (!ev_raw_data_.empty()) ev_raw_data_ += u"\r\n";
+        ev_raw_data_ += value;
+      } else if (key == u"END=") {
+        return false;
+      } else {
+        RaiseMisaligned();
+      }
+    }
+  });
+}
+
+bool KivLogEvent::TranslateData() {
+  return Guard(u"KivLogEvent.TranslateData", true, [&] {
+    ev_category_ = Clean(ev_category_, true);
+    ev_user_ = Clean(ev_user_, true);
+    ev_computer_ = Clean(ev_computer_, true);
+    ev_server_ = Clean(ev_server_, true);
+    ev_source_ = Clean(ev_source_, true);
+    ev_raw_data_ = ev_data_type_ != RWDT_ASCII ? HexForm(ev_raw_data_) : Clean(ev_raw_data_, false);
+    return false;
+  });
+}
+
+bool KivLogEvent::RestoreData() {
+  return Guard(u"KivLogEvent.RestoreData", true, [] { return false; });
+}
+
+}  // namespace kiv

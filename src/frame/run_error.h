@@ -1,0 +1,25 @@
+// The current run-time error of this thread: what the automation run time's Err object holds
+// between a failure and the handler that records it.
+#pragma once
+
+#include <cstdint>
+
+#include "kivdbxt/types.h"
+
+namespace kiv {
+
+struct RunError {
+  int32_t number = 0;
+  String source;
+  String description;
+  String help_file;
+  int32_t help_context = 0;
+  int32_t last_dll_error = 0;
+};
+
+RunError& CurrentRunError();
+void ClearRunError();
+// Turns the exception being handled into the current run-time error. Call only inside catch.
+void CaptureCurrentException();
+
+}  // namespace kiv

@@ -1,0 +1,19 @@
+// Time sources: the local date and time, and the millisecond tick counter. The date source can be
+// replaced, so that tests move through midnight without sleeping.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "kivdbxt/types.h"
+
+namespace kiv {
+
+Date Now();
+// Replaces the date source; an empty function restores the system clock.
+void SetClock(std::function<Date()> source);
+// Milliseconds since an arbitrary start, wrapping at 2^32 like the system tick counter.
+uint32_t TickCount();
+void SleepMilliseconds(int ms);
+
+}  // namespace kiv

@@ -1,0 +1,121 @@
+#include "platform/file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <thread>
+
+#include "frame/error.h"
+#include "platform/fs.h"
+#include "platform/rt_errors.h"
+
+namespace kiv {
+namespace {
+
+// Takes the lock, retrying with a short back-off until kLockWaitMs has passed.
+bool AcquireLock(int fd, ShareLock lock) {
+  if (lock == ShareLock::None) return true;
+  const int op = (lock == ShareLock::Exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB;
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kLockWaitMs);
+  auto pause = std::chrono::microseconds(50);
+  for (;;) {
+    if (flock(fd, op) == 0) return true;
+    if (errno != EWOULDBLOCK && errno != EINTR) return false;
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(pause);
+    if (pause < std::chrono::milliseconds(5)) pause *= 2;
+  }
+}
+
+}  // namespace
+
+File::File(File&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+
+File& File::operator=(File&& other) noexcept {
+  if (this != &other) {
+    Close();
+    fd_ = other.fd_;
+    other.fd_ = -1;
+  }
+  return *this;
+}
+
+File::~File() { Close(); }
+
+File File::Open(const String& path, const OpenOptions& options) {
+  if (path.empty()) Raise(kErrBadFileNumber);
+  int flags = O_CLOEXEC;
+  switch (options.access) {
+    case Access::Read: flags |= O_RDONLY; break;
+    case Access::Write: flags |= O_WRONLY; break;
+    case Access::ReadWrite: flags |= O_RDWR; break;
+  }
+  if (options.create) flags |= O_CREAT;
+  const std::string native = ToUtf8(path);
+  int fd = ::open(native.c_str(), flags, 0666);
+  if (fd < 0) {
+    int err = errno;
+    RaiseErrno(err, err == ENOENT && !FolderExists(ParentFolder(path)));
+  }
+  File file(fd);
+  struct stat st;
+  if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) Raise(kErrPathFileAccess);
+  if (!AcquireLock(fd, options.lock)) {
+    int err = errno;
+    Error e{kErrPermissionDenied, RtErrorText(kErrPermissionDenied), err};
+    throw e;
+  }
+  if (options.truncate) file.Truncate(0);
+  return file;
+}
+
+int64_t File::Size() const {
+  struct stat st;
+  if (fstat(fd_, &st) != 0) RaiseErrno(errno);
+  return st.st_size;
+}
+
+size_t File::ReadAt(int64_t offset, void* buffer, size_t n) const {
+  if (fd_ < 0) Raise(kErrBadFileNumber);
+  size_t done = 0;
+  while (done < n) {
+    ssize_t r = ::pread(fd_, static_cast<char*>(buffer) + done, n - done, offset + done);
+    if (r < 0) {
+      if (errno == EINTR) continue;
+      RaiseErrno(errno);
+    }
+    if (r == 0) break;
+    done += static_cast<size_t>(r);
+  }
+  return done;
+}
+
+void File::WriteAt(int64_t offset, const void* data, size_t n) {
+  if (fd_ < 0) Raise(kErrBadFileNumber);
+  size_t done = 0;
+  while (done < n) {
+    ssize_t r = ::pwrite(fd_, static_cast<const char*>(data) + done, n - done, offset + done);
+    if (r < 0) {
+      if (errno == EINTR) continue;
+      RaiseErrno(errno);
+    }
+    done += static_cast<size_t>(r);
+  }
+}
+
+void File::Truncate(int64_t size) {
+  if (::ftruncate(fd_, size) != 0) RaiseErrno(errno);
+}
+
+void File::Close() {
+  if (fd_ >= 0) {
+    ::close(fd_);  // closing the descriptor releases its flock
+    fd_ = -1;
+  }
+}
+
+}  // namespace kiv

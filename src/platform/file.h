@@ -1,0 +1,54 @@
+// A file handle: POSIX open/pread/pwrite with flock share modes.
+//
+// "Locked against all other readers and writers" is an exclusive lock; "others may read but not
+// write" is a shared lock. An open waits for a conflicting lock for about a second (short
+// back-off) before it raises 70 "Permission denied", so that concurrent writers of one file take
+// turns instead of failing.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "kivdbxt/types.h"
+
+namespace kiv {
+
+enum class Access { Read, Write, ReadWrite };
+enum class ShareLock { None, Shared, Exclusive };
+
+struct OpenOptions {
+  Access access = Access::Read;
+  bool create = false;    // create a missing file
+  bool truncate = false;  // empty the file once the lock is held
+  ShareLock lock = ShareLock::None;
+};
+
+class File {
+ public:
+  File() = default;
+  File(File&& other) noexcept;
+  File& operator=(File&& other) noexcept;
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  ~File();
+
+  // Raises 53 (file not found), 76 (path not found), 70 (locked), 75 (access) ...
+  static File Open(const String& path, const OpenOptions& options);
+
+  bool IsOpen() const { return fd_ >= 0; }
+  int64_t Size() const;
+  // Reads up to n bytes at offset; returns the number read (short at end of file).
+  size_t ReadAt(int64_t offset, void* buffer, size_t n) const;
+  void WriteAt(int64_t offset, const void* data, size_t n);
+  void Truncate(int64_t size);
+  void Close();
+
+ private:
+  explicit File(int fd) : fd_(fd) {}
+  int fd_ = -1;
+};
+
+// The bounded wait of an open that meets a conflicting lock, in milliseconds.
+inline constexpr int kLockWaitMs = 1000;
+
+}  // namespace kiv

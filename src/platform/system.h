@@ -1,0 +1,25 @@
+// Companion operations: user and computer names, unique numbers, the registry shim, padding.
+#pragma once
+
+#include <cstdint>
+
+#include "kivdbxt/types.h"
+
+namespace kiv {
+
+String UserName();
+String ComputerName();
+// Distinct positive 32-bit numbers within a process (never 0), from a random start.
+int32_t UniqueNumber();
+
+// The registry roots the library reads.
+enum class RegistryRoot { LocalMachine, CurrentUser };
+// Reads a string value. On POSIX only "ProgramFilesDir" of
+// "SOFTWARE\Microsoft\Windows\CurrentVersion" exists: $KIV_PROGRAMFILESDIR, else $XDG_DATA_HOME,
+// else $HOME/.local/share. False when the value is not available; never raises.
+bool RegistryReadString(RegistryRoot root, StringView key, StringView value, String& out);
+
+// The number written left-filled with '0' to at least width characters.
+String ZeroPad(int64_t number, int width);
+
+}  // namespace kiv

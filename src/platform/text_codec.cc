@@ -1,0 +1,147 @@
+#include "platform/text_codec.h"
+
+#include <array>
+
+namespace kiv {
+namespace {
+
+// Characters of bytes 0x80..0x9F in Windows-1252; undefined bytes keep their C1 value.
+constexpr char16_t kHigh[32] = {
+    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
+    0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
+    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178,
+};
+
+}  // namespace
+
+uint8_t ToCp1252(char16_t c) {
+  if (c < 0x80 || (c >= 0xA0 && c <= 0xFF)) return static_cast<uint8_t>(c);
+  for (int i = 0; i < 32; ++i) {
+    if (kHigh[i] == c) return static_cast<uint8_t>(0x80 + i);
+  }
+  return '?';
+}
+
+void AppendCp1252(StringView text, std::string& out) {
+  out.reserve(out.size() + text.size());
+  for (char16_t c : text) out.push_back(static_cast<char>(ToCp1252(c)));
+}
+
+std::string ToCp1252(StringView text) {
+  std::string out;
+  AppendCp1252(text, out);
+  return out;
+}
+
+char16_t FromCp1252(uint8_t byte) {
+  if (byte >= 0x80 && byte < 0xA0) return kHigh[byte - 0x80];
+  return byte;
+}
+
+String FromCp1252(std::string_view bytes) {
+  String out;
+  out.resize(bytes.size());
+  for (size_t i = 0; i < bytes.size(); ++i) out[i] = FromCp1252(static_cast<uint8_t>(bytes[i]));
+  return out;
+}
+
+String BytesToString(const uint8_t* data, size_t size) {
+  String out(size, u'\0');
+  for (size_t i = 0; i < size; ++i) out[i] = data[i];
+  return out;
+}
+
+String BytesToString(const std::vector<uint8_t>& bytes) {
+  return BytesToString(bytes.data(), bytes.size());
+}
+
+std::vector<uint8_t> StringToBytes(StringView text) {
+  std::vector<uint8_t> out(text.size());
+  for (size_t i = 0; i < text.size(); ++i) out[i] = static_cast<uint8_t>(text[i]);
+  return out;
+}
+
+bool IsByteString(StringView text) {
+  for (char16_t c : text) {
+    if (c > 0xFF) return false;
+  }
+  return true;
+}
+
+std::string ToUtf8(StringView text) {
+  std::string out;
+  out.reserve(text.size());
+  for (size_t i = 0; i < text.size(); ++i) {
+    uint32_t cp = text[i];
+    if (cp >= 0xD800 && cp <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
+        text[i + 1] <= 0xDFFF) {
+      cp = 0x10000 + ((cp - 0xD800) << 10) + (text[i + 1] - 0xDC00);
+      ++i;
+    } else if (cp >= 0xD800 && cp <= 0xDFFF) {
+      cp = 0xFFFD;
+    }
+    if (cp < 0x80) {
+      out.push_back(static_cast<char>(cp));
+    } else if (cp < 0x800) {
+      out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
+      out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+    } else if (cp < 0x10000) {
+      out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
+      out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+    } else {
+      out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
+      out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+    }
+  }
+  return out;
+}
+
+String FromUtf8(std::string_view text) {
+  String out;
+  out.reserve(text.size());
+  size_t i = 0;
+  while (i < text.size()) {
+    uint8_t b = static_cast<uint8_t>(text[i]);
+    uint32_t cp = 0xFFFD;
+    size_t len = 1;
+    if (b < 0x80) {
+      cp = b;
+    } else if ((b & 0xE0) == 0xC0) {
+      len = 2;
+      cp = b & 0x1F;
+    } else if ((b & 0xF0) == 0xE0) {
+      len = 3;
+      cp = b & 0x0F;
+    } else if ((b & 0xF8) == 0xF0) {
+      len = 4;
+      cp = b & 0x07;
+    } else {
+      len = 0;
+    }
+    bool ok = len > 0 && i + len <= text.size();
+    for (size_t k = 1; ok && k < len; ++k) {
+      uint8_t c = static_cast<uint8_t>(text[i + k]);
+      if ((c & 0xC0) != 0x80) ok = false;
+      cp = (cp << 6) | (c & 0x3F);
+    }
+    if (!ok) {
+      out.push_back(0xFFFD);
+      ++i;
+      continue;
+    }
+    i += len;
+    if (cp >= 0x10000 && cp <= 0x10FFFF) {
+      cp -= 0x10000;
+      out.push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
+      out.push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
+    } else {
+      out.push_back(cp > 0x10FFFF ? 0xFFFD : static_cast<char16_t>(cp));
+    }
+  }
+  return out;
+}
+
+}  // namespace kiv

@@ -1,0 +1,29 @@
+// Text encodings: Windows-1252 for the daily data files, UTF-8 at the edges, and the
+// one-character-per-byte strings of the buffering operations.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kivdbxt/types.h"
+
+namespace kiv {
+
+// Windows-1252 byte for a character; '?' for a character outside the code page.
+uint8_t ToCp1252(char16_t c);
+std::string ToCp1252(StringView text);
+void AppendCp1252(StringView text, std::string& out);
+// Every byte maps to a character (the five bytes the code page leaves undefined map to the C1
+// control of the same value), so decoding never fails and round-trips.
+char16_t FromCp1252(uint8_t byte);
+String FromCp1252(std::string_view bytes);
+
+// One character per byte, both ways; characters above 255 keep their low byte.
+String BytesToString(const uint8_t* data, size_t size);
+String BytesToString(const std::vector<uint8_t>& bytes);
+std::vector<uint8_t> StringToBytes(StringView text);  // requires IsByteString(text)
+bool IsByteString(StringView text);
+
+}  // namespace kiv
