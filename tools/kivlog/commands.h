@@ -1,0 +1,19 @@
+// The kivlog subcommands: each family adds its own to the application.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace kivlog {
+
+// Options every subcommand shares.
+struct GlobalOptions {
+  bool json = false;
+  std::string locale;
+};
+
+GlobalOptions& Globals();
+
+void AddEventCommands(CLI::App& app);  // event: one record's text form round trip
+void AddDemoCommand(CLI::App& app);    // demo: the main job of the README
+
+}  // namespace kivlog
