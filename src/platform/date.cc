@@ -200,7 +200,6 @@ String GeneralDate(Date date) {
       std::snprintf(tbuf, sizeof tbuf, "%02d:%02d:%02d", p.hour, p.minute, p.second);
       break;
   }
-  if (DayNumber(date) == 0 && has_time) return Ascii(tbuf);
   if (!has_time) return Ascii(dbuf);
   return Ascii(dbuf) + u" " + Ascii(tbuf);
 }

@@ -30,8 +30,8 @@ Date DateOnly(Date date);
 // DateDiff("d", from, to): whole calendar days from the day of `from` to the day of `to`.
 int64_t DateDiffDays(Date from, Date to);
 
-// The general date text of the locale rule: date and time; only the date when the time is zero;
-// only the time when the day is 30 December 1899 (day 0).
+// The general date text of the locale rule: short date, a space, long time; only the date when
+// the time part is zero.
 String GeneralDate(Date date);
 // Parses the text of the locale rule, or ISO "yyyy-mm-dd[ hh:mm[:ss]]" in any locale, or a time
 // alone. False when the text is not a date.
