@@ -1,5 +1,7 @@
 #include "frame/guard.h"
 
+#include "frame/error.h"
+
 namespace kiv {
 
 void RecordFailure(const char16_t* source) {
@@ -8,6 +10,11 @@ void RecordFailure(const char16_t* source) {
   } catch (...) {
     // An error inside the recorder is ignored.
   }
+}
+
+void RaiseRecorded() {
+  ErrorRecord r = LastErrorRecord();
+  throw Error{r.Number, r.Description, r.LastDllError};
 }
 
 ErrorKeeper::ErrorKeeper() : saved_(LastErrorRecord()), saved_run_(CurrentRunError()) {}

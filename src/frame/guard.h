@@ -16,6 +16,14 @@ namespace kiv {
 // Records the current run-time error under Source, as a handler does.
 void RecordFailure(const char16_t* source);
 
+// Raises again the error that an inner operation recorded (its Number and Description), so that
+// the caller's own handler reports it under the caller's Source.
+[[noreturn]] void RaiseRecorded();
+// For inner operations that return True on failure: `Check(OpenLog(false));`.
+inline void Check(bool failed) {
+  if (failed) RaiseRecorded();
+}
+
 // Saves the recorded error (and the current run-time error) and restores them when it goes.
 class ErrorKeeper {
  public:

@@ -121,6 +121,21 @@ TEST(Guard, ReturnsErrorValueRecordsSourceAndKeepsFirstErrorThroughCleanup) {
   EXPECT_EQ(LastErrorRecord().Description, u"Internal error: boom");
 }
 
+TEST(Guard, CheckRaisesTheInnerErrorUnderTheOuterSource) {
+  auto inner = [] { return Guard(u"Inner.Op", true, []() -> bool { RaiseLibrary(u"deep"); }); };
+  EXPECT_TRUE(Guard(u"Outer.Op", true, [&] {
+    Check(inner());
+    return false;
+  }));
+  EXPECT_EQ(LastErrorRecord().Number, 20000);
+  EXPECT_EQ(LastErrorRecord().Description, u"deep");
+  EXPECT_EQ(LastErrorRecord().Source, u"Outer.Op");
+  EXPECT_FALSE(Guard(u"Outer.Op", true, [&] {
+    Check(false);
+    return false;
+  }));
+}
+
 TEST(ErrorState, IsPerThread) {
   Fail(9, u"Subscript out of range");
   Set_Error(Variant::Missing(), Variant(u"Main.Thread"));
