@@ -78,9 +78,8 @@ String TableOf(int64_t n) {
   t->Indexes().Append(ix);
   db->TableDefs().Append(t);
   db->Execute(u"WITH RECURSIVE s(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM s WHERE i < " +
-                  FromUtf8(std::to_string(n)) +
-                  u") INSERT INTO T SELECT (i * 7919) % " + FromUtf8(std::to_string(n)) +
-                  u", 'row ' || i FROM s",
+                  FromUtf8(std::to_string(n)) + u") INSERT INTO T SELECT (i * 7919) % " +
+                  FromUtf8(std::to_string(n)) + u", 'row ' || i FROM s",
               dbFailOnError);
   db->Close();
   return made[n] = name;
