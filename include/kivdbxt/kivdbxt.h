@@ -6,6 +6,8 @@
 #include "kivdbxt/constants.h"
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_event.h"
+#include "kivdbxt/kiv_log.h"
 #include "kivdbxt/kiv_log_filter.h"
+#include "kivdbxt/kiv_log_info.h"
 #include "kivdbxt/types.h"
 #include "kivdbxt/variant.h"
