@@ -81,8 +81,8 @@ class KivLog : public Object {
   bool EventLogRead(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int32_t Count = 1);
   bool EventLogReadBack(const std::shared_ptr<KivLogInfo>& EvLog, const int32_t& Start,
                         int32_t Count = 1, bool Adjust = false);
-  bool EventLogReadBack(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start,
-                        int32_t Count = 1, bool Adjust = false);
+  bool EventLogReadBack(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int32_t Count = 1,
+                        bool Adjust = false);
   bool EventLogFilter(const std::shared_ptr<KivLogInfo>& EvLog, const int32_t& Start,
                       const std::shared_ptr<KivLogFilter>& Filter, int32_t Count = 1);
   bool EventLogFilter(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start,
@@ -100,8 +100,7 @@ class KivLog : public Object {
   // Removes every log of the folder (of AppId only, when given) whose day is before Before's day.
   bool EventLogPurgeEx(const Date& Before, const String& AppId = String(),
                        const String& Path = String());
-  bool EventLogPurgeEx(Date& Before, const String& AppId = String(),
-                       const String& Path = String());
+  bool EventLogPurgeEx(Date& Before, const String& AppId = String(), const String& Path = String());
 
  private:
   // The descriptor of an open log; raises "Eventlog not started." for an unknown Id.

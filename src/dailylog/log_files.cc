@@ -1,7 +1,8 @@
 // The two-file open of a daily log.
+#include "dailylog/log_files.h"
+
 #include <algorithm>
 
-#include "dailylog/log_files.h"
 #include "frame/error.h"
 #include "platform/file_table.h"
 #include "platform/rt_errors.h"

@@ -45,7 +45,8 @@ bool KivLog::RenameLog(const String& LogName) {
       if (!FileExists(backup + kExtLogData)) break;
     }
     RenameFile(LogName + kExtLogData, backup + kExtLogData);
-    if (FileExists(LogName + kExtLogIndex)) RenameFile(LogName + kExtLogIndex, backup + kExtLogIndex);
+    if (FileExists(LogName + kExtLogIndex))
+      RenameFile(LogName + kExtLogIndex, backup + kExtLogIndex);
     return false;
   });
 }

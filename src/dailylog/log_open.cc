@@ -17,9 +17,8 @@ bool LogExists(const String& base, bool both) {
 
 }  // namespace
 
-int32_t KivLog::EventLogOpenEx(const String& AppId, const String& Path, int32_t Mode,
-                               Date CurrDate, const String& Computer, const String& User,
-                               int32_t MaxSize) {
+int32_t KivLog::EventLogOpenEx(const String& AppId, const String& Path, int32_t Mode, Date CurrDate,
+                               const String& Computer, const String& User, int32_t MaxSize) {
   String app_id = AppId;
   String path = Path;
   return EventLogOpenEx(app_id, path, Mode, CurrDate, Computer, User, MaxSize);
@@ -62,8 +61,8 @@ int32_t KivLog::EventLogOpenEx(String& AppId, String& Path, int32_t Mode, Date C
       [&] { files.Close(); });
 }
 
-int32_t KivLog::EventLogOpen(const String& AppId, const String& Path, int32_t Mode,
-                             Date CurrDate, const String& Computer, const String& User) {
+int32_t KivLog::EventLogOpen(const String& AppId, const String& Path, int32_t Mode, Date CurrDate,
+                             const String& Computer, const String& User) {
   return EventLogOpenEx(AppId, Path, Mode, CurrDate, Computer, User, 0);
 }
 

@@ -93,8 +93,7 @@ bool Advance(Walk& w, const Collection& data, int32_t gathered, int32_t count, i
     if (--w.ordinal >= 1) return true;
     if (!w.adjust || gathered >= count) return false;
     // Ran off the first event: go on after the run gathered (after Start when nothing passed).
-    w = Walk{data.Count() > 0 ? OrdinalAt(data, data.Count()) + 1 : start + 1, false, false,
-             false};
+    w = Walk{data.Count() > 0 ? OrdinalAt(data, data.Count()) + 1 : start + 1, false, false, false};
     return w.ordinal <= events;
   }
   if (++w.ordinal <= events) return true;
@@ -106,8 +105,8 @@ bool Advance(Walk& w, const Collection& data, int32_t gathered, int32_t count, i
 
 void AddEvent(Collection& data, const std::shared_ptr<KivLogEvent>& event, bool at_front) {
   Variant item(std::static_pointer_cast<Object>(event));
-  bool failed = at_front && data.Count() > 0 ? data.AddBefore(item, Variant(int32_t{1}))
-                                             : data.Add(item);
+  bool failed =
+      at_front && data.Count() > 0 ? data.AddBefore(item, Variant(int32_t{1})) : data.Add(item);
   if (failed) RaiseRecorded();
 }
 
@@ -156,8 +155,7 @@ bool KivLog::EventLogRead(const std::shared_ptr<KivLogInfo>& EvLog, const int32_
   return EventLogRead(EvLog, start, Count);
 }
 
-bool KivLog::EventLogRead(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start,
-                          int32_t Count) {
+bool KivLog::EventLogRead(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int32_t Count) {
   return ReadEventLog(EvLog, Start, Count, nullptr, false, false);
 }
 

@@ -81,7 +81,8 @@ inline std::vector<int32_t> IndexValues(const String& base) {
 inline std::string IndexBytes(const std::vector<int32_t>& values) {
   std::string out;
   for (int32_t v : values) {
-    for (int b = 0; b < 4; ++b) out.push_back(static_cast<char>(static_cast<uint32_t>(v) >> (8 * b)));
+    for (int b = 0; b < 4; ++b)
+      out.push_back(static_cast<char>(static_cast<uint32_t>(v) >> (8 * b)));
   }
   return out;
 }

@@ -136,8 +136,7 @@ TEST(KivLogInfoTest, DayDateCreatedAndCopyTo) {
   EXPECT_EQ(LastErrorRecord().Source, u"KivLogInfo.CopyTo");
 
   // Creatable by ProgID.
-  EXPECT_NE(std::dynamic_pointer_cast<KivLogInfo>(CreateObject(u"KivDbXtOle.KivLogInfo")),
-            nullptr);
+  EXPECT_NE(std::dynamic_pointer_cast<KivLogInfo>(CreateObject(u"KivDbXtOle.KivLogInfo")), nullptr);
   EXPECT_NE(std::dynamic_pointer_cast<KivLog>(CreateObject(u"KivDbXtOle.KivLog")), nullptr);
 }
 

@@ -43,8 +43,8 @@ TEST_F(LogPurgeTest, PurgeExRemovesDaysBeforeTheDate) {
   // Without AppId every day before the date's day goes, whatever its time; a missing index is
   // no obstacle, a lone index and unreadable names stay.
   ASSERT_FALSE(log.EventLogPurgeEx(Day1At(23, 59), u"", folder + u"//"));
-  for (const char16_t* gone : {u"A_20240303", u"A_20240304", u"B_20240304", u"B_20240302",
-                               u"APPX_20240301"}) {
+  for (const char16_t* gone :
+       {u"A_20240303", u"A_20240304", u"B_20240304", u"B_20240302", u"APPX_20240301"}) {
     EXPECT_FALSE(HasData(f + gone)) << ToUtf8(gone);
     EXPECT_FALSE(HasIndex(f + gone)) << ToUtf8(gone);
   }
@@ -109,7 +109,8 @@ std::string AsNobody(Checks checks) {
   ::close(fds[1]);
   std::string report;
   char buf[512];
-  for (ssize_t n; (n = ::read(fds[0], buf, sizeof buf)) > 0;) report.append(buf, static_cast<size_t>(n));
+  for (ssize_t n; (n = ::read(fds[0], buf, sizeof buf)) > 0;)
+    report.append(buf, static_cast<size_t>(n));
   ::close(fds[0]);
   int status = 0;
   ::waitpid(pid, &status, 0);

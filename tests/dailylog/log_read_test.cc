@@ -1,7 +1,8 @@
 // Reading a day forwards and backwards, with Adjust and filters, and reading damaged days.
+#include "dailylog/log_read.h"
+
 #include <random>
 
-#include "dailylog/log_read.h"
 #include "dailylog_support.h"
 #include "platform/vb_convert.h"
 
@@ -211,7 +212,8 @@ TEST_F(LogReadTest, EmptyDaysAndInterruptedWrites) {
   ASSERT_FALSE(log.EventLogReadBack(info, 1000, 2));
   EXPECT_EQ(Ordinals(*info), (std::vector<int32_t>{n - 1, n}));
   const size_t last = static_cast<size_t>(index[n] - 1);
-  for (size_t cut : {size_t{1}, size_t{9}, size_t{40}, data.size() - last - 1, data.size() - last - 3}) {
+  for (size_t cut :
+       {size_t{1}, size_t{9}, size_t{40}, data.size() - last - 1, data.size() - last - 3}) {
     WriteAll(base + u".ZLI", IndexBytes(index));
     WriteAll(base + u".ZLG", data.substr(0, last + cut));
     ASSERT_FALSE(log.EventLogReadBack(info, 1000, 2)) << cut;
@@ -248,16 +250,22 @@ TEST_F(LogReadTest, DamagedFilesNeverCrash) {
       std::string& target = rng() % 2 ? d : i;
       if (target.empty()) continue;
       switch (rng() % 3) {
-        case 0: target[rng() % target.size()] = static_cast<char>(rng()); break;
-        case 1: target.resize(rng() % target.size()); break;
-        default: target.insert(rng() % target.size(), 1, static_cast<char>(rng())); break;
+        case 0:
+          target[rng() % target.size()] = static_cast<char>(rng());
+          break;
+        case 1:
+          target.resize(rng() % target.size());
+          break;
+        default:
+          target.insert(rng() % target.size(), 1, static_cast<char>(rng()));
+          break;
       }
     }
     WriteAll(base + u".ZLG", d);
     WriteAll(base + u".ZLI", i);
     int32_t start = static_cast<int32_t>(rng() % 14);
-    bool failed = round % 2 ? log.EventLogReadBack(info, start, 20, true)
-                            : log.EventLogRead(info, start, 20);
+    bool failed =
+        round % 2 ? log.EventLogReadBack(info, start, 20, true) : log.EventLogRead(info, start, 20);
     // Either a clean read or a recorded failure; whatever was read is in ascending order.
     if (failed) {
       EXPECT_NE(Last_Error(), 0);
