@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <unordered_map>
 
 #include "kivdbxt/collection.h"
 #include "kivdbxt/constants.h"
@@ -105,9 +106,14 @@ class KivLog : public Object {
  private:
   // The descriptor of an open log; raises "Eventlog not started." for an unknown Id.
   std::shared_ptr<KivLogInfo> FindLog(int32_t Id) const;
+  // Enter a descriptor in the table of open logs, or take one out.
+  void AddLog(int32_t Id, const std::shared_ptr<KivLogInfo>& info);
+  void RemoveLog(int32_t Id);
 
-  // The table of open logs: descriptors keyed by their unk.
+  // The table of open logs: descriptors keyed by their unk, in the order opened.
   std::shared_ptr<Collection> logs_;
+  // The same descriptors by Id, for the lookup every write makes.
+  std::unordered_map<int32_t, std::shared_ptr<KivLogInfo>> by_id_;
 };
 
 }  // namespace kiv

@@ -19,8 +19,22 @@ StringView Mid(StringView s, size_t start1, size_t n) {
 }
 StringView Right(StringView s, size_t n) { return s.substr(s.size() - std::min(n, s.size())); }
 
+// A field of a day: plain digits directly (every write checks its day), anything else as the run
+// time's CInt converts it.
+int DayField(StringView text) {
+  if (!text.empty() && text.size() <= 4) {
+    int value = 0;
+    for (char16_t c : text) {
+      if (c < u'0' || c > u'9') return CInt(Variant(String(text)));
+      value = value * 10 + (c - u'0');
+    }
+    return value;
+  }
+  return CInt(Variant(String(text)));
+}
+
 Date DateFromFields(StringView year, StringView month, StringView day) {
-  auto field = [](StringView text) { return CInt(Variant(String(text))); };
+  auto field = DayField;
   return DateSerial(field(year), field(month), field(day));
 }
 

@@ -52,9 +52,7 @@ int32_t KivLog::EventLogOpenEx(String& AppId, String& Path, int32_t Mode, Date C
         info->MaxSize(MaxSize);
         OpenLogFiles(*info, files, false, create);
         files.Close();
-        if (logs_->Add(Variant(std::static_pointer_cast<Object>(info)), info->unk())) {
-          RaiseRecorded();
-        }
+        AddLog(id, info);
         EventLogWrite(id, u"EVENTLOG", u"Open", RWDT_ASCII, EVENTLOG_INFORMATION_TYPE, String(), 1);
         return id;
       },
@@ -78,7 +76,7 @@ bool KivLog::EventLogClose(int32_t Id) {
     if (EventLogWrite(Id, u"EVENTLOG", u"Closed", RWDT_ASCII, EVENTLOG_INFORMATION_TYPE)) {
       RaiseRecorded();
     }
-    if (logs_->Remove(Variant(LogKey(Id)))) RaiseRecorded();
+    RemoveLog(Id);
     return false;
   });
 }

@@ -53,7 +53,7 @@ bool KivLog::EventLogPurge(int32_t Id) {
   return Guard(u"KivLog.EventLogPurge", true, [&] {
     auto info = FindLog(Id);
     if (KillEventLog(info->FileName())) RaiseRecorded();
-    if (logs_->Remove(Variant(LogKey(Id)))) RaiseRecorded();
+    RemoveLog(Id);
     return false;
   });
 }

@@ -31,9 +31,19 @@ KivLog::~KivLog() {
 }
 
 std::shared_ptr<KivLogInfo> KivLog::FindLog(int32_t Id) const {
-  String key = LogKey(Id);
-  if (!logs_->Exists(key)) RaiseLibrary(u"Eventlog not started.");
-  return std::dynamic_pointer_cast<KivLogInfo>(logs_->Item(Variant(key)).ObjectValue());
+  auto it = by_id_.find(Id);
+  if (it == by_id_.end()) RaiseLibrary(u"Eventlog not started.");
+  return it->second;
+}
+
+void KivLog::AddLog(int32_t Id, const std::shared_ptr<KivLogInfo>& info) {
+  if (logs_->Add(Variant(std::static_pointer_cast<Object>(info)), info->unk())) RaiseRecorded();
+  by_id_[Id] = info;
+}
+
+void KivLog::RemoveLog(int32_t Id) {
+  if (logs_->Remove(Variant(LogKey(Id)))) RaiseRecorded();
+  by_id_.erase(Id);
 }
 
 bool KivLog::EventLogInfo(int32_t Id, std::shared_ptr<KivLogInfo>& EvLog) {
