@@ -71,6 +71,7 @@ int Show(const ShowArgs& a) {
                                  : log.EventLogFilter(info, start, filter, a.count))
                        : (a.back ? log.EventLogReadBack(info, start, a.count, a.adjust)
                                  : log.EventLogRead(info, start, a.count));
+  if (failed && Globals().json) return ReportError("show");  // one JSON document
   PrintPage(*info, start);
   return failed ? ReportError("show") : 0;
 }
@@ -83,6 +84,7 @@ int Tail(const TailArgs& a) {
   int32_t start = INT_MAX;
   bool failed = log.EventLogReadBack(info, start, a.count, true);
   if (!a.follow) {
+    if (failed && Globals().json) return ReportError("tail");
     PrintPage(*info, start);
     return failed ? ReportError("tail") : 0;
   }
