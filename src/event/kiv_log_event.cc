@@ -23,10 +23,12 @@ constexpr char16_t kEndLine[] = u"END=-----------------------";
 
 bool IsStrippedControl(char16_t c) { return c < 32 && c != 10 && c != 13; }
 
-// Cleans a text field. Full mode also removes line ends; raw mode keeps them, so that they become
-// separate raw data lines.
-String Clean(const String& text, bool full) {
-  if (text.empty()) return text;
+// Cleans a text field in place. Full mode also removes line ends; raw mode keeps them, so that
+// they become separate raw data lines.
+void Clean(String& text, bool full) {
+  bool plain = true;
+  for (char16_t c : text) plain = plain && c >= 32;
+  if (plain) return;  // the common case: nothing to remove or replace
   String out;
   out.reserve(text.size());
   for (char16_t c : text) {
@@ -37,7 +39,7 @@ String Clean(const String& text, bool full) {
       out.push_back(c);
     }
   }
-  return out;
+  text = std::move(out);
 }
 
 String HexForm(const String& text) {
@@ -141,12 +143,14 @@ bool KivLogEvent::Load(int32_t& hndl) {
 
 bool KivLogEvent::TranslateData() {
   return Guard(u"KivLogEvent.TranslateData", true, [&] {
-    ev_category_ = Clean(ev_category_, true);
-    ev_user_ = Clean(ev_user_, true);
-    ev_computer_ = Clean(ev_computer_, true);
-    ev_server_ = Clean(ev_server_, true);
-    ev_source_ = Clean(ev_source_, true);
-    ev_raw_data_ = ev_data_type_ != RWDT_ASCII ? HexForm(ev_raw_data_) : Clean(ev_raw_data_, false);
+    for (String* field : {&ev_category_, &ev_user_, &ev_computer_, &ev_server_, &ev_source_}) {
+      Clean(*field, true);
+    }
+    if (ev_data_type_ != RWDT_ASCII) {
+      ev_raw_data_ = HexForm(ev_raw_data_);
+    } else {
+      Clean(ev_raw_data_, false);
+    }
     return false;
   });
 }

@@ -180,28 +180,62 @@ DateParts SplitDate(Date date) {
   return p;
 }
 
+namespace {
+
+// Appends a number of at least `width` digits (zero-filled).
+void AppendDigits(String& out, int value, int width) {
+  char16_t digits[12];
+  int n = 0;
+  unsigned v = static_cast<unsigned>(value < 0 ? -value : value);
+  do {
+    digits[n++] = static_cast<char16_t>(u'0' + v % 10);
+    v /= 10;
+  } while (v != 0);
+  if (value < 0) out.push_back(u'-');
+  for (int i = n; i < width; ++i) out.push_back(u'0');
+  while (n > 0) out.push_back(digits[--n]);
+}
+
+void AppendDatePart(String& out, const DateParts& p) {
+  // Three fields and their separator, in the locale's order, with their widths.
+  auto fields = [&](int a, int wa, int b, int wb, int c, int wc, char16_t sep) {
+    AppendDigits(out, a, wa);
+    out.push_back(sep);
+    AppendDigits(out, b, wb);
+    out.push_back(sep);
+    AppendDigits(out, c, wc);
+  };
+  switch (CurrentLocale().kind) {
+    case LocaleKind::Italian: fields(p.day, 2, p.month, 2, p.year, 4, u'/'); break;
+    case LocaleKind::English: fields(p.month, 1, p.day, 1, p.year, 4, u'/'); break;
+    case LocaleKind::Iso: fields(p.year, 4, p.month, 2, p.day, 2, u'-'); break;
+  }
+}
+
+void AppendTimePart(String& out, const DateParts& p) {
+  const bool english = CurrentLocale().kind == LocaleKind::English;
+  AppendDigits(out, english ? (p.hour % 12 == 0 ? 12 : p.hour % 12) : p.hour, english ? 1 : 2);
+  out.push_back(u':');
+  AppendDigits(out, p.minute, 2);
+  out.push_back(u':');
+  AppendDigits(out, p.second, 2);
+  if (english) out += p.hour < 12 ? u" AM" : u" PM";
+}
+
+}  // namespace
+
+// Written digit by digit: every event saved to a daily log formats its date.
 String GeneralDate(Date date) {
   DateParts p = SplitDate(date);
   const bool has_time = p.hour || p.minute || p.second;
-  char dbuf[32] = "";
-  char tbuf[32] = "";
-  switch (CurrentLocale().kind) {
-    case LocaleKind::Italian:
-      std::snprintf(dbuf, sizeof dbuf, "%02d/%02d/%04d", p.day, p.month, p.year);
-      std::snprintf(tbuf, sizeof tbuf, "%02d:%02d:%02d", p.hour, p.minute, p.second);
-      break;
-    case LocaleKind::English:
-      std::snprintf(dbuf, sizeof dbuf, "%d/%d/%04d", p.month, p.day, p.year);
-      std::snprintf(tbuf, sizeof tbuf, "%d:%02d:%02d %s", p.hour % 12 == 0 ? 12 : p.hour % 12,
-                    p.minute, p.second, p.hour < 12 ? "AM" : "PM");
-      break;
-    case LocaleKind::Iso:
-      std::snprintf(dbuf, sizeof dbuf, "%04d-%02d-%02d", p.year, p.month, p.day);
-      std::snprintf(tbuf, sizeof tbuf, "%02d:%02d:%02d", p.hour, p.minute, p.second);
-      break;
+  String out;
+  out.reserve(24);
+  AppendDatePart(out, p);
+  if (has_time) {
+    out.push_back(u' ');
+    AppendTimePart(out, p);
   }
-  if (!has_time) return Ascii(dbuf);
-  return Ascii(dbuf) + u" " + Ascii(tbuf);
+  return out;
 }
 
 bool ParseDate(StringView text, Date& out) {

@@ -137,7 +137,10 @@ String LineInput(int32_t number) {
     size_t n = cr ? static_cast<size_t>(static_cast<const char*>(cr) - data) : avail;
     size_t old = line.size();
     line.resize(old + n);
-    for (size_t i = 0; i < n; ++i) line[old + i] = FromCp1252(static_cast<uint8_t>(data[i]));
+    for (size_t i = 0; i < n; ++i) {
+      uint8_t b = static_cast<uint8_t>(data[i]);
+      line[old + i] = b < 0x80 ? b : FromCp1252(b);
+    }
     f.pos += static_cast<int64_t>(n);
     if (cr) {
       ++f.pos;

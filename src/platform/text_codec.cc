@@ -23,8 +23,10 @@ uint8_t ToCp1252(char16_t c) {
 }
 
 void AppendCp1252(StringView text, std::string& out) {
-  out.reserve(out.size() + text.size());
-  for (char16_t c : text) out.push_back(static_cast<char>(ToCp1252(c)));
+  size_t at = out.size();
+  out.resize(at + text.size());
+  char* dst = out.data() + at;
+  for (char16_t c : text) *dst++ = static_cast<char>(c < 0x80 ? c : ToCp1252(c));
 }
 
 std::string ToCp1252(StringView text) {
@@ -70,6 +72,9 @@ bool IsByteString(StringView text) {
 
 std::string ToUtf8(StringView text) {
   std::string out;
+  size_t ascii = 0;
+  while (ascii < text.size() && text[ascii] < 0x80) ++ascii;
+  if (ascii == text.size()) return std::string(text.begin(), text.end());
   out.reserve(text.size());
   for (size_t i = 0; i < text.size(); ++i) {
     uint32_t cp = text[i];

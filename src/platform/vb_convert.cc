@@ -152,7 +152,18 @@ String FormatCurrency(Currency value) {
   return out;
 }
 
-String IntText(int64_t value) { return Ascii(std::to_string(value)); }
+String IntText(int64_t value) {
+  char16_t buf[24];
+  char16_t* end = buf + 24;
+  char16_t* p = end;
+  uint64_t v = value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+  do {
+    *--p = static_cast<char16_t>(u'0' + v % 10);
+    v /= 10;
+  } while (v != 0);
+  if (value < 0) *--p = u'-';
+  return String(p, end);
+}
 
 bool CBool(const Variant& v) {
   if (v.Type() == vbBoolean) return v.BoolValue();

@@ -3,11 +3,46 @@
 
 #include "commands.h"
 #include "kivdbxt/class_table.h"
+#include "kivdbxt/kiv_log.h"
 #include "kivdbxt/kiv_log_event.h"
 #include "output.h"
+#include "platform/system.h"
 
 namespace kivlog {
 namespace {
+
+// Writes a few events into today's log of KIVDEMO in the default folder and reads them back.
+int DailyLogTour() {
+  kiv::KivLog log;
+  std::printf("\ndefault log folder: %s\n", U8(log.LogDefaultPath()).c_str());
+  int32_t id = log.EventLogOpen(u"KIVDEMO", u"", kiv::ELOF_OPENALWAYS, 0, kiv::ComputerName(),
+                                kiv::UserName());
+  if (id == 0) return ReportError("open");
+  const bool failed =
+      log.EventLogWrite(id, u"demo", u"service started", kiv::RWDT_ASCII,
+                        kiv::EVENTLOG_INFORMATION_TYPE, u"Startup", 100) ||
+      log.EventLogWrite(id, u"demo", u"disk almost full\r\n92% used", kiv::RWDT_ASCII,
+                        kiv::EVENTLOG_WARNING_TYPE, u"Disk", 200) ||
+      log.EventLogWrite(id, u"demo",
+                        u"\x01\x02"
+                        u"binary",
+                        kiv::RWDT_BINARY, kiv::EVENTLOG_ERROR_TYPE, u"Disk", 201);
+  if (failed) return ReportError("write");
+  std::shared_ptr<kiv::KivLogInfo> info;
+  if (log.EventLogInfo(id, info) || log.EventLogClose(id)) return ReportError("close");
+  std::printf("wrote 3 events (between the Open and Closed markers) to %s.ZLG\n\n",
+              U8(info->FileName()).c_str());
+  int32_t start = INT32_MAX;  // from the last event backwards
+  if (log.EventLogReadBack(info, start, 5, true)) return ReportError("read");
+  for (int32_t i = 1; i <= info->LogData()->Count(); ++i) {
+    PrintEventText(*info->LogData()->ObjectAt<kiv::KivLogEvent>(i));
+  }
+  std::printf(
+      "\n%d events in today's KIVDEMO log. Try: kivlog show --app KIVDEMO --back "
+      "--start 999 -n 10\n",
+      start);
+  return 0;
+}
 
 int Demo() {
   std::printf("kivdbxt type library %s %d.%d\n", U8(kiv::TypeLibrary().Id).c_str(),
@@ -17,7 +52,7 @@ int Demo() {
     std::printf("  %-13s %s %s\n", U8(c.Name).c_str(), U8(c.Clsid).c_str(),
                 obj ? "available" : "not in this build");
   }
-  return 0;
+  return DailyLogTour();
 }
 
 }  // namespace

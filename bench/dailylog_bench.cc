@@ -1,0 +1,151 @@
+// Daily logs: cost of a write next to the bare system calls it makes, cost of reading the last
+// page of a small and a large day, and the speed of a filtered walk through a whole day.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+
+#include "kivdbxt/kivdbxt.h"
+#include "platform/date.h"
+#include "platform/locale.h"
+
+namespace {
+
+const std::string kRaw = "order 123456 shipped to warehouse 7, 3 parcels";
+
+std::string BenchFolder(const std::string& name) {
+  auto dir = std::filesystem::temp_directory_path() / ("kivbench-" + name);
+  std::filesystem::remove_all(dir);
+  std::filesystem::create_directories(dir);
+  return dir.string();
+}
+
+void LibraryWrite(benchmark::State& state) {
+  const std::string folder = BenchFolder("write");
+  kiv::KivLog log;
+  int32_t id = log.EventLogOpen(u"BENCH", kiv::FromUtf8(folder), kiv::ELOF_CREATE_ALWAYS, 0,
+                                u"host", u"user");
+  const kiv::String raw = kiv::FromUtf8(kRaw);
+  for (auto _ : state) {
+    if (log.EventLogWrite(id, u"bench", raw, kiv::RWDT_ASCII, kiv::EVENTLOG_INFORMATION_TYPE,
+                          u"cat", 7)) {
+      state.SkipWithError("write failed");
+      break;
+    }
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+
+// The same work by hand: open and lock both files, read the count, write count, entry and a
+// record of the same size, close both.
+void BaselineWrite(benchmark::State& state) {
+  const std::string folder = BenchFolder("baseline");
+  const std::string data = folder + "/BENCH.ZLG", index = folder + "/BENCH.ZLI";
+  const std::string record =
+      "UNK=1234567890\r\nDAT=2024-03-05 10:00:00\r\nSRC=bench\r\nTYP=4\r\nCAT=cat\r\nEID=7\r\n"
+      "USR=user\r\nCOM=host\r\nSVR=\r\nDTP=0\r\nRWD=" +
+      kRaw + "\r\nEND=-----------------------\r\n";
+  for (auto _ : state) {
+    int d = ::open(data.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    struct stat st;
+    ::fstat(d, &st);
+    ::flock(d, LOCK_EX | LOCK_NB);
+    ::fstat(d, &st);
+    int x = ::open(index.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    ::fstat(x, &st);
+    ::flock(x, LOCK_EX | LOCK_NB);
+    int32_t count = 0;
+    ::fstat(x, &st);
+    if (st.st_size >= 4) ::pread(x, &count, 4, 0);
+    ++count;
+    ::pwrite(x, &count, 4, 0);
+    ::fstat(d, &st);
+    int32_t position = static_cast<int32_t>(st.st_size) + 1;
+    ::pwrite(x, &position, 4, 4 * count);
+    ::pwrite(d, record.data(), record.size(), st.st_size);
+    ::close(x);
+    ::close(d);
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+
+// A day of `events` records written straight to disk in the library's layout, made once.
+std::string DayOfEvents(int events) {
+  static std::map<int, std::string> made;
+  if (auto it = made.find(events); it != made.end()) return it->second;
+  const std::string folder = BenchFolder("day" + std::to_string(events));
+  const std::string base = folder + "/BIG_20240305";
+  std::ofstream data(base + ".ZLG", std::ios::binary);
+  std::ofstream index(base + ".ZLI", std::ios::binary);
+  index.write(reinterpret_cast<const char*>(&events), 4);
+  int64_t position = 1;
+  for (int k = 1; k <= events; ++k) {
+    std::string block = "UNK=" + std::to_string(1000000 + k) +
+                        "\r\nDAT=2024-03-05 10:00:00\r\nSRC=APP" + std::to_string(k % 7) +
+                        "\r\nTYP=4\r\nCAT=orders\r\nEID=" + std::to_string(k % 100) +
+                        "\r\nUSR=user\r\nCOM=host\r\nSVR=\r\nDTP=0\r\nRWD=" + kRaw +
+                        "\r\nEND=-----------------------\r\n";
+    int32_t p = static_cast<int32_t>(position);
+    index.write(reinterpret_cast<const char*>(&p), 4);
+    data << block;
+    position += static_cast<int64_t>(block.size());
+  }
+  made[events] = base;
+  return base;
+}
+
+void ReadBackLastPage(benchmark::State& state) {
+  const int events = static_cast<int>(state.range(0));
+  kiv::KivLog log;
+  auto info = std::make_shared<kiv::KivLogInfo>();
+  info->FileName(kiv::FromUtf8(DayOfEvents(events)));
+  for (auto _ : state) {
+    int32_t start = INT_MAX;
+    if (log.EventLogReadBack(info, start, 100, true) || info->LogData()->Count() != 100) {
+      state.SkipWithError("read failed");
+      break;
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * 100);
+}
+
+void FilteredWalk(benchmark::State& state) {
+  const std::string base = DayOfEvents(static_cast<int>(state.range(0)));
+  kiv::KivLog log;
+  auto info = std::make_shared<kiv::KivLogInfo>();
+  info->FileName(kiv::FromUtf8(base));
+  auto filter = std::make_shared<kiv::KivLogFilter>();
+  filter->Checks(kiv::LGFF_CHECKID);
+  filter->IdsAdd(-1);  // nothing passes: the whole day is walked
+  const int64_t bytes = static_cast<int64_t>(std::filesystem::file_size(base + ".ZLG"));
+  for (auto _ : state) {
+    if (log.EventLogFilter(info, 1, filter, INT_MAX)) {
+      state.SkipWithError("walk failed");
+      break;
+    }
+  }
+  state.SetBytesProcessed(state.iterations() * bytes);
+}
+
+BENCHMARK(LibraryWrite)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BaselineWrite)->Unit(benchmark::kMicrosecond);
+BENCHMARK(ReadBackLastPage)->Arg(10000)->Arg(1000000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(FilteredWalk)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  kiv::SetLocale(kiv::LocaleKind::Iso);
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

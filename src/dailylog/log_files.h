@@ -1,0 +1,59 @@
+// The two files of a daily log: names, the two-file open, the index layout and the helpers the
+// open, write, read and purge operations share.
+#pragma once
+
+#include "frame/guard.h"
+
+#include <cstdint>
+
+#include "kivdbxt/kiv_log_info.h"
+#include "kivdbxt/types.h"
+
+namespace kiv {
+
+inline constexpr char16_t kExtLogData[] = u".ZLG";
+inline constexpr char16_t kExtLogIndex[] = u".ZLI";
+
+// The file numbers of one open log. Closing both is safe at any time.
+struct LogFiles {
+  int32_t data = 0;
+  int32_t index = 0;
+
+  LogFiles() = default;
+  LogFiles(const LogFiles&) = delete;
+  LogFiles& operator=(const LogFiles&) = delete;
+  ~LogFiles() { Close(); }
+  void Close();
+};
+
+// Opens the data file, then the index file, of info's FileName: for writing (locked against all
+// others, missing files created, emptied first when `create`) or for reading (others may read
+// but not write; missing files are error 53). A failure raises its number with "Impossibile
+// aprire il file di log <base>" and the run time's text. On success info's Events holds the
+// index count, bounded by the entries the index file really holds.
+void OpenLogFiles(KivLogInfo& info, LogFiles& files, bool read_only, bool create);
+
+// 1-based position of the index entry of an ordinal.
+inline int64_t IndexEntryPosition(int64_t ordinal) { return 4 * ordinal + 1; }
+
+// The default folder of the daily logs.
+String DefaultLogFolder();
+// The base name of AppId's log for the day of `when` (0 = now) in `path` (empty = the default
+// folder, stored back into path): folder, one separator, AppId, "_", YYYYMMDD. Creates the folder.
+String MakeLogFileName(const String& app_id, String& path, Date when);
+// The date of a day written YYYYMMDD in a file name: the first four characters, characters 5
+// and 6, the last two. Raises 13 when one of them is not a number.
+Date CompactDayDate(StringView day);
+// The day part "YYYY-MM-DD" of a base name and the date it stands for (raises 13 when the day
+// is not a date).
+String LogDay(const String& file_name);
+Date LogDayDate(const String& file_name);
+
+// Removes the two files of a log base name, index first, each with up to 1024 attempts; a missing
+// file counts as removed. Returns True (error recorded) when a file is still there.
+bool KillEventLog(const String& base);
+
+// The decimal text of an Id, the key of the table of open logs.
+String LogKey(int32_t id);
+
+}  // namespace kiv

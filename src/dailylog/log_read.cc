@@ -1,0 +1,197 @@
+// Reading a day's events through its index, forwards or backwards, with an optional filter.
+#include "dailylog/log_read.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "dailylog/log_files.h"
+#include "event/event_access.h"
+#include "frame/error.h"
+#include "frame/guard.h"
+#include "kivdbxt/kiv_log.h"
+#include "platform/file_table.h"
+#include "platform/rt_errors.h"
+
+namespace kiv {
+namespace {
+
+constexpr char16_t kEndLine[] = u"END=-----------------------";
+constexpr int64_t kEndLineBytes = sizeof(kEndLine) / sizeof(char16_t) - 1 + 2;  // with CR LF
+
+// The record positions of the index, read in aligned blocks so that a walk in either direction
+// reads each entry once and a page near the end of a large day reads only its own block.
+class IndexCursor {
+ public:
+  explicit IndexCursor(int32_t file) : file_(file) {}
+
+  int32_t Position(int32_t ordinal, int32_t events) {
+    if (ordinal < first_ || ordinal >= first_ + static_cast<int32_t>(block_.size())) {
+      Load(ordinal, events);
+    }
+    return block_[static_cast<size_t>(ordinal - first_)];
+  }
+
+ private:
+  static constexpr int32_t kBlock = 1024;
+
+  void Load(int32_t ordinal, int32_t events) {
+    first_ = (ordinal - 1) / kBlock * kBlock + 1;
+    int32_t n = std::min(kBlock, events - first_ + 1);
+    std::string bytes = GetBytes(file_, IndexEntryPosition(first_), static_cast<size_t>(n) * 4);
+    block_.resize(static_cast<size_t>(n));
+    for (int32_t i = 0; i < n; ++i) {
+      const auto* b = reinterpret_cast<const unsigned char*>(bytes.data()) + 4 * i;
+      block_[static_cast<size_t>(i)] =
+          static_cast<int32_t>(b[0] | b[1] << 8 | b[2] << 16 | static_cast<uint32_t>(b[3]) << 24);
+    }
+  }
+
+  int32_t file_;
+  int32_t first_ = 0;
+  std::vector<int32_t> block_;
+};
+
+// A writer stopped inside its record leaves the last entry pointing at a record that is cut
+// short or missing. Every record ends the data file with its END line, so the last record is
+// whole exactly when the file ends with that line and the record starts before it.
+bool LastRecordWhole(int32_t data, int32_t position) {
+  const int64_t length = FileLof(data);
+  if (position < 1 || position > length - kEndLineBytes + 1) return false;
+  FileSeek(data, length - kEndLineBytes + 1);
+  return LineInput(data) == kEndLine && FileLoc(data) == length + 1;
+}
+
+std::shared_ptr<KivLogEvent> LoadEvent(const LogFiles& files, IndexCursor& index, int32_t ordinal,
+                                       int32_t events) {
+  auto event = std::make_shared<KivLogEvent>();
+  const int32_t position = index.Position(ordinal, events);
+  event->Offset(position);
+  EventAccess::SetOrdinal(*event, ordinal);
+  FileSeek(files.data, position);
+  int32_t handle = files.data;
+  if (event->Load(handle) || event->RestoreData()) RaiseRecorded();
+  return event;
+}
+
+int32_t OrdinalAt(const Collection& data, int32_t position) {
+  return data.ObjectAt<KivLogEvent>(position)->Ordinal();
+}
+
+// Where a read stands: the next ordinal, the direction, whether Adjust may still turn it, and
+// whether new events go before the first item (a backward read that has not turned).
+struct Walk {
+  int32_t ordinal;
+  bool backwards;
+  bool adjust;
+  bool at_front;
+};
+
+// Moves to the next ordinal. False when the read ends.
+bool Advance(Walk& w, const Collection& data, int32_t gathered, int32_t count, int32_t start,
+             int32_t events) {
+  if (w.backwards) {
+    if (--w.ordinal >= 1) return true;
+    if (!w.adjust || gathered >= count) return false;
+    // Ran off the first event: go on after the run gathered (after Start when nothing passed).
+    w = Walk{data.Count() > 0 ? OrdinalAt(data, data.Count()) + 1 : start + 1, false, false, false};
+    return w.ordinal <= events;
+  }
+  if (++w.ordinal <= events) return true;
+  if (!w.adjust) return false;
+  // Ran off the last event: go on before the run gathered, appending at the end.
+  w = Walk{data.Count() > 0 ? OrdinalAt(data, 1) - 1 : events, true, false, false};
+  return w.ordinal >= 1;
+}
+
+void AddEvent(Collection& data, const std::shared_ptr<KivLogEvent>& event, bool at_front) {
+  Variant item(std::static_pointer_cast<Object>(event));
+  bool failed =
+      at_front && data.Count() > 0 ? data.AddBefore(item, Variant(int32_t{1})) : data.Add(item);
+  if (failed) RaiseRecorded();
+}
+
+}  // namespace
+
+bool ReadEventLog(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int32_t Count,
+                  const std::shared_ptr<KivLogFilter>& Filter, bool Backwards, bool Adjust) {
+  LogFiles files;
+  return Guard(
+      u"KivLog.ReadEventLog", true,
+      [&] {
+        if (!EvLog || !EvLog->LogData()) Raise(kErrObjectNotSet);
+        Collection& data = *EvLog->LogData();
+        data.Clear();
+        OpenLogFiles(*EvLog, files, true, false);
+        IndexCursor index(files.index);
+        int32_t events = EvLog->Events();
+        if (events > 0 && !LastRecordWhole(files.data, index.Position(events, events))) --events;
+        EvLog->Events(events);
+        if (events == 0) return false;
+        if (Start > events) {
+          if (!Backwards && !Adjust) return false;
+          Start = events;
+        }
+        if (Start < 1) Raise(kErrBadRecordNumber);
+
+        Walk walk{Start, Backwards, Adjust, Backwards};
+        int32_t gathered = 0;
+        while (gathered < Count) {
+          auto event = LoadEvent(files, index, walk.ordinal, events);
+          if (!Filter || Filter->IsValid(*event)) {
+            AddEvent(data, event, walk.at_front);
+            ++gathered;
+          }
+          if (!Advance(walk, data, gathered, Count, Start, events)) break;
+        }
+        files.Close();
+        return false;
+      },
+      [&] { files.Close(); });
+}
+
+bool KivLog::EventLogRead(const std::shared_ptr<KivLogInfo>& EvLog, const int32_t& Start,
+                          int32_t Count) {
+  int32_t start = Start;
+  return EventLogRead(EvLog, start, Count);
+}
+
+bool KivLog::EventLogRead(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int32_t Count) {
+  return ReadEventLog(EvLog, Start, Count, nullptr, false, false);
+}
+
+bool KivLog::EventLogReadBack(const std::shared_ptr<KivLogInfo>& EvLog, const int32_t& Start,
+                              int32_t Count, bool Adjust) {
+  int32_t start = Start;
+  return EventLogReadBack(EvLog, start, Count, Adjust);
+}
+
+bool KivLog::EventLogReadBack(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start,
+                              int32_t Count, bool Adjust) {
+  return ReadEventLog(EvLog, Start, Count, nullptr, true, Adjust);
+}
+
+bool KivLog::EventLogFilter(const std::shared_ptr<KivLogInfo>& EvLog, const int32_t& Start,
+                            const std::shared_ptr<KivLogFilter>& Filter, int32_t Count) {
+  int32_t start = Start;
+  return EventLogFilter(EvLog, start, Filter, Count);
+}
+
+bool KivLog::EventLogFilter(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start,
+                            const std::shared_ptr<KivLogFilter>& Filter, int32_t Count) {
+  return ReadEventLog(EvLog, Start, Count, Filter, false, false);
+}
+
+bool KivLog::EventLogFilterBack(const std::shared_ptr<KivLogInfo>& EvLog, const int32_t& Start,
+                                const std::shared_ptr<KivLogFilter>& Filter, int32_t Count,
+                                bool Adjust) {
+  int32_t start = Start;
+  return EventLogFilterBack(EvLog, start, Filter, Count, Adjust);
+}
+
+bool KivLog::EventLogFilterBack(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start,
+                                const std::shared_ptr<KivLogFilter>& Filter, int32_t Count,
+                                bool Adjust) {
+  return ReadEventLog(EvLog, Start, Count, Filter, true, Adjust);
+}
+
+}  // namespace kiv

@@ -1,0 +1,114 @@
+// Shared by the daily log tests: a fresh folder per test, a fixed clock, raw file access.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "kivdbxt/kivdbxt.h"
+#include "platform/clock.h"
+#include "platform/date.h"
+#include "platform/fs.h"
+#include "platform/system.h"
+
+namespace kiv::testing {
+
+// 5 March 2024 at 10:00:00, the day most tests write on.
+inline Date Day1At(int hour = 10, int minute = 0) {
+  return MakeDate(DateParts{2024, 3, 5, hour, minute, 0});
+}
+
+class DailyLogTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string templ = std::filesystem::temp_directory_path() / "kivdaily-XXXXXX";
+    ASSERT_NE(::mkdtemp(templ.data()), nullptr);
+    dir_ = templ;
+    folder = FromUtf8(templ);
+    SetClockTo(Day1At());
+    ClearLastError();
+  }
+  void TearDown() override {
+    SetClock({});
+    std::error_code ec;
+    std::filesystem::remove_all(dir_, ec);
+  }
+
+  void SetClockTo(Date when) {
+    now_ = when;
+    SetClock([this] { return now_; });
+  }
+
+  // The base name of app's log on a day in the test folder.
+  String Base(const String& app, Date day = Day1At()) const {
+    return folder + u"/" + app + u"_" + FormatYYYYMMDD(day);
+  }
+
+  String folder;
+
+ private:
+  std::string dir_;
+  Date now_ = 0;
+};
+
+inline std::string ReadAll(const String& path) {
+  std::ifstream in(ToUtf8(path), std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+inline void WriteAll(const String& path, const std::string& bytes) {
+  std::ofstream out(ToUtf8(path), std::ios::binary | std::ios::trunc);
+  out << bytes;
+}
+
+// The index file as 32-bit little-endian numbers.
+inline std::vector<int32_t> IndexValues(const String& base) {
+  std::string bytes = ReadAll(base + u".ZLI");
+  std::vector<int32_t> out;
+  for (size_t i = 0; i + 4 <= bytes.size(); i += 4) {
+    uint32_t v = 0;
+    for (int b = 3; b >= 0; --b) v = v << 8 | static_cast<uint8_t>(bytes[i + b]);
+    out.push_back(static_cast<int32_t>(v));
+  }
+  return out;
+}
+
+inline std::string IndexBytes(const std::vector<int32_t>& values) {
+  std::string out;
+  for (int32_t v : values) {
+    for (int b = 0; b < 4; ++b)
+      out.push_back(static_cast<char>(static_cast<uint32_t>(v) >> (8 * b)));
+  }
+  return out;
+}
+
+// The events of a descriptor's LogData.
+inline std::vector<std::shared_ptr<KivLogEvent>> Events(const KivLogInfo& info) {
+  std::vector<std::shared_ptr<KivLogEvent>> out;
+  for (int32_t i = 1; i <= info.LogData()->Count(); ++i) {
+    out.push_back(info.LogData()->ObjectAt<KivLogEvent>(i));
+  }
+  return out;
+}
+
+inline std::vector<int32_t> Ordinals(const KivLogInfo& info) {
+  std::vector<int32_t> out;
+  for (const auto& e : Events(info)) out.push_back(e->Ordinal());
+  return out;
+}
+
+// A descriptor pointing at a log base name, as a reader fills one.
+inline std::shared_ptr<KivLogInfo> InfoFor(const String& base) {
+  auto info = std::make_shared<KivLogInfo>();
+  info->FileName(base);
+  return info;
+}
+
+inline std::string U8(const String& s) { return ToUtf8(s); }
+
+}  // namespace kiv::testing

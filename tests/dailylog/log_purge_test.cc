@@ -1,0 +1,169 @@
+// Purging one open log, or every day of a folder before a date.
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "dailylog_support.h"
+
+namespace kiv::testing {
+namespace {
+
+using LogPurgeTest = DailyLogTest;
+
+void MakeLog(const String& base) {
+  WriteAll(base + u".ZLG", "data");
+  WriteAll(base + u".ZLI", IndexBytes({0}));
+}
+
+bool HasData(const String& base) { return FileExists(base + u".ZLG"); }
+bool HasIndex(const String& base) { return FileExists(base + u".ZLI"); }
+
+TEST_F(LogPurgeTest, PurgeExRemovesDaysBeforeTheDate) {
+  const String f = folder + u"/";
+  for (const char16_t* name : {u"A_20240303", u"A_20240304", u"B_20240304", u"A_20240305",
+                               u"A_20240306", u"APPX_20240301", u"APP_20240301", u"APP_20240305"}) {
+    MakeLog(f + name);
+  }
+  WriteAll(f + u"B_20240302.ZLG", "index already gone");
+  WriteAll(f + u"C_20240301.ZLI", "lone index");  // only data files are looked for
+  WriteAll(f + u"MY_APP_20240301.ZLG", "day unreadable");
+  WriteAll(f + u"notes.ZLG", "no underscore");
+
+  KivLog log;
+  // With AppId only that application's days go; APPX is another application.
+  Date before = DateSerial(2024, 3, 5);
+  ASSERT_FALSE(log.EventLogPurgeEx(before, u"APP", folder));
+  EXPECT_FALSE(HasData(f + u"APP_20240301"));
+  EXPECT_FALSE(HasIndex(f + u"APP_20240301"));
+  EXPECT_TRUE(HasData(f + u"APP_20240305"));
+  EXPECT_TRUE(HasData(f + u"APPX_20240301"));
+  EXPECT_TRUE(HasData(f + u"A_20240303"));
+  EXPECT_EQ(before, DateSerial(2024, 3, 5));
+
+  // Without AppId every day before the date's day goes, whatever its time; a missing index is
+  // no obstacle, a lone index and unreadable names stay.
+  ASSERT_FALSE(log.EventLogPurgeEx(Day1At(23, 59), u"", folder + u"//"));
+  for (const char16_t* gone :
+       {u"A_20240303", u"A_20240304", u"B_20240304", u"B_20240302", u"APPX_20240301"}) {
+    EXPECT_FALSE(HasData(f + gone)) << ToUtf8(gone);
+    EXPECT_FALSE(HasIndex(f + gone)) << ToUtf8(gone);
+  }
+  for (const char16_t* kept : {u"A_20240305", u"A_20240306", u"APP_20240305"}) {
+    EXPECT_TRUE(HasData(f + kept) && HasIndex(f + kept)) << ToUtf8(kept);
+  }
+  EXPECT_TRUE(HasIndex(f + u"C_20240301"));
+  EXPECT_TRUE(HasData(f + u"MY_APP_20240301"));
+  EXPECT_TRUE(HasData(f + u"notes"));
+
+  // Backups made by mode 4 carry their day and go with it.
+  MakeLog(f + u"A_20240304-01");
+  ASSERT_FALSE(log.EventLogPurgeEx(DateSerial(2024, 3, 5), u"A", folder));
+  EXPECT_FALSE(HasData(f + u"A_20240304-01"));
+  EXPECT_FALSE(HasIndex(f + u"A_20240304-01"));
+}
+
+TEST_F(LogPurgeTest, PurgeOfAnOpenLogRemovesItsCurrentDayOnly) {
+  KivLog log;
+  const Date yesterday = DateSerial(2024, 3, 4);
+  MakeLog(Base(u"APP", yesterday));
+  int32_t id = log.EventLogOpen(u"APP", folder);
+  ASSERT_NE(id, 0);
+  ASSERT_FALSE(log.EventLogWrite(id, u"x"));
+  ASSERT_FALSE(log.EventLogPurge(id));
+  EXPECT_FALSE(HasData(Base(u"APP")));
+  EXPECT_FALSE(HasIndex(Base(u"APP")));
+  EXPECT_TRUE(HasData(Base(u"APP", yesterday)));
+
+  // The Id is forgotten; no "Closed" marker brings the files back.
+  EXPECT_TRUE(log.EventLogWrite(id, u"y"));
+  ErrorRecord err = LastErrorRecord();
+  EXPECT_EQ(err.Description, u"Eventlog not started.");
+  EXPECT_TRUE(log.EventLogPurge(id));
+  err = LastErrorRecord();
+  EXPECT_EQ(err.Description, u"Eventlog not started.");
+  EXPECT_EQ(err.Source, u"KivLog.EventLogPurge");
+  EXPECT_TRUE(log.EventLogPurge());
+  EXPECT_EQ(LastErrorRecord().Description, u"Eventlog not started.");
+
+  // Files already gone count as removed.
+  int32_t again = log.EventLogOpen(u"APP", folder);
+  ASSERT_NE(again, 0);
+  std::filesystem::remove(ToUtf8(Base(u"APP") + u".ZLI"));
+  std::filesystem::remove(ToUtf8(Base(u"APP") + u".ZLG"));
+  EXPECT_FALSE(log.EventLogPurge(again));
+}
+
+// Runs checks in a child process that has given up root, so that a file it does not own in a
+// sticky folder cannot be removed. Returns the child's report ("" when every check held).
+template <class Checks>
+std::string AsNobody(Checks checks) {
+  int fds[2];
+  if (::pipe(fds) != 0) return "pipe failed";
+  pid_t pid = ::fork();
+  if (pid == 0) {
+    ::close(fds[0]);
+    std::string report = ::setgid(65534) == 0 && ::setuid(65534) == 0 ? checks() : "setuid";
+    if (::write(fds[1], report.data(), report.size()) < 0) ::_exit(2);
+    ::_exit(0);
+  }
+  ::close(fds[1]);
+  std::string report;
+  char buf[512];
+  for (ssize_t n; (n = ::read(fds[0], buf, sizeof buf)) > 0;)
+    report.append(buf, static_cast<size_t>(n));
+  ::close(fds[0]);
+  int status = 0;
+  ::waitpid(pid, &status, 0);
+  return report;
+}
+
+std::string Expect(bool ok, const std::string& what) { return ok ? "" : what + "; "; }
+
+TEST_F(LogPurgeTest, FilesThatCannotBeRemovedStopThePurge) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root to hand files to another user";
+  const String shared = folder + u"/shared";
+  ASSERT_EQ(::chmod(ToUtf8(folder).c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir(ToUtf8(shared).c_str(), 0777), 0);
+  ASSERT_EQ(::chmod(ToUtf8(shared).c_str(), 01777), 0);
+  const String root_owned = shared + u"/A_20240301";
+  const String nobody_owned = shared + u"/B_20240301";
+  MakeLog(root_owned);
+  MakeLog(nobody_owned);
+  for (const char16_t* ext : {u".ZLG", u".ZLI"}) {
+    ASSERT_EQ(::chmod(ToUtf8(root_owned + ext).c_str(), 0666), 0);
+    ASSERT_EQ(::chown(ToUtf8(nobody_owned + ext).c_str(), 65534, 65534), 0);
+  }
+  const String today = shared + u"/A_20240305";
+  MakeLog(today);
+  for (const char16_t* ext : {u".ZLG", u".ZLI"}) {
+    ASSERT_EQ(::chmod(ToUtf8(today + ext).c_str(), 0666), 0);
+  }
+
+  std::string report = AsNobody([&] {
+    std::string r;
+    KivLog log;
+    // The first log cannot go: the purge stops there and the second stays.
+    r += Expect(log.EventLogPurgeEx(Day1At(), u"", shared), "PurgeEx did not fail");
+    ErrorRecord err = LastErrorRecord();
+    r += Expect(err.Number == 20000, "number");
+    r += Expect(err.Source == u"KivLog.EventLogPurgeEx", "source " + ToUtf8(err.Source));
+    r += Expect(err.Description == u"Unable to remove log file " + root_owned + u".ZLI",
+                "description " + ToUtf8(err.Description));
+    r += Expect(HasData(root_owned), "data file of the first log removed");
+    r += Expect(HasIndex(nobody_owned) && HasData(nobody_owned), "second log removed");
+
+    // A failed purge of an open log keeps its Id.
+    int32_t id = log.EventLogOpen(u"A", shared);
+    r += Expect(id != 0, "open");
+    r += Expect(log.EventLogPurge(id), "Purge did not fail");
+    err = LastErrorRecord();
+    r += Expect(err.Source == u"KivLog.EventLogPurge", "purge source");
+    r += Expect(err.Description == u"Unable to remove log file " + today + u".ZLI", "purge text");
+    r += Expect(!log.EventLogWrite(id, u"still open"), "Id forgotten");
+    return r;
+  });
+  EXPECT_EQ(report, "");
+}
+
+}  // namespace
+}  // namespace kiv::testing

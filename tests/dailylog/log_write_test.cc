@@ -1,0 +1,291 @@
+// Opening, writing and closing: the exact bytes of both files, the open modes, the day change,
+// the size limit and the table of open logs.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "dailylog_support.h"
+
+namespace kiv::testing {
+namespace {
+
+using LogWriteTest = DailyLogTest;
+
+const char kEnd[] = "END=-----------------------\r\n";
+
+std::string Block(int32_t unk, const std::string& date, const std::string& body) {
+  return "UNK=" + std::to_string(unk) + "\r\nDAT=" + date + "\r\n" + body + kEnd;
+}
+
+// Reads every event of a log base name.
+std::vector<std::shared_ptr<KivLogEvent>> ReadAllEvents(const String& base) {
+  KivLog log;
+  auto info = InfoFor(base);
+  EXPECT_FALSE(log.EventLogRead(info, 1, 1000000));
+  return Events(*info);
+}
+
+void ExpectError(int32_t number, const String& source, const String& description) {
+  ErrorRecord err = LastErrorRecord();
+  EXPECT_EQ(err.Number, number);
+  EXPECT_EQ(err.Source, source);
+  EXPECT_EQ(err.Description, description);
+}
+
+TEST_F(LogWriteTest, ThreeWritesGiveTheExactIndexAndDataFiles) {
+  const String base = Base(u"APP");
+  {
+    KivLog log;
+    int32_t id = log.EventLogOpen(u"APP", folder, ELOF_OPENALWAYS, 0, u"PC1", u"anna");
+    ASSERT_NE(id, 0);
+    SetClockTo(Day1At(10, 30));
+    ASSERT_FALSE(log.EventLogWrite(id, u"Billing", u"line1\r\nline2\r\n", RWDT_ASCII,
+                                   EVENTLOG_WARNING_TYPE, u"Disk\tA\r\n", 42, u"SRV"));
+    ASSERT_FALSE(log.EventLogWrite(id, u"Bin", u"AB\x05", RWDT_BINARY));
+    // No close: the destructor would add a fourth event; check the files while still open.
+    std::vector<int32_t> index = IndexValues(base);
+    std::string data = ReadAll(base + u".ZLG");
+    auto events = ReadAllEvents(base);
+    ASSERT_EQ(events.size(), 3u);
+
+    std::string b1 = Block(events[0]->EvUnk(), "2024-03-05 10:00:00",
+                           "SRC=EVENTLOG\r\nTYP=4\r\nCAT=\r\nEID=1\r\nUSR=anna\r\nCOM=PC1\r\n"
+                           "SVR=\r\nDTP=0\r\nRWD=Open\r\n");
+    std::string b2 = Block(events[1]->EvUnk(), "2024-03-05 10:30:00",
+                           "SRC=Billing\r\nTYP=2\r\nCAT=Disk   A\r\nEID=42\r\nUSR=anna\r\n"
+                           "COM=PC1\r\nSVR=SRV\r\nDTP=0\r\nRWD=line1\r\nRWD=line2\r\n");
+    std::string b3 = Block(events[2]->EvUnk(), "2024-03-05 10:30:00",
+                           "SRC=Bin\r\nTYP=2\r\nCAT=\r\nEID=0\r\nUSR=anna\r\nCOM=PC1\r\n"
+                           "SVR=\r\nDTP=1\r\nRWD=414205\r\n");
+    EXPECT_EQ(data, b1 + b2 + b3);
+    const int32_t p2 = static_cast<int32_t>(b1.size()) + 1;
+    const int32_t p3 = p2 + static_cast<int32_t>(b2.size());
+    EXPECT_EQ(ReadAll(base + u".ZLI").size(), 16u);
+    EXPECT_EQ(index, (std::vector<int32_t>{3, 1, p2, p3}));
+    // Every event has its own number.
+    EXPECT_NE(events[0]->EvUnk(), events[1]->EvUnk());
+    EXPECT_NE(events[1]->EvUnk(), events[2]->EvUnk());
+    EXPECT_GT(events[0]->EvUnk(), 0);
+
+    std::shared_ptr<KivLogInfo> info;
+    ASSERT_FALSE(log.EventLogInfo(id, info));
+    EXPECT_EQ(info->Events(), 3);
+  }
+  // Closing by the destructor adds the "Closed" marker.
+  EXPECT_EQ(IndexValues(base)[0], 4);
+}
+
+TEST_F(LogWriteTest, OpenAndCloseLeaveTwoMarkers) {
+  const String base = Base(u"APP");
+  KivLog log;
+  int32_t id = log.EventLogOpen(u"APP", folder);
+  ASSERT_NE(id, 0);
+  ASSERT_FALSE(log.EventLogClose(id));
+  std::vector<int32_t> index = IndexValues(base);
+  ASSERT_EQ(index.size(), 3u);
+  EXPECT_EQ(index[0], 2);
+  auto events = ReadAllEvents(base);
+  ASSERT_EQ(events.size(), 2u);
+  EXPECT_EQ(events[0]->EvSource(), u"EVENTLOG");
+  EXPECT_EQ(events[0]->EvRawData(), u"Open");
+  EXPECT_EQ(events[0]->EvId(), 1);
+  EXPECT_EQ(events[0]->EvType(), EVENTLOG_INFORMATION_TYPE);
+  EXPECT_EQ(events[1]->EvSource(), u"EVENTLOG");
+  EXPECT_EQ(events[1]->EvRawData(), u"Closed");
+  EXPECT_EQ(events[1]->EvId(), 0);
+  EXPECT_EQ(events[1]->EvType(), EVENTLOG_INFORMATION_TYPE);
+  // Computer and User stay empty when not given.
+  EXPECT_EQ(events[0]->EvComputer(), u"");
+  EXPECT_EQ(events[0]->EvUser(), u"");
+
+  // A closed Id is unknown to every operation.
+  EXPECT_TRUE(log.EventLogWrite(id, u"late"));
+  ExpectError(20000, u"KivLog.EventLogWrite", u"Eventlog not started.");
+  EXPECT_TRUE(log.EventLogClose(id));
+  ExpectError(20000, u"KivLog.EventLogClose", u"Eventlog not started.");
+  std::shared_ptr<KivLogInfo> info;
+  EXPECT_TRUE(log.EventLogInfo(id, info));
+  ExpectError(20000, u"KivLog.EventLogInfo", u"Eventlog not started.");
+  EXPECT_EQ(info, nullptr);
+  EXPECT_EQ(log.EventLogOptions(id), 0);
+  ExpectError(20000, u"KivLog.EventLogOptions", u"Eventlog not started.");
+  log.EventLogMaxSize(id, 5);
+  ExpectError(20000, u"KivLog.EventLogMaxSize", u"Eventlog not started.");
+  EXPECT_EQ(IndexValues(base)[0], 2);
+}
+
+TEST_F(LogWriteTest, OpenModesAndTheirFailures) {
+  const String base = Base(u"APP");
+  auto count = [&] { return IndexValues(base)[0]; };
+  {
+    // A failed open adds nothing to the table: destroying the object writes no marker.
+    KivLog log;
+    EXPECT_EQ(log.EventLogOpen(u"", folder), 0);
+    ExpectError(20000, u"KivLog.EventLogOpenEx", u"Missing AppId.");
+    EXPECT_EQ(log.EventLogOpenEx(u"APP", folder, ELOF_OPEN_EXISTING), 0);
+    ExpectError(20000, u"KivLog.EventLogOpenEx", u"Il file di log " + base + u" non esiste.");
+    EXPECT_FALSE(FileExists(base + u".ZLG"));
+    WriteAll(base + u".ZLG", "");  // a data file without its index is not a log
+    EXPECT_EQ(log.EventLogOpen(u"APP", folder, ELOF_OPEN_EXISTING), 0);
+    ExpectError(20000, u"KivLog.EventLogOpenEx", u"Il file di log " + base + u" non esiste.");
+    std::filesystem::remove(ToUtf8(base + u".ZLG"));
+
+    int32_t id = log.EventLogOpen(u"APP", folder, ELOF_CREATE_NEW);
+    ASSERT_NE(id, 0);
+    ASSERT_FALSE(log.EventLogClose(id));
+    EXPECT_EQ(log.EventLogOpen(u"APP", folder, ELOF_CREATE_NEW), 0);
+    ExpectError(20000, u"KivLog.EventLogOpenEx", u"Il file di log " + base + u" esiste già.");
+    EXPECT_EQ(count(), 2);
+  }
+  EXPECT_EQ(count(), 2);
+
+  KivLog log;
+  // Mode 0 on an existing log and mode 3 append; two opens give two Ids on the same files.
+  int32_t a = log.EventLogOpen(u"APP", folder, ELOF_OPEN_EXISTING);
+  int32_t b = log.EventLogOpen(u"APP", folder, ELOF_OPENALWAYS);
+  int32_t c = log.EventLogOpen(u"APP", folder, 17);  // outside 0..4: as mode 3
+  ASSERT_TRUE(a && b && c);
+  EXPECT_NE(a, b);
+  EXPECT_NE(b, c);
+  EXPECT_EQ(count(), 5);
+  ASSERT_FALSE(log.EventLogWrite(b, u"from b"));
+  EXPECT_EQ(count(), 6);
+
+  // Mode 2 empties the day's log.
+  int32_t d = log.EventLogOpen(u"APP", folder, ELOF_CREATE_ALWAYS);
+  ASSERT_NE(d, 0);
+  EXPECT_EQ(IndexValues(base).size(), 2u);
+  EXPECT_EQ(count(), 1);
+  auto events = ReadAllEvents(base);
+  ASSERT_EQ(events.size(), 1u);
+  EXPECT_EQ(events[0]->EvRawData(), u"Open");
+
+  // Mode 4 moves the old pair aside, byte for byte, and starts again with the "Open" marker.
+  ASSERT_FALSE(log.EventLogWrite(d, u"before backup"));
+  const std::string old_data = ReadAll(base + u".ZLG");
+  const std::string old_index = ReadAll(base + u".ZLI");
+  int32_t e = log.EventLogOpen(u"APP", folder, ELOF_BACKUP_IFEXISTS);
+  ASSERT_NE(e, 0);
+  EXPECT_EQ(ReadAll(base + u"-01.ZLG"), old_data);
+  EXPECT_EQ(ReadAll(base + u"-01.ZLI"), old_index);
+  EXPECT_EQ(IndexValues(base), (std::vector<int32_t>{1, 1}));
+  events = ReadAllEvents(base);
+  ASSERT_EQ(events.size(), 1u);
+  EXPECT_EQ(events[0]->EvRawData(), u"Open");
+  ASSERT_NE(log.EventLogOpen(u"APP", folder, ELOF_BACKUP_IFEXISTS), 0);
+  EXPECT_EQ(ReadAll(base + u"-01.ZLG"), old_data);
+  EXPECT_TRUE(FileExists(base + u"-02.ZLG"));
+
+  // Files that cannot be opened: the run time's number and text after the log's name.
+  WriteAll(folder + u"/plainfile", "x");
+  const String bad = folder + u"/plainfile/sub";
+  EXPECT_EQ(log.EventLogOpen(u"APP", bad), 0);
+  ExpectError(76, u"KivLog.EventLogOpenEx",
+              u"Impossibile aprire il file di log " + bad + u"/APP_20240305\r\nPath not found");
+}
+
+TEST_F(LogWriteTest, LockedFilesFailAfterTheBoundedWait) {
+  const String base = Base(u"APP");
+  KivLog log;
+  int32_t id = log.EventLogOpen(u"APP", folder);
+  ASSERT_NE(id, 0);
+  // Another holder of the data file's lock keeps writers out.
+  int fd = ::open(ToUtf8(base + u".ZLG").c_str(), O_RDONLY);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(::flock(fd, LOCK_SH), 0);
+  EXPECT_TRUE(log.EventLogWrite(id, u"blocked"));
+  ExpectError(70, u"KivLog.EventLogWrite",
+              u"Impossibile aprire il file di log " + base + u"\r\nPermission denied");
+  ::close(fd);
+  EXPECT_EQ(IndexValues(base)[0], 1);
+  EXPECT_FALSE(log.EventLogWrite(id, u"free again"));
+  EXPECT_EQ(IndexValues(base)[0], 2);
+}
+
+TEST_F(LogWriteTest, WritesAfterMidnightFollowTheDayUnlessTold) {
+  SetClockTo(Day1At(23, 59));
+  const Date day2 = MakeDate(DateParts{2024, 3, 6, 0, 1, 0});
+  KivLog log;
+  int32_t moving = log.EventLogOpen(u"MOVE", folder);
+  int32_t staying = log.EventLogOpen(u"STAY", folder);
+  ASSERT_TRUE(moving && staying);
+  log.EventLogOptions(staying, KIVLIOPT_DONTCHANGEFILE);
+  EXPECT_EQ(log.EventLogOptions(staying), KIVLIOPT_DONTCHANGEFILE);
+  ASSERT_FALSE(log.EventLogWrite(moving, u"late"));
+
+  SetClockTo(day2);
+  ASSERT_FALSE(log.EventLogWrite(moving, u"early"));
+  ASSERT_FALSE(log.EventLogWrite(staying, u"early"));
+
+  EXPECT_EQ(IndexValues(Base(u"MOVE"))[0], 2);  // Open, late
+  auto next = ReadAllEvents(Base(u"MOVE", day2));
+  ASSERT_EQ(next.size(), 1u);  // the new day begins with the event itself
+  EXPECT_EQ(next[0]->EvSource(), u"early");
+  EXPECT_EQ(next[0]->EvDate(), day2);
+  std::shared_ptr<KivLogInfo> info;
+  ASSERT_FALSE(log.EventLogInfo(moving, info));
+  EXPECT_EQ(info->FileName(), Base(u"MOVE", day2));
+  EXPECT_EQ(info->Events(), 1);
+
+  auto stayed = ReadAllEvents(Base(u"STAY"));
+  ASSERT_EQ(stayed.size(), 2u);
+  EXPECT_EQ(stayed[1]->EvSource(), u"early");
+  EXPECT_EQ(stayed[1]->EvDate(), day2);
+  EXPECT_FALSE(FileExists(Base(u"STAY", day2) + u".ZLG"));
+}
+
+TEST_F(LogWriteTest, SizeLimitRefusesEventsPastTheLimit) {
+  const String base = Base(u"APP");
+  KivLog log;
+  int32_t id = log.EventLogOpenEx(u"APP", folder, ELOF_OPENALWAYS, 0, u"", u"", 1);
+  ASSERT_NE(id, 0);  // the empty file is within the limit: the marker is written
+  EXPECT_EQ(log.EventLogMaxSize(id), 1);
+  const std::string data = ReadAll(base + u".ZLG");
+  EXPECT_TRUE(log.EventLogWrite(id, u"too much"));
+  ExpectError(20000, u"KivLog.EventLogWrite",
+              u"Il file di log " + base + u" ha superato la dimensione massima.");
+  EXPECT_EQ(ReadAll(base + u".ZLG"), data);
+  EXPECT_EQ(IndexValues(base)[0], 1);
+
+  // Exactly at the limit is not past it.
+  log.EventLogMaxSize(id, static_cast<int32_t>(data.size()));
+  EXPECT_FALSE(log.EventLogWrite(id, u"fits"));
+  EXPECT_TRUE(log.EventLogWrite(id, u"past"));
+  log.EventLogMaxSize(id, 0);
+  EXPECT_FALSE(log.EventLogWrite(id, u"no limit"));
+  EXPECT_EQ(IndexValues(base)[0], 3);
+
+  // The snapshot of EventLogInfo is not a handle on the open log.
+  std::shared_ptr<KivLogInfo> info;
+  ASSERT_FALSE(log.EventLogInfo(id, info));
+  EXPECT_EQ(info->AppId(), u"APP");
+  EXPECT_EQ(info->Path(), folder);
+  EXPECT_EQ(info->FileName(), base);
+  EXPECT_EQ(info->unk(), u"");
+  info->FileName(folder + u"/ELSEWHERE_20240305");
+  EXPECT_FALSE(log.EventLogWrite(id, u"still here"));
+  EXPECT_EQ(IndexValues(base)[0], 4);
+}
+
+TEST_F(LogWriteTest, DestroyingTheObjectClosesEveryOpenLog) {
+  {
+    KivLog log;
+    ASSERT_NE(log.EventLogOpen(u"ONE", folder), 0);
+    int32_t two = log.EventLogOpen(u"TWO", folder);
+    ASSERT_NE(two, 0);
+    ASSERT_FALSE(log.EventLogWrite(two, u"x"));
+    int32_t closed = log.EventLogOpen(u"THREE", folder);
+    ASSERT_FALSE(log.EventLogClose(closed));
+  }
+  for (const char16_t* app : {u"ONE", u"TWO", u"THREE"}) {
+    auto events = ReadAllEvents(Base(app));
+    ASSERT_FALSE(events.empty());
+    EXPECT_EQ(events.back()->EvRawData(), u"Closed") << ToUtf8(app);
+    EXPECT_EQ(std::count_if(events.begin(), events.end(),
+                            [](auto& e) { return e->EvRawData() == u"Closed"; }),
+              1);
+  }
+}
+
+}  // namespace
+}  // namespace kiv::testing
