@@ -15,5 +15,6 @@ GlobalOptions& Globals();
 
 void AddEventCommands(CLI::App& app);  // event: one record's text form round trip
 void AddDemoCommand(CLI::App& app);    // demo: the main job of the README
+void AddDbCommands(CLI::App& app);     // db: the database event log
 
 }  // namespace kivlog

@@ -26,6 +26,7 @@ int main(int argc, char** argv) {
   });
   kivlog::AddEventCommands(app);
   kivlog::AddDemoCommand(app);
+  kivlog::AddDbCommands(app);
   CLI11_PARSE(app, argc, argv);
   return 0;
 }
