@@ -1,26 +1,15 @@
-// The error thrown inside the library. Public operations catch it in their guard (guard.h) and
-// turn it into the recorded error; it never reaches a client.
+// Raising errors inside the library. Public operations catch them in their guard (guard.h) and
+// turn them into the recorded error. The type itself is public (kivdbxt/raised_error.h) because
+// the DAO objects raise it to their callers, as automation objects do.
 #pragma once
 
 #include <cstdint>
 #include <utility>
 
+#include "kivdbxt/raised_error.h"
 #include "kivdbxt/types.h"
 
 namespace kiv {
-
-struct Error {
-  Error(int32_t number_, String description_, int32_t last_dll_error_ = 0, String source_ = {})
-      : number(number_),
-        description(std::move(description_)),
-        last_dll_error(last_dll_error_),
-        source(std::move(source_)) {}
-
-  int32_t number;
-  String description;
-  int32_t last_dll_error;
-  String source;  // left empty by most raisers: the guard's Source wins anyway
-};
 
 // The library's own errors carry this number.
 inline constexpr int32_t kLibraryError = 20000;

@@ -1,0 +1,334 @@
+// The DAO-shaped database objects over SQLite: DBEngine, Workspace, Database, TableDef, Field,
+// Index, Recordset, with DAO's names, constants and error numbers.
+//
+// Like automation DAO, these objects raise their failures to the caller: every method may throw
+// kiv::Error (kivdbxt/raised_error.h) carrying DAO's number and text (3021 "No current record.",
+// 3265 "Item not found in this collection.", ...). An object whose Close was called, or whose
+// database was closed, raises 3420 "Object invalid or no longer set."
+//
+// EOF is a macro of the C library, so the recordset's end-of-file property is named EOF_().
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "kivdbxt/raised_error.h"
+#include "kivdbxt/types.h"
+#include "kivdbxt/variant.h"
+
+namespace kiv::dao {
+
+enum DataTypeEnum : int16_t {
+  dbBoolean = 1,
+  dbByte = 2,
+  dbInteger = 3,
+  dbLong = 4,
+  dbCurrency = 5,
+  dbSingle = 6,
+  dbDouble = 7,
+  dbDate = 8,
+  dbBinary = 9,
+  dbText = 10,
+  dbLongBinary = 11,
+  dbMemo = 12,
+};
+
+enum RecordsetTypeEnum : int32_t {
+  dbOpenTable = 1,
+  dbOpenDynaset = 2,
+  dbOpenSnapshot = 4,
+  dbOpenForwardOnly = 8,
+};
+
+// Options of OpenRecordset and Execute, and lock types (DAO shares dbReadOnly between them).
+enum RecordsetOptionEnum : int32_t {
+  dbDenyWrite = 1,
+  dbDenyRead = 2,
+  dbReadOnly = 4,
+  dbAppendOnly = 8,
+  dbFailOnError = 128,
+  dbSeeChanges = 512,
+};
+enum LockTypeEnum : int32_t {
+  dbPessimistic = 2,
+  dbOptimistic = 3,
+};
+
+enum FieldAttributeEnum : int32_t {
+  dbFixedField = 1,
+  dbVariableField = 2,
+  dbAutoIncrField = 16,
+  dbUpdatableField = 32,
+  dbDescending = 1,  // of an index's field
+};
+
+enum EditModeEnum : int32_t {
+  dbEditNone = 0,
+  dbEditInProgress = 1,
+  dbEditAdd = 2,
+};
+
+// Options of CreateDatabase and CompactDatabase: accepted, they change nothing on SQLite.
+enum DatabaseTypeEnum : int32_t {
+  dbVersion10 = 1,
+  dbEncrypt = 2,
+  dbDecrypt = 4,
+  dbVersion11 = 8,
+  dbVersion20 = 16,
+  dbVersion30 = 32,
+  dbVersion40 = 64,
+};
+
+inline constexpr const char16_t* dbLangGeneral = u";LANGID=0x0409;CP=1252;COUNTRY=0";
+
+namespace detail {
+struct FieldCore;
+struct IndexCore;
+struct TableDefCore;
+struct RecordsetCore;
+struct Connection;
+template <class T>
+struct ItemsHooks;
+}  // namespace detail
+
+// A collection of named DAO objects: Fields, Indexes, TableDefs. Names compare without regard
+// to case, positions are 0-based as in DAO.
+template <class T>
+class Items {
+ public:
+  explicit Items(std::shared_ptr<detail::ItemsHooks<T>> hooks);
+  int32_t Count() const;
+  std::shared_ptr<T> Item(int32_t index) const;    // 3265 out of range
+  std::shared_ptr<T> Item(StringView name) const;  // 3265 unknown name
+  std::shared_ptr<T> operator[](StringView name) const { return Item(name); }
+  // Appends a new object: on a stored table this changes the database (a column, an index, a
+  // table). 3367 when the name is taken.
+  void Append(const std::shared_ptr<T>& item);
+  void Delete(StringView name);
+  void Refresh();
+
+ private:
+  std::shared_ptr<detail::ItemsHooks<T>> hooks_;
+};
+
+class Field;
+class Index;
+class TableDef;
+class Recordset;
+class Database;
+class Workspace;
+
+using Fields = Items<Field>;
+using Indexes = Items<Index>;
+using TableDefs = Items<TableDef>;
+
+// A column: its definition (on a new TableDef or Index), or its value on a Recordset's current
+// record.
+class Field : public Object {
+ public:
+  explicit Field(std::shared_ptr<detail::FieldCore> core);
+
+  String Name() const;
+  void Name(const String& value);
+  int16_t Type() const;
+  void Type(int16_t value);
+  int32_t Size() const;  // characters of a text field, bytes of the fixed types
+  void Size(int32_t value);
+  int32_t Attributes() const;
+  void Attributes(int32_t value);
+  bool AllowZeroLength() const;
+  void AllowZeroLength(bool value);
+  bool Required() const;
+  void Required(bool value);
+  int16_t OrdinalPosition() const;
+
+  // The value on the current record; setting it needs AddNew or Edit (3020).
+  Variant Value() const;
+  void Value(const Variant& value);
+  // Long binary and memo data in pieces. The first AppendChunk after AddNew or Edit replaces the
+  // value, later ones add to it. A byte array appends its bytes; a string one byte per
+  // character. GetChunk returns a byte array (Null for a Null field).
+  void AppendChunk(const Variant& data);
+  Variant GetChunk(int32_t offset, int32_t bytes) const;
+  // Bytes of a long binary field, characters of a memo field.
+  int32_t FieldSize() const;
+
+  const std::shared_ptr<detail::FieldCore>& Core() const { return core_; }
+
+ private:
+  std::shared_ptr<detail::FieldCore> core_;
+};
+
+class Index : public Object {
+ public:
+  explicit Index(std::shared_ptr<detail::IndexCore> core);
+
+  String Name() const;
+  void Name(const String& value);
+  // The index's fields, or (setter) their names separated by ";", each optionally preceded by
+  // "+" (ascending) or "-" (descending).
+  dao::Fields& Fields();
+  void Fields(const String& names);
+  std::shared_ptr<Field> CreateField(const String& name = {}, int16_t type = 0, int32_t size = 0);
+  bool Primary() const;
+  void Primary(bool value);
+  bool Unique() const;
+  void Unique(bool value);
+  bool Required() const;
+  void Required(bool value);
+  bool IgnoreNulls() const;
+  void IgnoreNulls(bool value);
+
+  const std::shared_ptr<detail::IndexCore>& Core() const { return core_; }
+
+ private:
+  std::shared_ptr<detail::IndexCore> core_;
+  std::unique_ptr<dao::Fields> fields_;
+};
+
+class TableDef : public Object {
+ public:
+  explicit TableDef(std::shared_ptr<detail::TableDefCore> core);
+
+  String Name() const;
+  void Name(const String& value);  // only before the table is appended
+  dao::Fields& Fields();
+  dao::Indexes& Indexes();
+  std::shared_ptr<Field> CreateField(const String& name = {}, int16_t type = 0, int32_t size = 0);
+  std::shared_ptr<Index> CreateIndex(const String& name = {});
+  int32_t RecordCount() const;
+  std::shared_ptr<Recordset> OpenRecordset(int32_t type = dbOpenTable, int32_t options = 0,
+                                           int32_t lock_edit = 0);
+
+  const std::shared_ptr<detail::TableDefCore>& Core() const { return core_; }
+
+ private:
+  std::shared_ptr<detail::TableDefCore> core_;
+  std::unique_ptr<dao::Fields> fields_;
+  std::unique_ptr<dao::Indexes> indexes_;
+};
+
+class Recordset : public Object {
+ public:
+  explicit Recordset(std::shared_ptr<detail::RecordsetCore> core);
+
+  String Name() const;
+  int32_t Type() const;
+  bool Updatable() const;
+
+  // Table-type recordsets: the current index (empty: the table's own order) and Seek on it with
+  // "=", ">=", ">", "<=" or "<" and one to five key values.
+  String Index() const;
+  void Index(const String& name);
+  void Seek(const String& comparison, const Variant& key1, const Variant& key2 = Variant::Missing(),
+            const Variant& key3 = Variant::Missing(), const Variant& key4 = Variant::Missing(),
+            const Variant& key5 = Variant::Missing());
+  void Seek(const String& comparison, const std::vector<Variant>& keys);
+  bool NoMatch() const;
+
+  void MoveFirst();
+  void MoveLast();
+  void MoveNext();
+  void MovePrevious();
+  // Moves rows forward (negative: backward) from the current record, or from the bookmark given.
+  void Move(int32_t rows, const Variant& start_bookmark = Variant::Missing());
+  bool BOF() const;
+  bool EOF_() const;
+  // Table type: the table's exact number of records. Dynaset and snapshot: the records visited
+  // so far (exact after MoveLast).
+  int32_t RecordCount() const;
+
+  // The current record's identity as a byte array; setting it moves to that record.
+  Variant Bookmark() const;
+  void Bookmark(const Variant& value);
+  bool Bookmarkable() const { return true; }
+  // The bookmark of the record added or changed last.
+  Variant LastModified() const;
+
+  void AddNew();
+  void Edit();
+  void Update();
+  void CancelUpdate();
+  void Delete();
+  int32_t EditMode() const;
+
+  dao::Fields& Fields();
+  void Close();
+
+  const std::shared_ptr<detail::RecordsetCore>& Core() const { return core_; }
+
+ private:
+  std::shared_ptr<detail::RecordsetCore> core_;
+  std::unique_ptr<dao::Fields> fields_;
+};
+
+class Database : public Object {
+ public:
+  explicit Database(std::shared_ptr<detail::Connection> connection);
+
+  String Name() const;
+  bool Updatable() const;
+  dao::TableDefs& TableDefs();
+  std::shared_ptr<TableDef> CreateTableDef(const String& name = {});
+  // Source is a table name or an SQL SELECT statement. Type 0 takes the table type for a table
+  // and the dynaset type for a query.
+  std::shared_ptr<Recordset> OpenRecordset(const String& source, int32_t type = 0,
+                                           int32_t options = 0, int32_t lock_edit = 0);
+  // Runs an action statement as written. With dbFailOnError a failure raises; without it the
+  // statement's failure is ignored, as DAO does.
+  void Execute(const String& query, int32_t options = 0);
+  int32_t RecordsAffected() const;
+  void Close();
+
+  const std::shared_ptr<detail::Connection>& Connection() const { return connection_; }
+
+ private:
+  std::shared_ptr<detail::Connection> connection_;
+  std::unique_ptr<dao::TableDefs> tabledefs_;
+};
+
+class Workspace : public Object {
+ public:
+  explicit Workspace(String name);
+
+  String Name() const { return name_; }
+  // Creates a new database file; 3204 when it exists. Locale and options are accepted and change
+  // nothing on SQLite.
+  std::shared_ptr<Database> CreateDatabase(const String& name, const String& locale,
+                                           int32_t options = 0);
+  // Opens a database shared (exclusive: no other process may open it while it is open), waiting
+  // a bounded time for locks held by others.
+  std::shared_ptr<Database> OpenDatabase(const String& name, bool exclusive = false,
+                                         bool read_only = false, const String& connect = {});
+  // Closes every database opened through this workspace.
+  void Close();
+
+ private:
+  String name_;
+  std::vector<std::weak_ptr<Database>> databases_;
+};
+
+// The engine: one per thread, made on first use.
+class DBEngine : public Object {
+ public:
+  static std::shared_ptr<DBEngine> ForThread();
+
+  String Version() const { return u"3.6"; }
+  std::shared_ptr<Workspace> Workspaces(int32_t index = 0);  // the default workspace only
+  std::shared_ptr<Workspace> CreateWorkspace(const String& name, const String& user = {},
+                                             const String& password = {});
+  std::shared_ptr<Database> CreateDatabase(const String& name, const String& locale,
+                                           int32_t options = 0);
+  std::shared_ptr<Database> OpenDatabase(const String& name, bool exclusive = false,
+                                         bool read_only = false, const String& connect = {});
+  // Writes a compacted copy of src to dst, which must not exist (3204). The source must not be
+  // open elsewhere. Locale, options and password are accepted and change nothing on SQLite.
+  void CompactDatabase(const String& src, const String& dst, const String& locale = {},
+                       int32_t options = 0, const String& password = {});
+
+ private:
+  std::shared_ptr<Workspace> default_workspace_;
+};
+
+}  // namespace kiv::dao

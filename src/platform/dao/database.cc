@@ -1,0 +1,130 @@
+#include "platform/dao/dao_errors.h"
+#include "platform/dao/object_cores.h"
+
+namespace kiv::dao {
+namespace {
+
+using detail::Connection;
+
+// The database's tables, read from its schema at each use; Append creates a table.
+struct TableDefsHooks : detail::ItemsHooks<TableDef> {
+  explicit TableDefsHooks(std::shared_ptr<Connection> conn) : conn_(std::move(conn)) {}
+
+  std::vector<std::shared_ptr<TableDef>>& List() override {
+    list_.clear();
+    for (const String& name : detail::TableNames(*conn_)) {
+      auto core = std::make_shared<detail::TableDefCore>();
+      core->conn = conn_;
+      core->name = name;
+      list_.push_back(std::make_shared<TableDef>(core));
+    }
+    return list_;
+  }
+
+  void Append(const std::shared_ptr<TableDef>& item) override {
+    detail::TableDefCore& core = *item->Core();
+    if (core.Stored()) RaiseDao(kDaoInvalidOperation);
+    detail::TableSchema schema;
+    schema.name = core.name;
+    for (const auto& field : core.fields) schema.columns.push_back(field->Core()->def);
+    for (const auto& index : core.indexes)
+      schema.indexes.push_back(detail::IndexFromCore(*index->Core()));
+    detail::CreateTable(*conn_, schema);
+    for (const auto& field : core.fields) field->Core()->appended = true;
+    for (const auto& index : core.indexes) index->Core()->appended = true;
+    core.conn = conn_;
+    item->Fields().Refresh();
+    item->Indexes().Refresh();
+  }
+
+  void Delete(StringView name) override { detail::DropTable(*conn_, name); }
+
+ private:
+  std::shared_ptr<Connection> conn_;
+  std::vector<std::shared_ptr<TableDef>> list_;
+};
+
+}  // namespace
+
+Database::Database(std::shared_ptr<detail::Connection> connection)
+    : connection_(std::move(connection)),
+      tabledefs_(std::make_unique<dao::TableDefs>(std::make_shared<TableDefsHooks>(connection_))) {}
+
+String Database::Name() const { return connection_->name; }
+
+bool Database::Updatable() const {
+  connection_->Db();
+  return !connection_->read_only;
+}
+
+dao::TableDefs& Database::TableDefs() {
+  connection_->Db();
+  return *tabledefs_;
+}
+
+std::shared_ptr<TableDef> Database::CreateTableDef(const String& name) {
+  connection_->Db();
+  auto core = std::make_shared<detail::TableDefCore>();
+  core->name = name;
+  return std::make_shared<TableDef>(core);
+}
+
+std::shared_ptr<Recordset> Database::OpenRecordset(const String& source, int32_t type,
+                                                   int32_t options, int32_t /*lock_edit*/) {
+  connection_->Db();
+  const auto table = detail::LoadSchema(*connection_, source);
+  if (type == 0) type = table ? dbOpenTable : dbOpenDynaset;
+  if (type != dbOpenTable && type != dbOpenDynaset && type != dbOpenSnapshot &&
+      type != dbOpenForwardOnly) {
+    RaiseDao(kDaoInvalidArgument);
+  }
+  if (type == dbOpenTable) {
+    return std::make_shared<Recordset>(
+        detail::RecordsetCore::OpenTable(connection_, source, options));
+  }
+  const String sql = table ? u"SELECT * FROM " + FromUtf8(detail::QuoteName(table->name)) : source;
+  return std::make_shared<Recordset>(
+      detail::RecordsetCore::OpenQuery(connection_, sql, type, options));
+}
+
+// Runs each statement of the text as written. Without dbFailOnError a statement that fails while
+// it runs is ignored, as DAO ignores it; a statement that cannot be read always fails.
+void Database::Execute(const String& query, int32_t options) {
+  sqlite3* db = connection_->Db();
+  connection_->BeforeWrite();
+  connection_->records_affected = 0;
+  const std::string text = detail::Utf8(query);
+  const char* tail = text.c_str();
+  while (*tail) {
+    const char* rest = nullptr;
+    const char* start = tail;
+    sqlite3_stmt* raw = nullptr;
+    int rc = sqlite3_prepare_v2(db, start, -1, &raw, &rest);
+    tail = rest ? rest : start + std::char_traits<char>::length(start);
+    if (rc != SQLITE_OK) detail::RaiseSqlite(db, rc, start);
+    if (!raw) continue;  // only blanks or a comment
+    detail::Statement statement(db, std::string(start, tail - start));
+    sqlite3_finalize(raw);
+    if (statement.ColumnCount() > 0 && sqlite3_stmt_readonly(statement.Raw())) {
+      RaiseDao(kDaoExecuteSelect);
+    }
+    try {
+      statement.Run();
+      connection_->records_affected += sqlite3_changes(db);
+    } catch (const Error&) {
+      if (options & dbFailOnError) throw;
+    }
+  }
+}
+
+int32_t Database::RecordsAffected() const {
+  connection_->Db();
+  return connection_->records_affected;
+}
+
+void Database::Close() {
+  connection_->Db();
+  connection_->Close();
+}
+
+}  // namespace kiv::dao
