@@ -145,12 +145,18 @@ bool KivLogFile::Purge(int32_t Records, int32_t Days) {
 
 bool KivLogFile::PurgeEventLog(int32_t Records, int32_t Days, const String& SubSet) {
   bool locked = false;
+  bool holding = false;  // the purge keeps the log open while it works, as a report does
   std::unique_ptr<BackupTarget> backup;
-  // The normal way out: the lock released, the subset closed, the log closed when idle.
-  auto finish = [&] {
+  auto release = [&] {
     backup.reset();
     if (locked) PurgeUnlock();
     locked = false;
+    if (holding) in_use_.Step(false);
+    holding = false;
+  };
+  // The normal way out: the lock released, the subset closed, the log closed when idle.
+  auto finish = [&] {
+    release();
     QvDbXtMod::Close_Recordset(purge_rs_);
     Check(CloseLog(false));
     return false;
@@ -161,6 +167,8 @@ bool KivLogFile::PurgeEventLog(int32_t Records, int32_t Days, const String& SubS
         if (Records < -1) RaiseLibrary(u"Il parametro Records dev'essere >= 0 o -1");
         if (Days < 0) RaiseLibrary(u"Il parametro Days dev'essere >= 0");
         Check(OpenLog(false));
+        in_use_.Step(true);
+        holding = true;
         std::shared_ptr<dao::Recordset> rs;
         if (!SubSet.empty()) {
           Records = -1;
@@ -223,8 +231,7 @@ bool KivLogFile::PurgeEventLog(int32_t Records, int32_t Days, const String& SubS
         return finish();
       },
       [&] {
-        backup.reset();
-        if (locked) PurgeUnlock();
+        release();
         QvDbXtMod::Close_Recordset(purge_rs_);
         CloseLog(false);
       });

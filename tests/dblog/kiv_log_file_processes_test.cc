@@ -3,6 +3,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
+
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_file.h"
 #include "platform/vb_convert.h"
@@ -23,7 +25,14 @@ pid_t Reporter(const String& file, bool keep_alive) {
   {
     KivLogFile log;
     if (log.OpenEventLog(file, keep_alive)) _exit(100);
-    for (int i = 0; i < kPerProcess; ++i) failures += log.ReportEvent(u"P", u"Aevent", 2, u"", i);
+    for (int i = 0; i < kPerProcess; ++i) {
+      if (log.ReportEvent(u"P", u"Aevent", 2, u"", i)) {
+        ++failures;
+        ErrorRecord r = LastErrorRecord();
+        std::fprintf(stderr, "report %d failed: %d %s (%s)\n", i, r.Number,
+                     ToUtf8(r.Description).c_str(), ToUtf8(r.Source).c_str());
+      }
+    }
   }
   _exit(failures > 99 ? 99 : failures);
 }

@@ -328,7 +328,8 @@ TEST(KivLogFile, ChangesAreSeenAndNotified) {
   EXPECT_EQ(log.LogRecord().EvUnk, seen[0].unk);
 
   seen.clear();
-  ASSERT_FALSE(log.PurgeEventLog(1));
+  ASSERT_FALSE(log.PurgeEventLog(1)) << ToUtf8(LastErrorRecord().Description) << " "
+                                     << ToUtf8(LastErrorRecord().Source);
   ASSERT_EQ(seen.size(), 1u);  // the purge record is notified
   EXPECT_EQ(seen[0].id, 2);
   EXPECT_EQ(seen[0].type, EVENTLOG_INFORMATION_TYPE);
