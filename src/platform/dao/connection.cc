@@ -273,9 +273,33 @@ bool Statement::Step() {
 }
 
 void Statement::Run() {
-  while (Step()) {
+  sqlite3* db = sqlite3_db_handle(stmt_);
+  // An autocommit write takes the read lock first and asks for the write lock later. Between two
+  // processes that order deadlocks, and SQLite answers BUSY at once instead of waiting. Taking
+  // the write lock first (BEGIN IMMEDIATE) lets the busy timeout do its work. VACUUM cannot run
+  // inside a transaction.
+  const bool own = !sqlite3_stmt_readonly(stmt_) && sqlite3_get_autocommit(db) &&
+                   sql_.compare(0, 6, "VACUUM") != 0;
+  if (own) {
+    const int rc = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+    if (rc != SQLITE_OK) RaiseFor(rc, sqlite3_errmsg(db), sql_, true, FileOf(db));
   }
-  Reset();
+  try {
+    while (Step()) {
+    }
+    Reset();
+  } catch (...) {
+    if (own) sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+    throw;
+  }
+  if (own) {
+    const int rc = sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
+    if (rc != SQLITE_OK) {
+      const std::string msg = sqlite3_errmsg(db);
+      sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+      RaiseFor(rc, msg, sql_, true, FileOf(db));
+    }
+  }
 }
 
 void Statement::Reset() {
