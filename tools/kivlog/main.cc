@@ -27,6 +27,7 @@ int main(int argc, char** argv) {
   kivlog::AddEventCommands(app);
   kivlog::AddDemoCommand(app);
   kivlog::AddDailyLogCommands(app);
+  kivlog::AddDbCommands(app);
   CLI11_PARSE(app, argc, argv);
   return 0;
 }

@@ -1,0 +1,147 @@
+// The database event log: ReportEvent against the same SQLite work done by hand, and the cost of
+// a report as the log grows.
+//
+//   build/bench/dblog_bench --benchmark_counters_tabular=true
+//
+// Compare ReportEvent/keepalive with Baseline (ratio target: at most 1.5), and the per-report
+// time of the /1000 and /1000000 rows of Held and Never.
+#include <benchmark/benchmark.h>
+#include <sqlite3.h>
+
+#include <cstdio>
+#include <string>
+
+#include "kivdbxt/kiv_log_file.h"
+#include "platform/clock.h"
+#include "platform/fs.h"
+#include "platform/system.h"
+#include "platform/vb_convert.h"
+
+namespace {
+
+using kiv::KivLogFile;
+using kiv::String;
+
+String NewLogFile(int32_t max_records, int32_t wrapping) {
+  String file = kiv::TempFileName(u"kivbench-");
+  kiv::RemoveFile(file);
+  KivLogFile log;
+  if (log.CreateEventLog(file, max_records, wrapping, 7)) std::abort();
+  return file;
+}
+
+// Adds rows straight into EVENTS, in one transaction: a fast way to a large log.
+void Prefill(const String& file, int64_t rows) {
+  sqlite3* db = nullptr;
+  sqlite3_open(kiv::ToUtf8(file).c_str(), &db);
+  sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr);
+  sqlite3_stmt* st = nullptr;
+  sqlite3_prepare_v2(db,
+                     "INSERT INTO EVENTS (DATE, TYPE, CATEGORY, ID, UNK, USER, COMPUTER, SOURCE, "
+                     "SERVER, RAWDATA) VALUES (?, 2, '', ?, ?, 'u', 'c', 'PRE', '', x'4178')",
+                     -1, &st, nullptr);
+  const double start = kiv::Now() - 1;
+  for (int64_t i = 0; i < rows; ++i) {
+    sqlite3_bind_double(st, 1, start + static_cast<double>(i) / (rows + 1));
+    sqlite3_bind_int(st, 2, static_cast<int>(i));
+    sqlite3_bind_int(st, 3, static_cast<int>(i));
+    sqlite3_step(st);
+    sqlite3_reset(st);
+  }
+  sqlite3_finalize(st);
+  sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
+  sqlite3_close(db);
+}
+
+void ReportLoop(benchmark::State& state, KivLogFile& log) {
+  int64_t n = 0;
+  for (auto _ : state) {
+    if (log.ReportEvent(u"BENCH", u"Apayload of a typical event", 2, u"cat", 7)) {
+      state.SkipWithError("report failed");
+      break;
+    }
+    ++n;
+  }
+  state.counters["reports/s"] = benchmark::Counter(static_cast<double>(n), benchmark::Counter::kIsRate);
+}
+
+void BM_ReportEvent(benchmark::State& state) {
+  const bool keep_alive = state.range(0) != 0;
+  String file = NewLogFile(1000, kiv::KLFWM_DONTOVERWRITE);
+  {
+    KivLogFile log;
+    log.OpenEventLog(file, keep_alive);
+    ReportLoop(state, log);
+  }
+  kiv::RemoveFile(file);
+}
+BENCHMARK(BM_ReportEvent)->ArgName("keepalive")->Arg(1)->Arg(0)->UseRealTime();
+
+// The same SQLite work by hand: insert the row, update LASTCHANGE, one transaction each.
+void BM_Baseline(benchmark::State& state) {
+  String file = NewLogFile(1000, kiv::KLFWM_DONTOVERWRITE);
+  sqlite3* db = nullptr;
+  sqlite3_open(kiv::ToUtf8(file).c_str(), &db);
+  sqlite3_busy_timeout(db, 5000);
+  sqlite3_stmt *ins = nullptr, *upd = nullptr;
+  sqlite3_prepare_v2(db,
+                     "INSERT INTO EVENTS (UNK, DATE, TYPE, CATEGORY, ID, USER, COMPUTER, SOURCE, "
+                     "SERVER, RAWDATA) VALUES (?, ?, 2, 'cat', 7, ?, ?, 'BENCH', '', ?)",
+                     -1, &ins, nullptr);
+  sqlite3_prepare_v2(db, "UPDATE PARMS SET VALUE = ? WHERE KEY = 'LASTCHANGE'", -1, &upd, nullptr);
+  const std::string user = kiv::ToUtf8(kiv::UserName()), computer = kiv::ToUtf8(kiv::ComputerName());
+  const std::string raw = "Apayload of a typical event";
+  int64_t n = 0;
+  for (auto _ : state) {
+    const int unk = static_cast<int>(kiv::TickCount());
+    sqlite3_bind_int(ins, 1, unk);
+    sqlite3_bind_double(ins, 2, kiv::Now());
+    sqlite3_bind_text(ins, 3, user.c_str(), -1, SQLITE_STATIC);
+    sqlite3_bind_text(ins, 4, computer.c_str(), -1, SQLITE_STATIC);
+    sqlite3_bind_blob(ins, 5, raw.data(), static_cast<int>(raw.size()), SQLITE_STATIC);
+    sqlite3_step(ins);
+    sqlite3_reset(ins);
+    const std::string text = std::to_string(unk);
+    sqlite3_bind_text(upd, 1, text.c_str(), -1, SQLITE_TRANSIENT);
+    sqlite3_step(upd);
+    sqlite3_reset(upd);
+    ++n;
+  }
+  state.counters["reports/s"] = benchmark::Counter(static_cast<double>(n), benchmark::Counter::kIsRate);
+  sqlite3_finalize(ins);
+  sqlite3_finalize(upd);
+  sqlite3_close(db);
+  kiv::RemoveFile(file);
+}
+BENCHMARK(BM_Baseline)->UseRealTime();
+
+// A log held at MaxRecords 10,000 by wrapping: reports cost the same however many events it has
+// seen, because each purge trims a fixed batch of the oldest.
+void BM_Held(benchmark::State& state) {
+  String file = NewLogFile(10000, kiv::KLFWM_OVERWRITEASNEEDED);
+  Prefill(file, 9999);
+  {
+    KivLogFile log;
+    log.OpenEventLog(file, true);
+    ReportLoop(state, log);
+  }
+  kiv::RemoveFile(file);
+}
+BENCHMARK(BM_Held)->UseRealTime()->Iterations(2000);
+
+// A never-overwrite log: the cost of a report does not grow with the log.
+void BM_Never(benchmark::State& state) {
+  String file = NewLogFile(1000, kiv::KLFWM_DONTOVERWRITE);
+  Prefill(file, state.range(0));
+  {
+    KivLogFile log;
+    log.OpenEventLog(file, true);
+    ReportLoop(state, log);
+  }
+  kiv::RemoveFile(file);
+}
+BENCHMARK(BM_Never)->Arg(1000)->Arg(1000000)->UseRealTime()->Iterations(1000);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,137 @@
+// KivLogFile: an event log kept in a database file, with wrapping by count or age, purging,
+// backup, reading and change notification.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "kivdbxt/constants.h"
+#include "kivdbxt/types.h"
+
+namespace kiv {
+
+namespace dao {
+class Database;
+class Recordset;
+}  // namespace dao
+class BackupTarget;
+
+class KivLogFile : public Object {
+ public:
+  KivLogFile();
+  ~KivLogFile() override;
+  KivLogFile(const KivLogFile&) = delete;
+  KivLogFile& operator=(const KivLogFile&) = delete;
+
+  // ---- the file and its settings ----
+  bool CreateEventLog(const String& sFileName, int32_t lMaxRecords = 1000,
+                      int32_t eWrapping = KLFWM_OVERWRITEOLDER, int32_t lWrappingDays = 7,
+                      const String& sBacupkFile = String());
+  bool OpenEventLog(const String& sFileName, bool bKeepAlive = false);
+  bool CloseEventLog();
+  bool CompactEventLog();
+  String FileName() const { return file_name_; }
+  bool KeepAlive() const { return keep_alive_; }
+  void KeepAlive(bool value);
+  bool BackupFileSet(const String& sFileName);
+  bool BackupFileGet(String& sFileName);
+  bool MaxRecordsSet(int32_t lMaxRecords);
+  bool MaxRecordsGet(int32_t& lMaxRecords);
+  bool WrappingSet(int32_t lWrapping, int32_t lWrappingDays);
+  bool WrappingGet(int32_t& lWrapping, int32_t& lWrappingDays);
+
+  // ---- reporting and purging ----
+  // An empty User or Computer is replaced by the current user's or computer's name; the long
+  // forms write the names used back into the caller's variables.
+  bool ReportEvent(const String& Source, const String& RawData,
+                   int32_t EventType = EVENTLOG_WARNING_TYPE, const String& Category = String(),
+                   int32_t EventId = 0, const String& User = String(),
+                   const String& Computer = String(), const String& Server = String());
+  bool ReportEvent(const String& Source, const String& RawData, int32_t EventType,
+                   const String& Category, int32_t EventId, String& User, String& Computer,
+                   const String& Server);
+  bool ReportEventEx(const String& Source, const String& RawData, int32_t RawDataType,
+                     int32_t EventType = EVENTLOG_WARNING_TYPE, const String& Category = String(),
+                     int32_t EventId = 0, const String& User = String(),
+                     const String& Computer = String(), const String& Server = String());
+  bool ReportEventEx(const String& Source, const String& RawData, int32_t RawDataType,
+                     int32_t EventType, const String& Category, int32_t EventId, String& User,
+                     String& Computer, const String& Server);
+  bool PurgeEventLog(int32_t Records = 0, int32_t Days = 0, const String& SubSet = String());
+  bool Purge(int32_t Records = 0, int32_t Days = 0);
+
+  // ---- backup ----
+  // Copies every record, in date order, into sFileName (an event log created when missing);
+  // ELRC_BACKUPCURRENTREC copies only the current record of the last read; ELRC_BACKUPASTEXT
+  // appends the records as text blocks of the daily data file's form.
+  bool BackupEventLog(const String& sFileName, int32_t Flags = 0);
+  bool Backup(const String& sFileName);
+
+  // ---- reading ----
+  String ReadEventLogQueryStr(int32_t Flags = ELREF_FIRST, int32_t RecordPos = 0,
+                              const String& SubSet = String(),
+                              const String& OrderBy = String());
+  // 0 read, 1 no record, -1 error. RecordPos (and MaxRecords) are written back.
+  int32_t ReadEventLog(int32_t Flags, int32_t& RecordPos, const String& SubSet = String(),
+                       const String& OrderBy = String());
+  int32_t ReadEventLog(int32_t Flags = ELREF_FIRST);
+  int32_t ReadEventLogEx(int32_t Flags, int32_t& RecordPos, const String& SubSet,
+                         const String& OrderBy, int32_t& MaxRecords);
+  LOGRECORDTYPE LogRecord() const { return record_; }
+  // Element RecNum (1-based) of the block of the last ReadEventLogEx; out of bounds records
+  // error 9 and gives an empty record.
+  LOGRECORDTYPE LogRecordEx(int32_t RecNum) const;
+  // 0 unchanged, 1 changed, -1 error; unk receives the current LASTCHANGE.
+  int32_t CheckEventLogChanges(int32_t& unk);
+
+  // ---- EventLogChanged ----
+  // Raised on the reporting thread after a record is stored, unless suppressed.
+  using ChangeHandler = std::function<void(int32_t EvUnk, int32_t EvType, int32_t EvId)>;
+  int64_t SubscribeEventLogChanged(ChangeHandler handler);
+  void UnsubscribeEventLogChanged(int64_t token);
+
+  // How long OpenLog waits between its attempts to open the database (2000 ms); tests shorten it.
+  void RetryWaitMilliseconds(int32_t ms) { retry_wait_ms_ = ms; }
+
+ private:
+  struct Counter {
+    int32_t value = 0;
+    void Step(bool up) { value = up ? value + 1 : (value > 0 ? value - 1 : 0); }
+    bool Active() const { return value >= 1; }
+  };
+
+  bool OpenLog(bool bDbOnly);
+  bool CloseLog(bool bForce);
+  bool ParmRead(const String& Key, String& Value);
+  bool ParmRead(const String& Key, int32_t& Value);
+  bool ParmWrite(const String& Key, const String& Value);
+  bool UpdateLastLog(int32_t lUnk);
+  bool PurgeLock();
+  void PurgeUnlock();
+  bool BackupRecord(dao::Recordset& rs, BackupTarget& target);
+  bool Report(const String& Source, const String& StoredRawData, int32_t EventType,
+              const String& Category, int32_t EventId, String& User, String& Computer,
+              const String& Server, const char16_t* source);
+  void RaiseChanged(int32_t unk, int32_t type, int32_t id);
+  bool RecordRead(dao::Recordset& rs, LOGRECORDTYPE& rec);
+
+  std::shared_ptr<dao::Database> db_;
+  std::shared_ptr<dao::Recordset> events_;
+  std::shared_ptr<dao::Recordset> purge_rs_;
+  String file_name_;
+  bool keep_alive_ = false;
+  int32_t wrapping_ = 7;
+  int32_t max_records_ = 1000;
+  String backup_file_;
+  Counter in_use_, no_purge_, no_notify_;
+  LOGRECORDTYPE record_;
+  std::vector<LOGRECORDTYPE> block_;
+  std::map<int64_t, ChangeHandler> handlers_;
+  int64_t next_token_ = 1;
+  int32_t retry_wait_ms_ = 2000;
+};
+
+}  // namespace kiv

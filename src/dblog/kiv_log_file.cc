@@ -1,0 +1,286 @@
+// KivLogFile: the file's lifecycle (create, open, close, compact), the parameter store and the
+// settings built on it.
+#include "kivdbxt/kiv_log_file.h"
+
+#include "dblog/log_schema.h"
+#include "frame/error.h"
+#include "frame/factory.h"
+#include "frame/guard.h"
+#include "kivdbxt/dao.h"
+#include "kivdbxt/qv_db_xt_mod.h"
+#include "platform/clock.h"
+#include "platform/fs.h"
+#include "platform/vb_convert.h"
+
+namespace kiv {
+namespace {
+
+const ClassRegistrar kRegistrar(u"KivLogFile", [] {
+  return std::static_pointer_cast<Object>(std::make_shared<KivLogFile>());
+});
+
+constexpr int32_t kOpenAttempts = 10;
+constexpr int32_t kMinMaxRecords = 100;
+constexpr size_t kMaxParmLength = 255;
+
+// Waits by polling the tick counter, as the log's open retry does.
+void WaitTicks(int32_t ms) {
+  const uint32_t start = TickCount();
+  while (static_cast<int32_t>(TickCount() - start) < ms) SleepMilliseconds(1);
+}
+
+// Opens the PARMS table positioned on Key; NoMatch tells whether the row exists.
+std::shared_ptr<dao::Recordset> SeekParm(dao::Database& db, const String& key) {
+  auto rs = db.OpenRecordset(kParmsTable, dao::dbOpenTable);
+  rs->Index(kKeyIndex);
+  rs->Seek(u"=", Variant(key));
+  return rs;
+}
+
+}  // namespace
+
+KivLogFile::KivLogFile() = default;
+
+KivLogFile::~KivLogFile() { CloseLog(true); }
+
+bool KivLogFile::OpenLog(bool bDbOnly) {
+  return Guard(
+      u"KivLogFile.OpenLog", true,
+      [&] {
+        for (int32_t attempt = 1; !db_; ++attempt) {
+          try {
+            db_ = dao::DBEngine::ForThread()->OpenDatabase(file_name_, false, false);
+          } catch (...) {
+            if (attempt >= kOpenAttempts) throw;
+            WaitTicks(retry_wait_ms_);
+          }
+        }
+        if (!events_ && !bDbOnly) {
+          events_ = db_->OpenRecordset(kEventsTable, dao::dbOpenTable, 0, dao::dbOptimistic);
+        }
+        return false;
+      },
+      [&] { CloseLog(true); });
+}
+
+bool KivLogFile::CloseLog(bool bForce) {
+  return Guard(u"KivLogFile.CloseLog", true, [&] {
+    if (!((!in_use_.Active() || bForce) && (!keep_alive_ || bForce))) return false;
+    bool failed = QvDbXtMod::Close_Recordset(events_);
+    failed = QvDbXtMod::Close_Recordset(purge_rs_) || failed;
+    failed = QvDbXtMod::Close_Db(db_) || failed;
+    if (bForce) in_use_.value = 0;
+    if (failed) RaiseRecorded();
+    return false;
+  });
+}
+
+bool KivLogFile::ParmRead(const String& Key, String& Value) {
+  std::shared_ptr<dao::Recordset> rs;
+  return Guard(
+      u"KivLogFile.ParmRead", true,
+      [&] {
+        Check(OpenLog(false));
+        rs = SeekParm(*db_, Key);
+        if (rs->NoMatch()) RaiseLibrary(u"Il parametro " + Key + u"non esiste.");
+        Variant v = rs->Fields()[u"VALUE"]->Value();
+        Value = v.IsNull() ? String() : CStr(v);
+        QvDbXtMod::Close_Recordset(rs);
+        Check(CloseLog(false));
+        return false;
+      },
+      [&] {
+        QvDbXtMod::Close_Recordset(rs);
+        CloseLog(false);
+      });
+}
+
+bool KivLogFile::ParmRead(const String& Key, int32_t& Value) {
+  String text;
+  return Guard(u"KivLogFile.ParmRead", true, [&] {
+    Check(ParmRead(Key, text));
+    Value = CLng(Variant(text));
+    return false;
+  });
+}
+
+bool KivLogFile::ParmWrite(const String& Key, const String& Value) {
+  std::shared_ptr<dao::Recordset> rs;
+  return Guard(
+      u"KivLogFile.ParmWrite", true,
+      [&] {
+        if (Value.size() > kMaxParmLength) {
+          RaiseLibrary(u"Il valore del  parametro eccede la dimensione massima.");
+        }
+        Check(OpenLog(false));
+        rs = SeekParm(*db_, Key);
+        if (rs->NoMatch()) {
+          rs->AddNew();
+          rs->Fields()[u"KEY"]->Value(Variant(Key));
+        } else {
+          rs->Edit();
+        }
+        rs->Fields()[u"VALUE"]->Value(Variant(Value));
+        rs->Update();
+        QvDbXtMod::Close_Recordset(rs);
+        Check(CloseLog(false));
+        return false;
+      },
+      [&] {
+        QvDbXtMod::Close_Recordset(rs);
+        CloseLog(false);
+      });
+}
+
+bool KivLogFile::CreateEventLog(const String& sFileName, int32_t lMaxRecords, int32_t eWrapping,
+                                int32_t lWrappingDays, const String& sBacupkFile) {
+  bool created = false;
+  return Guard(
+      u"KivLogFile.CreateEventLog", true,
+      [&] {
+        if (FileExists(sFileName)) RaiseLibrary(u"Il file " + sFileName + u" esiste già.");
+        CloseLog(true);
+        file_name_ = sFileName;
+        db_ = CreateLogDatabase(sFileName);
+        created = true;
+        keep_alive_ = true;
+        Check(MaxRecordsSet(lMaxRecords));
+        Check(WrappingSet(eWrapping, lWrappingDays));
+        Check(BackupFileSet(sBacupkFile));
+        no_notify_.Step(true);
+        bool failed = ReportEvent(kSelfSource, u"AEvent Log Created", EVENTLOG_INFORMATION_TYPE);
+        no_notify_.Step(false);
+        Check(failed);
+        keep_alive_ = false;
+        Check(CloseLog(false));
+        return false;
+      },
+      [&] {
+        keep_alive_ = false;
+        CloseLog(true);
+        if (created) RemoveFile(sFileName);
+      });
+}
+
+bool KivLogFile::OpenEventLog(const String& sFileName, bool bKeepAlive) {
+  return Guard(
+      u"KivLogFile.OpenEventLog", true,
+      [&] {
+        CloseLog(true);
+        keep_alive_ = bKeepAlive;
+        file_name_ = sFileName;
+        Check(ParmRead(u"WRAPPING", wrapping_));
+        Check(ParmRead(u"MAXRECORDS", max_records_));
+        Check(ParmRead(u"BACKUPFILE", backup_file_));
+        no_notify_.Step(true);
+        bool failed = ReportEvent(kSelfSource, u"AEvent Log Started", EVENTLOG_INFORMATION_TYPE,
+                                  String(), 1);
+        no_notify_.Step(false);
+        Check(failed);
+        return false;
+      },
+      [&] { CloseLog(true); });
+}
+
+bool KivLogFile::CloseEventLog() {
+  return Guard(
+      u"KivLogFile.CloseEventLog", true,
+      [&] {
+        if (db_) {
+          no_purge_.Step(true);
+          no_notify_.Step(true);
+          bool failed = ReportEvent(kSelfSource, u"AEvent Log Closed", EVENTLOG_INFORMATION_TYPE);
+          no_purge_.Step(false);
+          no_notify_.Step(false);
+          Check(failed);
+        }
+        Check(CloseLog(true));
+        return false;
+      },
+      [&] { CloseLog(true); });
+}
+
+bool KivLogFile::CompactEventLog() {
+  return Guard(u"KivLogFile.CompactEventLog", true, [&] {
+    const String name = file_name_;
+    const bool keep = keep_alive_;
+    Check(CloseEventLog());
+    String db_name = name;
+    Check(QvDbXtMod::Db_Compact(db_name));
+    Check(OpenEventLog(name, keep));
+    return false;
+  });
+}
+
+void KivLogFile::KeepAlive(bool value) {
+  keep_alive_ = value;
+  CloseLog(false);
+}
+
+bool KivLogFile::MaxRecordsSet(int32_t lMaxRecords) {
+  return Guard(u"KivLogFile.MaxRecordsSet", true, [&] {
+    if (lMaxRecords < kMinMaxRecords) {
+      RaiseLibrary(u"Errore nel parametro MaxRecords: Valore minimo=" + IntText(kMinMaxRecords));
+    }
+    max_records_ = lMaxRecords;
+    Check(ParmWrite(u"MAXRECORDS", IntText(max_records_)));
+    return false;
+  });
+}
+
+bool KivLogFile::MaxRecordsGet(int32_t& lMaxRecords) {
+  return Guard(u"KivLogFile.MaxRecordsGet", true, [&] {
+    Check(ParmRead(u"MAXRECORDS", lMaxRecords));
+    max_records_ = lMaxRecords;
+    return false;
+  });
+}
+
+bool KivLogFile::WrappingSet(int32_t lWrapping, int32_t lWrappingDays) {
+  return Guard(u"KivLogFile.WrappingSet", true, [&] {
+    int32_t stored;
+    if (lWrapping == KLFWM_DONTOVERWRITE || lWrapping == KLFWM_OVERWRITEASNEEDED) {
+      stored = lWrapping;
+    } else if (lWrapping == KLFWM_OVERWRITEOLDER) {
+      if (lWrappingDays < 1) RaiseLibrary(u"Errore nel parametro WrappingDays.");
+      stored = lWrappingDays;
+    } else {
+      RaiseLibrary(u"Errore nel parametro Wrapping.");
+    }
+    wrapping_ = stored;
+    Check(ParmWrite(u"WRAPPING", IntText(wrapping_)));
+    return false;
+  });
+}
+
+bool KivLogFile::WrappingGet(int32_t& lWrapping, int32_t& lWrappingDays) {
+  return Guard(u"KivLogFile.WrappingGet", true, [&] {
+    Check(ParmRead(u"WRAPPING", wrapping_));
+    if (wrapping_ < 1) {
+      lWrapping = wrapping_;
+      lWrappingDays = 0;
+    } else {
+      lWrapping = KLFWM_OVERWRITEOLDER;
+      lWrappingDays = wrapping_;
+    }
+    return false;
+  });
+}
+
+bool KivLogFile::BackupFileSet(const String& sFileName) {
+  return Guard(u"KivLogFile.BackupFileSet", true, [&] {
+    backup_file_ = sFileName;
+    Check(ParmWrite(u"BACKUPFILE", backup_file_));
+    return false;
+  });
+}
+
+bool KivLogFile::BackupFileGet(String& sFileName) {
+  return Guard(u"KivLogFile.BackupFileGet", true, [&] {
+    Check(ParmRead(u"BACKUPFILE", sFileName));
+    backup_file_ = sFileName;
+    return false;
+  });
+}
+
+}  // namespace kiv

@@ -1,0 +1,151 @@
+// KivLogFile: reading records (first, next, last, count, pages) and detecting changes.
+#include "dblog/log_record.h"
+#include "dblog/log_schema.h"
+#include "frame/error.h"
+#include "frame/guard.h"
+#include "kivdbxt/dao.h"
+#include "kivdbxt/kiv_log_file.h"
+#include "kivdbxt/qv_db_xt_mod.h"
+#include "platform/rt_errors.h"
+
+namespace kiv {
+namespace {
+
+// The query both reads use. SubSet and OrderBy carry their own keywords; with a SubSet and no
+// OrderBy the query has no ordering at all.
+String Query(const String& SubSet, const String& OrderBy) {
+  String q = String(u"select * from ") + kEventsTable;
+  if (!SubSet.empty()) {
+    q += u" " + SubSet;
+    if (!OrderBy.empty()) q += u" " + OrderBy;
+  } else {
+    q += OrderBy.empty() ? String(u" order by ") + kDateIndex : u" " + OrderBy;
+  }
+  return q;
+}
+
+[[noreturn]] void RaiseUnknownFlags() {
+  RaiseLibrary(u"Errore nel parametro Flags: operazione sconosciuta.");
+}
+
+// Positions the recordset for Flags; 1 when there is no record there, 0 otherwise. COUNT
+// positions on the last row and gives the count in RecordPos.
+int32_t Position(dao::Recordset& rs, int32_t Flags, int32_t& RecordPos, bool absolute_allowed) {
+  switch (Flags) {
+    case ELREF_FIRST:
+      rs.MoveFirst();
+      return 0;
+    case ELREF_NEXT:
+      rs.Move(RecordPos);
+      if (rs.EOF_()) return 1;
+      rs.MoveNext();
+      if (rs.EOF_()) return 1;
+      ++RecordPos;
+      return 0;
+    case ELREF_LAST:
+    case ELREF_COUNT:
+      rs.MoveLast();
+      if (Flags == ELREF_COUNT) RecordPos = rs.RecordCount();
+      return 0;
+    case ELREF_ABSOLUTE:
+      if (!absolute_allowed) RaiseUnknownFlags();
+      rs.Move(RecordPos);
+      return rs.EOF_() ? 1 : 0;
+    default:
+      RaiseUnknownFlags();
+  }
+}
+
+}  // namespace
+
+String KivLogFile::ReadEventLogQueryStr(int32_t, int32_t, const String& SubSet,
+                                        const String& OrderBy) {
+  return Guard(u"KivLogFile.ReadEventLogQueryStr", String(),
+               [&] { return Query(SubSet, OrderBy); });
+}
+
+int32_t KivLogFile::ReadEventLog(int32_t Flags) {
+  int32_t pos = 0;
+  return ReadEventLog(Flags, pos);
+}
+
+int32_t KivLogFile::ReadEventLog(int32_t Flags, int32_t& RecordPos, const String& SubSet,
+                                 const String& OrderBy) {
+  std::shared_ptr<dao::Recordset> rs;
+  return Guard(
+      u"KivLogFile.ReadEventLog", -1,
+      [&] {
+        Check(OpenLog(false));
+        rs = db_->OpenRecordset(Query(SubSet, OrderBy), dao::dbOpenDynaset);
+        int32_t result = 1;
+        if (!rs->BOF() && !rs->EOF_()) {
+          result = Position(*rs, Flags, RecordPos, false);
+          if (result == 0 && Flags != ELREF_COUNT) Check(RecordRead(*rs, record_));
+        }
+        QvDbXtMod::Close_Recordset(rs);
+        Check(CloseLog(false));
+        return result;
+      },
+      [&] {
+        QvDbXtMod::Close_Recordset(rs);
+        CloseLog(false);
+      });
+}
+
+int32_t KivLogFile::ReadEventLogEx(int32_t Flags, int32_t& RecordPos, const String& SubSet,
+                                   const String& OrderBy, int32_t& MaxRecords) {
+  std::shared_ptr<dao::Recordset> rs;
+  return Guard(
+      u"KivLogFile.ReadEventLogEx", -1,
+      [&] {
+        Check(OpenLog(false));
+        rs = db_->OpenRecordset(Query(SubSet, OrderBy), dao::dbOpenDynaset);
+        int32_t result = 1;
+        if (!rs->BOF() && !rs->EOF_()) {
+          result = Position(*rs, Flags, RecordPos, true);
+          if (result == 0 && Flags != ELREF_COUNT && MaxRecords >= 1) {
+            block_.assign(static_cast<size_t>(MaxRecords), LOGRECORDTYPE{});
+            int32_t read = 0;
+            for (; read < MaxRecords && !rs->EOF_(); ++read) {
+              Check(RecordRead(*rs, block_[static_cast<size_t>(read)]));
+              rs->MoveNext();
+              ++RecordPos;
+            }
+            MaxRecords = read;
+          }
+        }
+        QvDbXtMod::Close_Recordset(rs);
+        Check(CloseLog(false));
+        return result;
+      },
+      [&] {
+        QvDbXtMod::Close_Recordset(rs);
+        CloseLog(false);
+      });
+}
+
+bool KivLogFile::RecordRead(dao::Recordset& rs, LOGRECORDTYPE& rec) {
+  return Guard(u"KivLogFile.RecordRead", true, [&] {
+    rec = ReadLogRecord(rs);
+    return false;
+  });
+}
+
+LOGRECORDTYPE KivLogFile::LogRecordEx(int32_t RecNum) const {
+  return Guard(u"KivLogFile.LogRecordEx", LOGRECORDTYPE{}, [&] {
+    if (RecNum < 1 || static_cast<size_t>(RecNum) > block_.size()) Raise(kErrSubscript);
+    return block_[static_cast<size_t>(RecNum) - 1];
+  });
+}
+
+int32_t KivLogFile::CheckEventLogChanges(int32_t& unk) {
+  return Guard(u"KivLogFile.CheckEventLogChanges", -1, [&] {
+    int32_t last = 0;
+    Check(ParmRead(u"LASTCHANGE", last));
+    const int32_t result = last == unk ? 0 : 1;
+    unk = last;
+    return result;
+  });
+}
+
+}  // namespace kiv

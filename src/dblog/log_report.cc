@@ -1,0 +1,240 @@
+// KivLogFile: reporting events, the wrapping policy and purging, the LASTCHANGE mark and the
+// EventLogChanged notification.
+#include "dblog/log_backup.h"
+#include "dblog/log_schema.h"
+#include "frame/error.h"
+#include "frame/guard.h"
+#include "kivdbxt/dao.h"
+#include "kivdbxt/kiv_log_file.h"
+#include "kivdbxt/qv_db_xt_mod.h"
+#include "platform/clock.h"
+#include "platform/date.h"
+#include "platform/system.h"
+#include "platform/vb_convert.h"
+
+namespace kiv {
+namespace {
+
+constexpr size_t kTextLimit = 255;
+constexpr int32_t kWrapBatch = 100;  // overwrite-as-needed trims this many oldest at a time
+
+String Left255(const String& s) { return s.substr(0, kTextLimit); }
+
+}  // namespace
+
+bool KivLogFile::ReportEvent(const String& Source, const String& RawData, int32_t EventType,
+                             const String& Category, int32_t EventId, const String& User,
+                             const String& Computer, const String& Server) {
+  String user = User, computer = Computer;
+  return ReportEvent(Source, RawData, EventType, Category, EventId, user, computer, Server);
+}
+
+bool KivLogFile::ReportEvent(const String& Source, const String& RawData, int32_t EventType,
+                             const String& Category, int32_t EventId, String& User,
+                             String& Computer, const String& Server) {
+  return Report(Source, RawData, EventType, Category, EventId, User, Computer, Server,
+                u"KivLogFile.ReportEvent");
+}
+
+bool KivLogFile::ReportEventEx(const String& Source, const String& RawData, int32_t RawDataType,
+                               int32_t EventType, const String& Category, int32_t EventId,
+                               const String& User, const String& Computer,
+                               const String& Server) {
+  String user = User, computer = Computer;
+  return ReportEventEx(Source, RawData, RawDataType, EventType, Category, EventId, user, computer,
+                       Server);
+}
+
+bool KivLogFile::ReportEventEx(const String& Source, const String& RawData, int32_t RawDataType,
+                               int32_t EventType, const String& Category, int32_t EventId,
+                               String& User, String& Computer, const String& Server) {
+  const String stored = (RawDataType == RWDT_ASCII ? u"A" : u"B") + RawData;
+  return Report(Source, stored, EventType, Category, EventId, User, Computer, Server,
+                u"KivLogFile.ReportEventEx");
+}
+
+bool KivLogFile::Report(const String& Source, const String& StoredRawData, int32_t EventType,
+                        const String& Category, int32_t EventId, String& User, String& Computer,
+                        const String& Server, const char16_t* source) {
+  int32_t unk = 0;
+  bool adding = false;
+  bool failed = Guard(
+      source, true,
+      [&] {
+        if (User.empty()) User = UserName();
+        if (Computer.empty()) Computer = ComputerName();
+        in_use_.Step(true);
+        bool purge_failed = Purge(0, 0);
+        in_use_.Step(false);
+        Check(purge_failed);
+        Check(OpenLog(false));
+        unk = static_cast<int32_t>(TickCount());
+        events_->AddNew();
+        adding = true;
+        events_->Fields()[u"UNK"]->Value(Variant(unk));
+        events_->Fields()[u"DATE"]->Value(Variant::FromDate(Now()));
+        events_->Fields()[u"TYPE"]->Value(Variant(EventType));
+        events_->Fields()[u"CATEGORY"]->Value(Variant(Left255(Category)));
+        events_->Fields()[u"ID"]->Value(Variant(EventId));
+        events_->Fields()[u"USER"]->Value(Variant(Left255(User)));
+        events_->Fields()[u"COMPUTER"]->Value(Variant(Left255(Computer)));
+        events_->Fields()[u"SOURCE"]->Value(Variant(Left255(Source)));
+        events_->Fields()[u"SERVER"]->Value(Variant(Left255(Server)));
+        auto raw = events_->Fields()[u"RAWDATA"];
+        Check(QvDbXtMod::Str_2_Blob(raw, StoredRawData));
+        events_->Update();
+        adding = false;
+        Check(UpdateLastLog(unk));
+        Check(CloseLog(false));
+        return false;
+      },
+      [&] {
+        if (adding && events_) events_->CancelUpdate();
+        CloseLog(false);
+      });
+  if (!failed && !no_notify_.Active()) RaiseChanged(unk, EventType, EventId);
+  return failed;
+}
+
+void KivLogFile::RaiseChanged(int32_t unk, int32_t type, int32_t id) {
+  // Copy first: a handler may unsubscribe itself.
+  std::vector<ChangeHandler> handlers;
+  for (const auto& [token, handler] : handlers_) handlers.push_back(handler);
+  for (const ChangeHandler& h : handlers) {
+    try {
+      h(unk, type, id);
+    } catch (...) {
+      // A client's handler never breaks the report that raised it.
+    }
+  }
+}
+
+int64_t KivLogFile::SubscribeEventLogChanged(ChangeHandler handler) {
+  const int64_t token = next_token_++;
+  handlers_[token] = std::move(handler);
+  return token;
+}
+
+void KivLogFile::UnsubscribeEventLogChanged(int64_t token) { handlers_.erase(token); }
+
+bool KivLogFile::UpdateLastLog(int32_t lUnk) {
+  return Guard(u"KivLogFile.UpdateLastLog", true, [&] {
+    if (lUnk == 0) lUnk = static_cast<int32_t>(TickCount());
+    Check(ParmWrite(u"LASTCHANGE", IntText(lUnk)));
+    return false;
+  });
+}
+
+bool KivLogFile::PurgeLock() {
+  return Guard(u"KivLogFile.PurgeLock", true, [&] {
+    Check(ParmWrite(u"LOCK", u"1"));
+    return false;
+  });
+}
+
+void KivLogFile::PurgeUnlock() {
+  RunCleanup([&] {
+    QvDbXtMod::Close_Recordset(purge_rs_);
+    ParmWrite(u"LOCK", u"0");
+  });
+}
+
+bool KivLogFile::Purge(int32_t Records, int32_t Days) {
+  return PurgeEventLog(Records, Days, String());
+}
+
+bool KivLogFile::PurgeEventLog(int32_t Records, int32_t Days, const String& SubSet) {
+  bool locked = false;
+  bool holding = false;  // the purge keeps the log open while it works, as a report does
+  std::unique_ptr<BackupTarget> backup;
+  auto release = [&] {
+    backup.reset();
+    if (locked) PurgeUnlock();
+    locked = false;
+    if (holding) in_use_.Step(false);
+    holding = false;
+  };
+  // The normal way out: the lock released, the subset closed, the log closed when idle.
+  auto finish = [&] {
+    release();
+    QvDbXtMod::Close_Recordset(purge_rs_);
+    Check(CloseLog(false));
+    return false;
+  };
+  return Guard(
+      u"KivLogFile.PurgeEventLog", true,
+      [&] {
+        if (Records < -1) RaiseLibrary(u"Il parametro Records dev'essere >= 0 o -1");
+        if (Days < 0) RaiseLibrary(u"Il parametro Days dev'essere >= 0");
+        Check(OpenLog(false));
+        in_use_.Step(true);
+        holding = true;
+        std::shared_ptr<dao::Recordset> rs;
+        if (!SubSet.empty()) {
+          Records = -1;
+          Days = 0;
+          purge_rs_ = db_->OpenRecordset(String(u"select * from ") + kEventsTable + u" " + SubSet +
+                                             u" order by " + kDateIndex,
+                                         dao::dbOpenDynaset, 0, dao::dbOptimistic);
+          rs = purge_rs_;
+        } else {
+          rs = events_;
+          rs->Index(kDateIndex);
+        }
+        if (no_purge_.Active()) return finish();
+        // The count as the recordset reports it right after opening.
+        const int32_t n = rs->RecordCount();
+        if (n == 0) return finish();
+        if (Records == -1) Records = n;
+        if (Records == 0 && Days == 0) {
+          if (wrapping_ == KLFWM_OVERWRITEASNEEDED) {
+            if (n < max_records_) return finish();
+            Records = kWrapBatch;
+          } else if (wrapping_ >= 1) {
+            Days = wrapping_;
+          } else {
+            return finish();  // never overwrite
+          }
+        }
+        Check(PurgeLock());
+        locked = true;
+        const Date now = Now();
+        auto young = [&] {
+          return DateDiffDays(CDate(rs->Fields()[u"DATE"]->Value()), now) < Days;
+        };
+        rs->MoveFirst();
+        if (Days > 0 && young()) return finish();
+        bool deleted = false;
+        while (!rs->EOF_()) {
+          if (Days > 0) {
+            if (young()) break;
+          } else if (--Records < 0) {
+            break;
+          }
+          if (!backup_file_.empty()) {
+            if (!backup) backup = std::make_unique<BackupTarget>(backup_file_);
+            in_use_.Step(true);
+            bool failed = BackupRecord(*rs, *backup);
+            in_use_.Step(false);
+            Check(failed);
+          }
+          rs->Delete();
+          deleted = true;
+          rs->MoveNext();
+        }
+        if (deleted) Check(UpdateLastLog(0));
+        no_purge_.Step(true);
+        bool failed = ReportEvent(kSelfSource, u"AEvent Log Purged", EVENTLOG_INFORMATION_TYPE,
+                                  String(), 2);
+        no_purge_.Step(false);
+        Check(failed);
+        return finish();
+      },
+      [&] {
+        release();
+        QvDbXtMod::Close_Recordset(purge_rs_);
+        CloseLog(false);
+      });
+}
+
+}  // namespace kiv

@@ -1,0 +1,465 @@
+// KivLogFile on real database files: schema and settings, wrapping, reading, notification,
+// backup, damaged files.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <map>
+
+#include "kivdbxt/dao.h"
+#include "kivdbxt/error.h"
+#include "kivdbxt/kiv_log_file.h"
+#include "platform/clock.h"
+#include "platform/date.h"
+#include "platform/fs.h"
+#include "support/temp_dir.h"
+
+namespace kiv {
+namespace {
+
+using kivtest::ReadBytes;
+using kivtest::TempDir;
+using kivtest::WriteBytes;
+
+int32_t Count(KivLogFile& log) {
+  int32_t pos = 0;
+  EXPECT_EQ(log.ReadEventLog(ELREF_COUNT, pos), 0);
+  return pos;
+}
+
+// Every record, in date order.
+std::vector<LOGRECORDTYPE> All(KivLogFile& log) {
+  std::vector<LOGRECORDTYPE> out;
+  int32_t pos = 0, max = 100000;
+  if (log.ReadEventLogEx(ELREF_FIRST, pos, String(), String(), max) != 0) return out;
+  for (int32_t i = 1; i <= max; ++i) out.push_back(log.LogRecordEx(i));
+  return out;
+}
+
+std::map<String, String> Parms(const String& file) {
+  auto db = dao::DBEngine::ForThread()->OpenDatabase(file);
+  auto rs = db->OpenRecordset(u"PARMS", dao::dbOpenTable);
+  std::map<String, String> out;
+  for (; !rs->EOF_(); rs->MoveNext()) {
+    Variant v = rs->Fields()[u"VALUE"]->Value();
+    out[rs->Fields()[u"KEY"]->Value().StringValue()] = v.IsNull() ? u"<null>" : v.StringValue();
+  }
+  rs->Close();
+  db->Close();
+  return out;
+}
+
+void ExpectError(int32_t number, const String& description, const String& source) {
+  ErrorRecord r = LastErrorRecord();
+  EXPECT_EQ(r.Number, number);
+  EXPECT_EQ(r.Description, description);
+  EXPECT_EQ(r.Source, source);
+}
+
+class ClockScope {
+ public:
+  explicit ClockScope(Date* now) { SetClock([now] { return *now; }); }
+  ~ClockScope() { SetClock(nullptr); }
+};
+
+TEST(KivLogFile, CreateWithDefaultsWritesTheSchemaSettingsAndOneRecord) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  KivLogFile log;
+  ASSERT_FALSE(log.CreateEventLog(file)) << ToUtf8(LastErrorRecord().Description);
+  EXPECT_EQ(log.FileName(), file);
+  auto parms = Parms(file);
+  EXPECT_EQ(parms[u"WRAPPING"], u"7");
+  EXPECT_EQ(parms[u"MAXRECORDS"], u"1000");
+  EXPECT_EQ(parms[u"BACKUPFILE"], u"");
+  ASSERT_FALSE(log.OpenEventLog(file));
+  auto all = All(log);
+  ASSERT_EQ(all.size(), 2u);
+  EXPECT_EQ(all[0].EvRawData, u"AEvent Log Created");
+  EXPECT_EQ(all[0].EvSource, u"KIVEVENTLOG");
+  EXPECT_EQ(all[0].EvType, EVENTLOG_INFORMATION_TYPE);
+  EXPECT_EQ(all[0].EvId, 0);
+  EXPECT_FALSE(all[0].EvUser.empty());  // filled in by the report
+  EXPECT_EQ(all[1].EvRawData, u"AEvent Log Started");
+  EXPECT_EQ(all[1].EvId, 1);
+
+  auto db = dao::DBEngine::ForThread()->OpenDatabase(file);
+  ASSERT_EQ(db->TableDefs().Item(u"PARMS")->Fields().Count(), 2);
+  auto events = db->TableDefs().Item(u"EVENTS");
+  const char16_t* names[] = {u"DATE", u"TYPE", u"CATEGORY", u"ID", u"UNK",
+                             u"USER", u"COMPUTER", u"SOURCE", u"SERVER", u"RAWDATA"};
+  const int16_t types[] = {8, 4, 10, 4, 4, 10, 10, 10, 10, 11};
+  ASSERT_EQ(events->Fields().Count(), 10);
+  for (int32_t i = 0; i < 10; ++i) {
+    auto f = events->Fields().Item(i);
+    EXPECT_EQ(f->Name(), names[i]);
+    EXPECT_EQ(f->Type(), types[i]);
+    if (types[i] == 10) {
+      EXPECT_EQ(f->Size(), 255);
+      EXPECT_TRUE(f->AllowZeroLength());
+    }
+  }
+  auto idx = events->Indexes().Item(u"DATE");
+  EXPECT_FALSE(idx->Unique());
+  EXPECT_FALSE(idx->Primary());
+  EXPECT_FALSE(db->TableDefs().Item(u"PARMS")->Indexes().Item(u"KEY")->Unique());
+  db->Close();
+}
+
+TEST(KivLogFile, CreateAndSettingsErrorsCarryTheirExactTexts) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  KivLogFile log;
+  EXPECT_TRUE(log.CreateEventLog(file, 99));
+  ExpectError(20000, u"Errore nel parametro MaxRecords: Valore minimo=100",
+              u"KivLogFile.CreateEventLog");
+  EXPECT_FALSE(FileExists(file));  // a half-made file is removed
+  EXPECT_TRUE(log.CreateEventLog(file, 1000, KLFWM_OVERWRITEOLDER, 0));
+  ExpectError(20000, u"Errore nel parametro WrappingDays.", u"KivLogFile.CreateEventLog");
+  EXPECT_TRUE(log.CreateEventLog(file, 1000, 5));
+  ExpectError(20000, u"Errore nel parametro Wrapping.", u"KivLogFile.CreateEventLog");
+  EXPECT_FALSE(FileExists(file));
+
+  ASSERT_FALSE(log.CreateEventLog(file, 100, KLFWM_OVERWRITEASNEEDED));
+  EXPECT_TRUE(log.CreateEventLog(file));
+  ExpectError(20000, u"Il file " + file + u" esiste già.", u"KivLogFile.CreateEventLog");
+
+  ASSERT_FALSE(log.OpenEventLog(file));
+  int32_t w = 9, d = 9;
+  EXPECT_FALSE(log.WrappingSet(0, 30));
+  EXPECT_FALSE(log.WrappingGet(w, d));
+  EXPECT_EQ(w, 0);
+  EXPECT_EQ(d, 0);
+  EXPECT_FALSE(log.WrappingSet(-1, 30));
+  EXPECT_EQ(Parms(file)[u"WRAPPING"], u"30");
+  EXPECT_FALSE(log.WrappingGet(w, d));
+  EXPECT_EQ(w, -1);
+  EXPECT_EQ(d, 30);
+  EXPECT_TRUE(log.MaxRecordsSet(5));
+  ExpectError(20000, u"Errore nel parametro MaxRecords: Valore minimo=100",
+              u"KivLogFile.MaxRecordsSet");
+  int32_t m = 0;
+  EXPECT_FALSE(log.MaxRecordsSet(250));
+  EXPECT_FALSE(log.MaxRecordsGet(m));
+  EXPECT_EQ(m, 250);
+  EXPECT_TRUE(log.BackupFileSet(String(256, u'x')));
+  ExpectError(20000, u"Il valore del  parametro eccede la dimensione massima.",
+              u"KivLogFile.BackupFileSet");
+  EXPECT_FALSE(log.BackupFileSet(String(255, u'y')));
+  String b;
+  EXPECT_FALSE(log.BackupFileGet(b));
+  EXPECT_EQ(b, String(255, u'y'));
+  EXPECT_TRUE(log.PurgeEventLog(-2));
+  ExpectError(20000, u"Il parametro Records dev'essere >= 0 o -1", u"KivLogFile.PurgeEventLog");
+  EXPECT_TRUE(log.PurgeEventLog(0, -1));
+  ExpectError(20000, u"Il parametro Days dev'essere >= 0", u"KivLogFile.PurgeEventLog");
+}
+
+TEST(KivLogFile, OverwriteAsNeededTrimsOneHundredOldestAtATime) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  KivLogFile log;
+  ASSERT_FALSE(log.CreateEventLog(file, 100, KLFWM_OVERWRITEASNEEDED));
+  ASSERT_FALSE(log.OpenEventLog(file, true));
+  for (int i = 0; Count(log) < 100; ++i) ASSERT_FALSE(log.ReportEvent(u"T", u"Ax"));
+  ASSERT_EQ(Count(log), 100);
+  ASSERT_FALSE(log.ReportEvent(u"T", u"Alast", EVENTLOG_ERROR_TYPE, u"cat", 77));
+  auto all = All(log);
+  ASSERT_EQ(all.size(), 2u);
+  EXPECT_EQ(all[0].EvRawData, u"AEvent Log Purged");
+  EXPECT_EQ(all[0].EvId, 2);
+  EXPECT_EQ(all[1].EvRawData, u"Alast");
+  EXPECT_EQ(all[1].EvCategory, u"cat");
+  EXPECT_EQ(Parms(file)[u"LOCK"], u"0");  // released after the purge
+}
+
+TEST(KivLogFile, OverwriteOlderDeletesByCalendarDaysAndNeverKeepsAll) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  const Date today = MakeDate({2025, 6, 20, 9, 0, 0});
+  Date now = today - 30;
+  ClockScope clock(&now);
+  KivLogFile log;
+  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
+  ASSERT_FALSE(log.OpenEventLog(file, true));
+  for (int days : {10, 8, 7, 6, 1}) {
+    now = today - days + 0.3;  // late that day: only calendar days count
+    ASSERT_FALSE(log.ReportEvent(u"T", u"A" + FromUtf8(std::to_string(days))));
+  }
+  EXPECT_EQ(Count(log), 7);  // never overwrite: nothing went
+  now = today;
+  ASSERT_FALSE(log.WrappingSet(KLFWM_OVERWRITEOLDER, 7));
+  ASSERT_FALSE(log.ReportEvent(u"T", u"Anow"));
+  std::vector<String> raws;
+  for (const auto& r : All(log)) raws.push_back(r.EvRawData);
+  EXPECT_EQ(raws, (std::vector<String>{u"A6", u"A1", u"AEvent Log Purged", u"Anow"}));
+  // A record 6 days old stops the next purge at once: nothing more goes.
+  ASSERT_FALSE(log.ReportEvent(u"T", u"Aagain"));
+  EXPECT_EQ(Count(log), 5);
+}
+
+TEST(KivLogFile, ReportStoresRawDataAndFillsUserAndComputer) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  KivLogFile log;
+  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
+  ASSERT_FALSE(log.OpenEventLog(file));
+  String user, computer;
+  ASSERT_FALSE(log.ReportEvent(u"S", u"no letter", 2, u"C", 5, user, computer, u"SRV"));
+  EXPECT_FALSE(user.empty());
+  EXPECT_FALSE(computer.empty());
+  ASSERT_FALSE(log.ReportEventEx(u"S", u"0D0A", RWDT_BINARY, 1, String(), 6, u"me", u"pc"));
+  ASSERT_FALSE(log.ReportEventEx(u"S", u"text", RWDT_ASCII, 4, String(256, u'c'), 7));
+  int32_t pos = 0;
+  ASSERT_EQ(log.ReadEventLog(ELREF_LAST, pos), 0);
+  EXPECT_EQ(log.LogRecord().EvRawData, u"Atext");
+  EXPECT_EQ(log.LogRecord().EvCategory, String(255, u'c'));  // cut to 255 characters
+  auto all = All(log);
+  ASSERT_EQ(all.size(), 5u);
+  EXPECT_EQ(all[2].EvRawData, u"no letter");
+  EXPECT_EQ(all[2].EvUser, user);
+  EXPECT_EQ(all[2].EvServer, u"SRV");
+  EXPECT_EQ(all[3].EvRawData, u"B0D0A");
+  EXPECT_EQ(all[3].EvUser, u"me");
+  EXPECT_EQ(all[3].EvComputer, u"pc");
+}
+
+TEST(KivLogFile, QueryTextsAndPositionedReads) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  KivLogFile log;
+  EXPECT_EQ(log.ReadEventLogQueryStr(), u"select * from EVENTS order by DATE");
+  EXPECT_EQ(log.ReadEventLogQueryStr(0, 0, u"where TYPE = 1"),
+            u"select * from EVENTS where TYPE = 1");
+  EXPECT_EQ(log.ReadEventLogQueryStr(0, 0, u"where TYPE = 1", u"order by ID desc"),
+            u"select * from EVENTS where TYPE = 1 order by ID desc");
+  EXPECT_EQ(log.ReadEventLogQueryStr(0, 0, String(), u"order by ID"),
+            u"select * from EVENTS order by ID");
+
+  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
+  ASSERT_FALSE(log.OpenEventLog(file, true));
+  for (int i = 1; i <= 8; ++i) ASSERT_FALSE(log.ReportEvent(u"T", u"A", 2, String(), i));
+  // 10 records: Created, Started, ids 1..8 (reported in one second: ordered by ID here).
+  const String only = u"where SOURCE = 'T'";
+  const String by_id = u"order by ID";
+  int32_t pos = 0;
+  EXPECT_EQ(log.ReadEventLog(ELREF_FIRST, pos, only, by_id), 0);
+  EXPECT_EQ(log.LogRecord().EvId, 1);
+  pos = 2;
+  EXPECT_EQ(log.ReadEventLog(ELREF_NEXT, pos, only, by_id), 0);
+  EXPECT_EQ(log.LogRecord().EvId, 4);
+  EXPECT_EQ(pos, 3);
+  pos = 7;
+  EXPECT_EQ(log.ReadEventLog(ELREF_NEXT, pos, only, by_id), 1);  // nothing after the last
+  EXPECT_EQ(log.ReadEventLog(ELREF_LAST, pos, only, by_id), 0);
+  EXPECT_EQ(log.LogRecord().EvId, 8);
+  EXPECT_EQ(log.ReadEventLog(ELREF_COUNT, pos, only), 0);
+  EXPECT_EQ(pos, 8);
+  EXPECT_EQ(log.ReadEventLog(ELREF_ABSOLUTE, pos, only), -1);
+  ExpectError(20000, u"Errore nel parametro Flags: operazione sconosciuta.",
+              u"KivLogFile.ReadEventLog");
+  EXPECT_EQ(log.ReadEventLog(ELREF_FIRST, pos, u"where ID = 99"), 1);
+
+  // Paging: FIRST then ABSOLUTE from the position returned.
+  pos = 0;
+  int32_t max = 3;
+  ASSERT_EQ(log.ReadEventLogEx(ELREF_FIRST, pos, only, by_id, max), 0);
+  EXPECT_EQ(max, 3);
+  EXPECT_EQ(pos, 3);
+  EXPECT_EQ(log.LogRecordEx(3).EvId, 3);
+  max = 10;
+  ASSERT_EQ(log.ReadEventLogEx(ELREF_ABSOLUTE, pos, only, by_id, max), 0);
+  EXPECT_EQ(max, 5);  // 10 asked, 5 remain
+  EXPECT_EQ(pos, 8);
+  EXPECT_EQ(log.LogRecordEx(1).EvId, 4);
+  EXPECT_EQ(log.LogRecordEx(5).EvId, 8);
+  EXPECT_EQ(log.LogRecordEx(11).EvId, 0);
+  ExpectError(9, u"Subscript out of range", u"KivLogFile.LogRecordEx");
+  max = 2;
+  EXPECT_EQ(log.ReadEventLogEx(ELREF_ABSOLUTE, pos, only, by_id, max), 1);
+  EXPECT_EQ(log.ReadEventLogEx(5, pos, only, by_id, max), -1);
+  ExpectError(20000, u"Errore nel parametro Flags: operazione sconosciuta.",
+              u"KivLogFile.ReadEventLogEx");
+}
+
+TEST(KivLogFile, EmptyLogReadsAnswerNoRecordForEveryFlag) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  KivLogFile log;
+  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
+  ASSERT_FALSE(log.OpenEventLog(file));
+  const String none = u"where ID = -1";
+  for (int32_t flags = 0; flags <= 3; ++flags) {
+    int32_t pos = 0, max = 5;
+    EXPECT_EQ(log.ReadEventLog(flags, pos, none), 1) << flags;
+    EXPECT_EQ(log.ReadEventLogEx(flags, pos, none, String(), max), 1) << flags;
+  }
+  EXPECT_FALSE(log.PurgeEventLog(0, 0, none));  // nothing to purge, nothing written
+  EXPECT_EQ(Count(log), 2);
+}
+
+TEST(KivLogFile, ChangesAreSeenAndNotified) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  struct Seen {
+    int32_t unk, type, id;
+  };
+  std::vector<Seen> seen;
+  KivLogFile log;
+  auto token = log.SubscribeEventLogChanged(
+      [&](int32_t u, int32_t t, int32_t i) { seen.push_back({u, t, i}); });
+  ASSERT_FALSE(log.CreateEventLog(file, 100, KLFWM_OVERWRITEASNEEDED));
+  ASSERT_FALSE(log.OpenEventLog(file));
+  EXPECT_TRUE(seen.empty());  // no notice for create or open
+
+  int32_t unk = 0;
+  EXPECT_EQ(log.CheckEventLogChanges(unk), 1);
+  EXPECT_EQ(log.CheckEventLogChanges(unk), 0);
+  ASSERT_FALSE(log.ReportEvent(u"S", u"Ax", EVENTLOG_ERROR_TYPE, String(), 42));
+  ASSERT_EQ(seen.size(), 1u);
+  EXPECT_EQ(seen[0].type, EVENTLOG_ERROR_TYPE);
+  EXPECT_EQ(seen[0].id, 42);
+  EXPECT_EQ(log.CheckEventLogChanges(unk), 1);
+  EXPECT_EQ(unk, seen[0].unk);  // LASTCHANGE is the UNK of the last report
+  EXPECT_EQ(log.LogRecord().EvUnk, 0);
+  int32_t pos = 0;
+  ASSERT_EQ(log.ReadEventLog(ELREF_LAST, pos), 0);
+  EXPECT_EQ(log.LogRecord().EvUnk, seen[0].unk);
+
+  seen.clear();
+  ASSERT_FALSE(log.PurgeEventLog(1)) << ToUtf8(LastErrorRecord().Description) << " "
+                                     << ToUtf8(LastErrorRecord().Source);
+  ASSERT_EQ(seen.size(), 1u);  // the purge record is notified
+  EXPECT_EQ(seen[0].id, 2);
+  EXPECT_EQ(seen[0].type, EVENTLOG_INFORMATION_TYPE);
+
+  seen.clear();
+  ASSERT_FALSE(log.OpenEventLog(file, true));
+  ASSERT_FALSE(log.CloseEventLog());  // writes "Closed", without a notice
+  EXPECT_TRUE(seen.empty());
+  log.UnsubscribeEventLogChanged(token);
+  ASSERT_FALSE(log.OpenEventLog(file));
+  ASSERT_FALSE(log.ReportEvent(u"S", u"Ay"));
+  EXPECT_TRUE(seen.empty());
+  auto all = All(log);
+  EXPECT_EQ(all[all.size() - 3].EvRawData, u"AEvent Log Closed");
+}
+
+TEST(KivLogFile, PurgeMovesRecordsIntoTheBackupLogFieldForField) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  const String backup = dir.File("backup.db");
+  // One instant for everything: records then sort by date and, within it, by arrival.
+  Date now = MakeDate({2025, 6, 20, 9, 0, 0});
+  ClockScope clock(&now);
+  KivLogFile log;
+  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE, 7, backup));
+  ASSERT_FALSE(log.OpenEventLog(file, true));
+  ASSERT_FALSE(log.ReportEventEx(u"S", u"\x01\xff", RWDT_BINARY, 8, u"cat", 3, u"u", u"c", u"v"));
+  auto before = All(log);
+  ASSERT_EQ(before.size(), 3u);
+  ASSERT_FALSE(log.PurgeEventLog(2));
+  auto after = All(log);
+  ASSERT_EQ(after.size(), 2u);  // the one left, then the purge record
+  EXPECT_EQ(after[0].EvRawData, before[2].EvRawData);
+  EXPECT_EQ(after[1].EvRawData, u"AEvent Log Purged");
+
+  KivLogFile b;
+  ASSERT_FALSE(b.OpenEventLog(backup));
+  auto copied = All(b);
+  // The backup log was created for the occasion: its own "Created", the two copies, "Started".
+  ASSERT_EQ(copied.size(), 4u);
+  EXPECT_EQ(copied[0].EvRawData, u"AEvent Log Created");
+  for (int i = 0; i < 2; ++i) {
+    const LOGRECORDTYPE &x = copied[i + 1], &y = before[i];
+    EXPECT_EQ(x.EvUnk, y.EvUnk);
+    EXPECT_EQ(x.EvDate, y.EvDate);
+    EXPECT_EQ(x.EvType, y.EvType);
+    EXPECT_EQ(x.EvId, y.EvId);
+    EXPECT_EQ(x.EvUser, y.EvUser);
+    EXPECT_EQ(x.EvComputer, y.EvComputer);
+    EXPECT_EQ(x.EvSource, y.EvSource);
+    EXPECT_EQ(x.EvRawData, y.EvRawData);
+  }
+  int32_t w, d;
+  ASSERT_FALSE(b.WrappingGet(w, d));
+  EXPECT_EQ(w, KLFWM_DONTOVERWRITE);  // a backup never trims itself
+
+  // A backup file that cannot be made stops the purge with every record kept.
+  ASSERT_FALSE(log.BackupFileSet(dir.File("no/such/folder/b.db")));
+  const size_t kept = All(log).size();
+  EXPECT_TRUE(log.PurgeEventLog(1));
+  ExpectError(20000, u"Impossibile accedere/creare il file " + dir.File("no/such/folder/b.db"),
+              u"KivLogFile.PurgeEventLog");
+  EXPECT_EQ(All(log).size(), kept);
+}
+
+TEST(KivLogFile, BackupEventLogAsDatabaseAndAsText) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  KivLogFile log;
+  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
+  ASSERT_FALSE(log.OpenEventLog(file));
+  ASSERT_FALSE(log.ReportEventEx(u"S", u"line1\r\nline2", RWDT_ASCII, 2, u"c", 9, u"u", u"pc"));
+  ASSERT_FALSE(log.Backup(dir.File("copy.db")));
+  KivLogFile copy;
+  ASSERT_FALSE(copy.OpenEventLog(dir.File("copy.db")));
+  EXPECT_EQ(All(copy).size(), 1u + 3u + 1u);  // Created, 3 copied, Started
+
+  ASSERT_FALSE(log.BackupEventLog(dir.File("copy.txt"), ELRC_BACKUPASTEXT));
+  std::string text = ReadBytes(dir.FileU8("copy.txt"));
+  EXPECT_NE(text.find("SRC=S\r\nTYP=2\r\nCAT=c\r\nEID=9\r\nUSR=u\r\nCOM=pc\r\nSVR=\r\nDTP=0\r\n"
+                      "RWD=line1\r\nRWD=line2\r\nEND=-----------------------\r\n"),
+            std::string::npos);
+  EXPECT_NE(text.find("RWD=Event Log Created\r\n"), std::string::npos);
+
+  int32_t pos = 0;
+  ASSERT_EQ(log.ReadEventLog(ELREF_FIRST, pos), 0);
+  ASSERT_FALSE(log.BackupEventLog(dir.File("one.txt"),
+                                  ELRC_BACKUPASTEXT | ELRC_BACKUPCURRENTREC));
+  std::string one = ReadBytes(dir.FileU8("one.txt"));
+  EXPECT_EQ(one.find("UNK="), 0u);
+  EXPECT_EQ(one.find("UNK=", 1), std::string::npos);  // exactly one record
+}
+
+TEST(KivLogFile, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
+  TempDir dir;
+  KivLogFile log;
+  log.RetryWaitMilliseconds(1);
+  const std::string junk = "this is not a database at all\r\n" + std::string(5000, '\x7f');
+  WriteBytes(dir.FileU8("junk.db"), junk);
+  EXPECT_TRUE(log.OpenEventLog(dir.File("junk.db")));
+  EXPECT_NE(Last_Error(), 0);
+  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.OpenEventLog");
+  EXPECT_EQ(ReadBytes(dir.FileU8("junk.db")), junk);
+
+  // A database without PARMS.
+  const String other = dir.File("other.db");
+  {
+    auto db = dao::DBEngine::ForThread()->CreateDatabase(other, dao::dbLangGeneral);
+    db->Execute(u"create table T (A long)");
+    db->Close();
+  }
+  const std::string before = ReadBytes(ToUtf8(other));
+  EXPECT_TRUE(log.OpenEventLog(other));
+  EXPECT_NE(Last_Error(), 0);
+  EXPECT_EQ(ReadBytes(ToUtf8(other)), before);
+
+  // PARMS without WRAPPING.
+  const String file = dir.File("log.db");
+  ASSERT_FALSE(log.CreateEventLog(file));
+  {
+    auto db = dao::DBEngine::ForThread()->OpenDatabase(file);
+    db->Execute(u"delete from PARMS where KEY = 'WRAPPING'", dao::dbFailOnError);
+    db->Close();
+  }
+  EXPECT_TRUE(log.OpenEventLog(file));
+  ExpectError(20000, u"Il parametro WRAPPINGnon esiste.", u"KivLogFile.OpenEventLog");
+  EXPECT_TRUE(log.OpenEventLog(dir.File("missing.db")));
+  EXPECT_NE(Last_Error(), 0);
+  EXPECT_FALSE(FileExists(dir.File("missing.db")));  // opening never creates
+}
+
+}  // namespace
+}  // namespace kiv
