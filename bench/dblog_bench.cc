@@ -62,7 +62,8 @@ void ReportLoop(benchmark::State& state, KivLogFile& log) {
     }
     ++n;
   }
-  state.counters["reports/s"] = benchmark::Counter(static_cast<double>(n), benchmark::Counter::kIsRate);
+  state.counters["reports/s"] =
+      benchmark::Counter(static_cast<double>(n), benchmark::Counter::kIsRate);
 }
 
 void BM_ReportEvent(benchmark::State& state) {
@@ -89,7 +90,8 @@ void BM_Baseline(benchmark::State& state) {
                      "SERVER, RAWDATA) VALUES (?, ?, 2, 'cat', 7, ?, ?, 'BENCH', '', ?)",
                      -1, &ins, nullptr);
   sqlite3_prepare_v2(db, "UPDATE PARMS SET VALUE = ? WHERE KEY = 'LASTCHANGE'", -1, &upd, nullptr);
-  const std::string user = kiv::ToUtf8(kiv::UserName()), computer = kiv::ToUtf8(kiv::ComputerName());
+  const std::string user = kiv::ToUtf8(kiv::UserName()),
+                    computer = kiv::ToUtf8(kiv::ComputerName());
   const std::string raw = "Apayload of a typical event";
   int64_t n = 0;
   for (auto _ : state) {
@@ -107,7 +109,8 @@ void BM_Baseline(benchmark::State& state) {
     sqlite3_reset(upd);
     ++n;
   }
-  state.counters["reports/s"] = benchmark::Counter(static_cast<double>(n), benchmark::Counter::kIsRate);
+  state.counters["reports/s"] =
+      benchmark::Counter(static_cast<double>(n), benchmark::Counter::kIsRate);
   sqlite3_finalize(ins);
   sqlite3_finalize(upd);
   sqlite3_close(db);

@@ -16,14 +16,14 @@ struct TypeLibraryInfo {
 };
 
 struct ClassInfo {
-  const char16_t* Name;          // "KivLog"
-  const char16_t* Interface;     // "_KivLog"
-  const char16_t* Clsid;         // "{D3C54845-...}"
-  const char16_t* Iid;           // interface identifier
-  const char16_t* EventsName;    // "__KivLogFile", or nullptr
-  const char16_t* EventsIid;     // events interface identifier, or nullptr
+  const char16_t* Name;        // "KivLog"
+  const char16_t* Interface;   // "_KivLog"
+  const char16_t* Clsid;       // "{D3C54845-...}"
+  const char16_t* Iid;         // interface identifier
+  const char16_t* EventsName;  // "__KivLogFile", or nullptr
+  const char16_t* EventsIid;   // events interface identifier, or nullptr
   bool Creatable;
-  const char16_t* ProgId;        // "KivDbXtOle.KivLog"
+  const char16_t* ProgId;  // "KivDbXtOle.KivLog"
 };
 
 const TypeLibraryInfo& TypeLibrary();

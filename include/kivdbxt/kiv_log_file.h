@@ -72,8 +72,7 @@ class KivLogFile : public Object {
 
   // ---- reading ----
   String ReadEventLogQueryStr(int32_t Flags = ELREF_FIRST, int32_t RecordPos = 0,
-                              const String& SubSet = String(),
-                              const String& OrderBy = String());
+                              const String& SubSet = String(), const String& OrderBy = String());
   // 0 read, 1 no record, -1 error. RecordPos (and MaxRecords) are written back.
   int32_t ReadEventLog(int32_t Flags, int32_t& RecordPos, const String& SubSet = String(),
                        const String& OrderBy = String());

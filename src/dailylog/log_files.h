@@ -2,10 +2,9 @@
 // open, write, read and purge operations share.
 #pragma once
 
-#include "frame/guard.h"
-
 #include <cstdint>
 
+#include "frame/guard.h"
 #include "kivdbxt/kiv_log_info.h"
 #include "kivdbxt/types.h"
 

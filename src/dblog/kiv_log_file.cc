@@ -173,8 +173,8 @@ bool KivLogFile::OpenEventLog(const String& sFileName, bool bKeepAlive) {
         Check(ParmRead(u"MAXRECORDS", max_records_));
         Check(ParmRead(u"BACKUPFILE", backup_file_));
         no_notify_.Step(true);
-        bool failed = ReportEvent(kSelfSource, u"AEvent Log Started", EVENTLOG_INFORMATION_TYPE,
-                                  String(), 1);
+        bool failed =
+            ReportEvent(kSelfSource, u"AEvent Log Started", EVENTLOG_INFORMATION_TYPE, String(), 1);
         no_notify_.Step(false);
         Check(failed);
         return false;

@@ -28,8 +28,8 @@ KivLogEvent AsEvent(const LOGRECORDTYPE& rec) {
   e.EvSource(rec.EvSource);
   e.EvServer(rec.EvServer);
   // The stored type letter becomes the data type; the text after it is the raw data.
-  const bool letter = !rec.EvRawData.empty() &&
-                      (rec.EvRawData[0] == u'A' || rec.EvRawData[0] == u'B');
+  const bool letter =
+      !rec.EvRawData.empty() && (rec.EvRawData[0] == u'A' || rec.EvRawData[0] == u'B');
   e.EvRawData(letter ? rec.EvRawData.substr(1) : rec.EvRawData);
   e.TranslateData();  // text mode: cleans the fields so the block stays aligned
   if (letter && rec.EvRawData[0] == u'B') e.EvDataType(RWDT_BINARY);
@@ -95,9 +95,9 @@ bool KivLogFile::BackupEventLog(const String& sFileName, int32_t Flags) {
           put(record_);
         } else {
           Check(OpenLog(false));
-          rs = db_->OpenRecordset(String(u"select * from ") + kEventsTable + u" order by " +
-                                      kDateIndex,
-                                  dao::dbOpenDynaset);
+          rs = db_->OpenRecordset(
+              String(u"select * from ") + kEventsTable + u" order by " + kDateIndex,
+              dao::dbOpenDynaset);
           for (; !rs->EOF_(); rs->MoveNext()) put(ReadLogRecord(*rs));
           QvDbXtMod::Close_Recordset(rs);
           Check(CloseLog(false));

@@ -38,8 +38,7 @@ bool KivLogFile::ReportEvent(const String& Source, const String& RawData, int32_
 
 bool KivLogFile::ReportEventEx(const String& Source, const String& RawData, int32_t RawDataType,
                                int32_t EventType, const String& Category, int32_t EventId,
-                               const String& User, const String& Computer,
-                               const String& Server) {
+                               const String& User, const String& Computer, const String& Server) {
   String user = User, computer = Computer;
   return ReportEventEx(Source, RawData, RawDataType, EventType, Category, EventId, user, computer,
                        Server);
@@ -173,9 +172,9 @@ bool KivLogFile::PurgeEventLog(int32_t Records, int32_t Days, const String& SubS
         if (!SubSet.empty()) {
           Records = -1;
           Days = 0;
-          purge_rs_ = db_->OpenRecordset(String(u"select * from ") + kEventsTable + u" " + SubSet +
-                                             u" order by " + kDateIndex,
-                                         dao::dbOpenDynaset, 0, dao::dbOptimistic);
+          purge_rs_ = db_->OpenRecordset(
+              String(u"select * from ") + kEventsTable + u" " + SubSet + u" order by " + kDateIndex,
+              dao::dbOpenDynaset, 0, dao::dbOptimistic);
           rs = purge_rs_;
         } else {
           rs = events_;
@@ -224,8 +223,8 @@ bool KivLogFile::PurgeEventLog(int32_t Records, int32_t Days, const String& SubS
         }
         if (deleted) Check(UpdateLastLog(0));
         no_purge_.Step(true);
-        bool failed = ReportEvent(kSelfSource, u"AEvent Log Purged", EVENTLOG_INFORMATION_TYPE,
-                                  String(), 2);
+        bool failed =
+            ReportEvent(kSelfSource, u"AEvent Log Purged", EVENTLOG_INFORMATION_TYPE, String(), 2);
         no_purge_.Step(false);
         Check(failed);
         return finish();

@@ -17,9 +17,7 @@ const ClassRegistrar kRegistrar(u"KivLogEvent", [] {
 
 constexpr char16_t kEndLine[] = u"END=-----------------------";
 
-[[noreturn]] void RaiseMisaligned() {
-  RaiseLibrary(u"Disallineamento dei dati nel file di log.");
-}
+[[noreturn]] void RaiseMisaligned() { RaiseLibrary(u"Disallineamento dei dati nel file di log."); }
 
 bool IsStrippedControl(char16_t c) { return c < 32 && c != 10 && c != 13; }
 
@@ -120,15 +118,24 @@ bool KivLogEvent::Load(int32_t& hndl) {
     for (;;) {
       line = LineInput(hndl);
       split(line, key, value);
-      if (key == u"SRC=") ev_source_ = value;
-      else if (key == u"DAT=") ev_date_ = CDate(Variant(String(value)));
-      else if (key == u"TYP=") ev_type_ = ToLong(value);
-      else if (key == u"CAT=") ev_category_ = value;
-      else if (key == u"EID=") ev_id_ = ToLong(value);
-      else if (key == u"USR=") ev_user_ = value;
-      else if (key == u"COM=") ev_computer_ = value;
-      else if (key == u"SVR=") ev_server_ = value;
-      else if (key == u"DTP=") ev_data_type_ = ToLong(value);
+      if (key == u"SRC=")
+        ev_source_ = value;
+      else if (key == u"DAT=")
+        ev_date_ = CDate(Variant(String(value)));
+      else if (key == u"TYP=")
+        ev_type_ = ToLong(value);
+      else if (key == u"CAT=")
+        ev_category_ = value;
+      else if (key == u"EID=")
+        ev_id_ = ToLong(value);
+      else if (key == u"USR=")
+        ev_user_ = value;
+      else if (key == u"COM=")
+        ev_computer_ = value;
+      else if (key == u"SVR=")
+        ev_server_ = value;
+      else if (key == u"DTP=")
+        ev_data_type_ = ToLong(value);
       else if (key == u"RWD=") {
         if (!ev_raw_data_.empty()) ev_raw_data_ += u"\r\n";
         ev_raw_data_ += value;

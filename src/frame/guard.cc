@@ -23,8 +23,8 @@ ErrorKeeper::~ErrorKeeper() {
   int32_t flags = SETERR_PASSTHROUGH;
   int32_t option = 0;
   try {
-    Set_Error(saved_.Number, saved_.Source, saved_.Description, saved_.HelpFile,
-              saved_.HelpContext, saved_.LastDllError, flags, Variant::Missing(), option);
+    Set_Error(saved_.Number, saved_.Source, saved_.Description, saved_.HelpFile, saved_.HelpContext,
+              saved_.LastDllError, flags, Variant::Missing(), option);
   } catch (...) {
   }
   CurrentRunError() = std::move(saved_run_);

@@ -66,7 +66,13 @@ R Guard(const char16_t* source, R error_value, Body&& body, Cleanup&& cleanup = 
 // For operations without a result (property setters).
 template <class Body, class Cleanup = NoCleanup>
 void GuardVoid(const char16_t* source, Body&& body, Cleanup&& cleanup = Cleanup{}) {
-  Guard(source, 0, [&] { body(); return 0; }, cleanup);
+  Guard(
+      source, 0,
+      [&] {
+        body();
+        return 0;
+      },
+      cleanup);
 }
 
 }  // namespace kiv

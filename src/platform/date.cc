@@ -82,8 +82,8 @@ std::optional<std::vector<Token>> Tokenize(StringView text) {
       out.push_back(t);
     } else if ((c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z')) {
       Token t(Token::Word);
-      while (i < text.size() && ((text[i] >= u'a' && text[i] <= u'z') ||
-                                 (text[i] >= u'A' && text[i] <= u'Z'))) {
+      while (i < text.size() &&
+             ((text[i] >= u'a' && text[i] <= u'z') || (text[i] >= u'A' && text[i] <= u'Z'))) {
         t.word.push_back(text[i] >= u'a' ? text[i] - 32 : text[i]);
         ++i;
       }
@@ -206,9 +206,15 @@ void AppendDatePart(String& out, const DateParts& p) {
     AppendDigits(out, c, wc);
   };
   switch (CurrentLocale().kind) {
-    case LocaleKind::Italian: fields(p.day, 2, p.month, 2, p.year, 4, u'/'); break;
-    case LocaleKind::English: fields(p.month, 1, p.day, 1, p.year, 4, u'/'); break;
-    case LocaleKind::Iso: fields(p.year, 4, p.month, 2, p.day, 2, u'-'); break;
+    case LocaleKind::Italian:
+      fields(p.day, 2, p.month, 2, p.year, 4, u'/');
+      break;
+    case LocaleKind::English:
+      fields(p.month, 1, p.day, 1, p.year, 4, u'/');
+      break;
+    case LocaleKind::Iso:
+      fields(p.year, 4, p.month, 2, p.day, 2, u'-');
+      break;
   }
 }
 

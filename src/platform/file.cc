@@ -51,9 +51,15 @@ File File::Open(const String& path, const OpenOptions& options) {
   if (path.empty()) Raise(kErrBadFileNumber);
   int flags = O_CLOEXEC;
   switch (options.access) {
-    case Access::Read: flags |= O_RDONLY; break;
-    case Access::Write: flags |= O_WRONLY; break;
-    case Access::ReadWrite: flags |= O_RDWR; break;
+    case Access::Read:
+      flags |= O_RDONLY;
+      break;
+    case Access::Write:
+      flags |= O_WRONLY;
+      break;
+    case Access::ReadWrite:
+      flags |= O_RDWR;
+      break;
   }
   if (options.create) flags |= O_CREAT;
   const std::string native = ToUtf8(path);

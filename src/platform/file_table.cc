@@ -56,10 +56,18 @@ std::unique_ptr<OpenFile> OpenEntry(const String& path, FileMode mode, ShareLock
   OpenOptions options;
   options.lock = lock;
   switch (mode) {
-    case FileMode::Input: options.access = Access::Read; break;
-    case FileMode::Output: options = {Access::Write, true, true, lock}; break;
-    case FileMode::Append: options = {Access::Write, true, false, lock}; break;
-    case FileMode::Binary: options = {access, access != Access::Read, false, lock}; break;
+    case FileMode::Input:
+      options.access = Access::Read;
+      break;
+    case FileMode::Output:
+      options = {Access::Write, true, true, lock};
+      break;
+    case FileMode::Append:
+      options = {Access::Write, true, false, lock};
+      break;
+    case FileMode::Binary:
+      options = {access, access != Access::Read, false, lock};
+      break;
   }
   auto entry = std::make_unique<OpenFile>();
   entry->file = File::Open(path, options);

@@ -31,8 +31,7 @@ Variant::Variant(Currency v) : type_(vbCurrency) { num_.i = v.scaled; }
 Variant::Variant(const char16_t* v) : type_(vbString), str_(v ? v : u"") {}
 Variant::Variant(String v) : type_(vbString), str_(std::move(v)) {}
 Variant::Variant(std::shared_ptr<Object> v) : type_(vbObject), obj_(std::move(v)) {}
-Variant::Variant(std::vector<uint8_t> bytes)
-    : type_(vbArray | vbByte), bytes_(std::move(bytes)) {}
+Variant::Variant(std::vector<uint8_t> bytes) : type_(vbArray | vbByte), bytes_(std::move(bytes)) {}
 Variant::Variant(std::vector<Variant> items)
     : type_(vbArray | vbVariant), items_(std::move(items)) {}
 
@@ -63,8 +62,14 @@ Variant Variant::Error(int32_t code) {
 
 bool Variant::IsNumeric() const {
   switch (type_) {
-    case vbEmpty: case vbBoolean: case vbByte: case vbInteger: case vbLong: case vbSingle:
-    case vbDouble: case vbCurrency:
+    case vbEmpty:
+    case vbBoolean:
+    case vbByte:
+    case vbInteger:
+    case vbLong:
+    case vbSingle:
+    case vbDouble:
+    case vbCurrency:
       return true;
     case vbString:
       return IsNumericText(str_);
@@ -79,7 +84,9 @@ bool Variant::IsDate() const {
   return type_ == vbString && ParseDate(str_, d);
 }
 
-std::optional<bool> Variant::ToBool() const { return Try<bool>([&] { return CBool(*this); }); }
+std::optional<bool> Variant::ToBool() const {
+  return Try<bool>([&] { return CBool(*this); });
+}
 std::optional<uint8_t> Variant::ToByte() const {
   return Try<uint8_t>([&] { return CByte(*this); });
 }
@@ -89,14 +96,18 @@ std::optional<int16_t> Variant::ToInteger() const {
 std::optional<int32_t> Variant::ToLong() const {
   return Try<int32_t>([&] { return CLng(*this); });
 }
-std::optional<float> Variant::ToSingle() const { return Try<float>([&] { return CSng(*this); }); }
+std::optional<float> Variant::ToSingle() const {
+  return Try<float>([&] { return CSng(*this); });
+}
 std::optional<double> Variant::ToDouble() const {
   return Try<double>([&] { return CDbl(*this); });
 }
 std::optional<Currency> Variant::ToCurrency() const {
   return Try<Currency>([&] { return CCur(*this); });
 }
-std::optional<Date> Variant::ToDate() const { return Try<Date>([&] { return CDate(*this); }); }
+std::optional<Date> Variant::ToDate() const {
+  return Try<Date>([&] { return CDate(*this); });
+}
 std::optional<String> Variant::ToString() const {
   return Try<String>([&] { return CStr(*this); });
 }
@@ -104,13 +115,23 @@ std::optional<String> Variant::ToString() const {
 bool operator==(const Variant& a, const Variant& b) {
   if (a.type_ != b.type_ || a.missing_ != b.missing_) return false;
   switch (a.type_) {
-    case vbEmpty: case vbNull: return true;
-    case vbSingle: case vbDouble: case vbDate: return a.num_.d == b.num_.d;
-    case vbString: return a.str_ == b.str_;
-    case vbObject: return a.obj_ == b.obj_;
-    case vbArray | vbByte: return a.bytes_ == b.bytes_;
-    case vbArray | vbVariant: return a.items_ == b.items_;
-    default: return a.num_.i == b.num_.i;
+    case vbEmpty:
+    case vbNull:
+      return true;
+    case vbSingle:
+    case vbDouble:
+    case vbDate:
+      return a.num_.d == b.num_.d;
+    case vbString:
+      return a.str_ == b.str_;
+    case vbObject:
+      return a.obj_ == b.obj_;
+    case vbArray | vbByte:
+      return a.bytes_ == b.bytes_;
+    case vbArray | vbVariant:
+      return a.items_ == b.items_;
+    default:
+      return a.num_.i == b.num_.i;
   }
 }
 

@@ -19,12 +19,22 @@ String Ascii(const std::string& s) { return String(s.begin(), s.end()); }
 
 double NumberOf(const Variant& v) {
   switch (v.Type()) {
-    case vbEmpty: return 0;
-    case vbNull: Raise(kErrInvalidUseOfNull);
-    case vbBoolean: return v.BoolValue() ? -1 : 0;
-    case vbByte: case vbInteger: case vbLong: return static_cast<double>(v.IntValue());
-    case vbSingle: case vbDouble: case vbDate: return v.DoubleValue();
-    case vbCurrency: return static_cast<double>(v.IntValue()) / 10000.0;
+    case vbEmpty:
+      return 0;
+    case vbNull:
+      Raise(kErrInvalidUseOfNull);
+    case vbBoolean:
+      return v.BoolValue() ? -1 : 0;
+    case vbByte:
+    case vbInteger:
+    case vbLong:
+      return static_cast<double>(v.IntValue());
+    case vbSingle:
+    case vbDouble:
+    case vbDate:
+      return v.DoubleValue();
+    case vbCurrency:
+      return static_cast<double>(v.IntValue()) / 10000.0;
     case vbString: {
       double d;
       if (ParseNumber(v.StringValue(), d)) return d;
@@ -34,7 +44,8 @@ double NumberOf(const Variant& v) {
       if (ParseDate(v.StringValue(), date)) return date;
       Raise(kErrTypeMismatch);
     }
-    default: Raise(kErrTypeMismatch);
+    default:
+      Raise(kErrTypeMismatch);
   }
 }
 
@@ -50,21 +61,27 @@ double RoundHalfEven(double value) { return std::nearbyint(value); }
 bool ParseNumber(StringView text, double& out) {
   String t = Trim(text);
   if (t.empty()) return false;
-  if (t.size() > 2 && t[0] == u'&' && (t[1] == u'H' || t[1] == u'h' || t[1] == u'O' || t[1] == u'o')) {
+  if (t.size() > 2 && t[0] == u'&' &&
+      (t[1] == u'H' || t[1] == u'h' || t[1] == u'O' || t[1] == u'o')) {
     int base = (t[1] == u'H' || t[1] == u'h') ? 16 : 8;
     int64_t v = 0;
     for (size_t i = 2; i < t.size(); ++i) {
       int digit = -1;
       char16_t c = t[i];
-      if (c >= u'0' && c <= u'9') digit = c - u'0';
-      else if (c >= u'a' && c <= u'f') digit = c - u'a' + 10;
-      else if (c >= u'A' && c <= u'F') digit = c - u'A' + 10;
+      if (c >= u'0' && c <= u'9')
+        digit = c - u'0';
+      else if (c >= u'a' && c <= u'f')
+        digit = c - u'a' + 10;
+      else if (c >= u'A' && c <= u'F')
+        digit = c - u'A' + 10;
       if (digit < 0 || digit >= base || v > 0xFFFFFFFFLL) return false;
       v = v * base + digit;
     }
     // &H literals are 16-bit up to FFFF and 32-bit above, signed as the run time reads them.
-    if (v <= 0xFFFF) v = static_cast<int16_t>(static_cast<uint16_t>(v));
-    else if (v <= 0xFFFFFFFFLL) v = static_cast<int32_t>(static_cast<uint32_t>(v));
+    if (v <= 0xFFFF)
+      v = static_cast<int16_t>(static_cast<uint16_t>(v));
+    else if (v <= 0xFFFFFFFFLL)
+      v = static_cast<int32_t>(static_cast<uint32_t>(v));
     out = static_cast<double>(v);
     return true;
   }
@@ -225,17 +242,30 @@ Date CDate(const Variant& v) {
 
 String CStr(const Variant& v) {
   switch (v.Type()) {
-    case vbEmpty: return String();
-    case vbNull: Raise(kErrInvalidUseOfNull);
-    case vbBoolean: return v.BoolValue() ? u"True" : u"False";
-    case vbByte: case vbInteger: case vbLong: return IntText(v.IntValue());
-    case vbSingle: return FormatNumber(v.DoubleValue(), 7);
-    case vbDouble: return FormatNumber(v.DoubleValue(), 15);
-    case vbCurrency: return FormatCurrency(Currency{v.IntValue()});
-    case vbDate: return GeneralDate(v.DoubleValue());
-    case vbString: return v.StringValue();
-    case vbError: return u"Error " + IntText(v.IntValue());
-    default: Raise(kErrTypeMismatch);
+    case vbEmpty:
+      return String();
+    case vbNull:
+      Raise(kErrInvalidUseOfNull);
+    case vbBoolean:
+      return v.BoolValue() ? u"True" : u"False";
+    case vbByte:
+    case vbInteger:
+    case vbLong:
+      return IntText(v.IntValue());
+    case vbSingle:
+      return FormatNumber(v.DoubleValue(), 7);
+    case vbDouble:
+      return FormatNumber(v.DoubleValue(), 15);
+    case vbCurrency:
+      return FormatCurrency(Currency{v.IntValue()});
+    case vbDate:
+      return GeneralDate(v.DoubleValue());
+    case vbString:
+      return v.StringValue();
+    case vbError:
+      return u"Error " + IntText(v.IntValue());
+    default:
+      Raise(kErrTypeMismatch);
   }
 }
 

@@ -1,7 +1,8 @@
 // KivLogFile on real database files: schema and settings, wrapping, reading, notification,
 // backup, damaged files.
-#include <gtest/gtest.h>
+#include "kivdbxt/kiv_log_file.h"
 
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,7 +10,6 @@
 
 #include "kivdbxt/dao.h"
 #include "kivdbxt/error.h"
-#include "kivdbxt/kiv_log_file.h"
 #include "platform/clock.h"
 #include "platform/date.h"
 #include "platform/fs.h"
@@ -59,7 +59,9 @@ void ExpectError(int32_t number, const String& description, const String& source
 
 class ClockScope {
  public:
-  explicit ClockScope(Date* now) { SetClock([now] { return *now; }); }
+  explicit ClockScope(Date* now) {
+    SetClock([now] { return *now; });
+  }
   ~ClockScope() { SetClock(nullptr); }
 };
 
@@ -87,8 +89,8 @@ TEST(KivLogFile, CreateWithDefaultsWritesTheSchemaSettingsAndOneRecord) {
   auto db = dao::DBEngine::ForThread()->OpenDatabase(file);
   ASSERT_EQ(db->TableDefs().Item(u"PARMS")->Fields().Count(), 2);
   auto events = db->TableDefs().Item(u"EVENTS");
-  const char16_t* names[] = {u"DATE", u"TYPE", u"CATEGORY", u"ID", u"UNK",
-                             u"USER", u"COMPUTER", u"SOURCE", u"SERVER", u"RAWDATA"};
+  const char16_t* names[] = {u"DATE", u"TYPE",     u"CATEGORY", u"ID",     u"UNK",
+                             u"USER", u"COMPUTER", u"SOURCE",   u"SERVER", u"RAWDATA"};
   const int16_t types[] = {8, 4, 10, 4, 4, 10, 10, 10, 10, 11};
   ASSERT_EQ(events->Fields().Count(), 10);
   for (int32_t i = 0; i < 10; ++i) {
@@ -307,8 +309,9 @@ TEST(KivLogFile, ChangesAreSeenAndNotified) {
   };
   std::vector<Seen> seen;
   KivLogFile log;
-  auto token = log.SubscribeEventLogChanged(
-      [&](int32_t u, int32_t t, int32_t i) { seen.push_back({u, t, i}); });
+  auto token = log.SubscribeEventLogChanged([&](int32_t u, int32_t t, int32_t i) {
+    seen.push_back({u, t, i});
+  });
   ASSERT_FALSE(log.CreateEventLog(file, 100, KLFWM_OVERWRITEASNEEDED));
   ASSERT_FALSE(log.OpenEventLog(file));
   EXPECT_TRUE(seen.empty());  // no notice for create or open
@@ -328,8 +331,8 @@ TEST(KivLogFile, ChangesAreSeenAndNotified) {
   EXPECT_EQ(log.LogRecord().EvUnk, seen[0].unk);
 
   seen.clear();
-  ASSERT_FALSE(log.PurgeEventLog(1)) << ToUtf8(LastErrorRecord().Description) << " "
-                                     << ToUtf8(LastErrorRecord().Source);
+  ASSERT_FALSE(log.PurgeEventLog(1))
+      << ToUtf8(LastErrorRecord().Description) << " " << ToUtf8(LastErrorRecord().Source);
   ASSERT_EQ(seen.size(), 1u);  // the purge record is notified
   EXPECT_EQ(seen[0].id, 2);
   EXPECT_EQ(seen[0].type, EVENTLOG_INFORMATION_TYPE);
@@ -416,8 +419,7 @@ TEST(KivLogFile, BackupEventLogAsDatabaseAndAsText) {
 
   int32_t pos = 0;
   ASSERT_EQ(log.ReadEventLog(ELREF_FIRST, pos), 0);
-  ASSERT_FALSE(log.BackupEventLog(dir.File("one.txt"),
-                                  ELRC_BACKUPASTEXT | ELRC_BACKUPCURRENTREC));
+  ASSERT_FALSE(log.BackupEventLog(dir.File("one.txt"), ELRC_BACKUPASTEXT | ELRC_BACKUPCURRENTREC));
   std::string one = ReadBytes(dir.FileU8("one.txt"));
   EXPECT_EQ(one.find("UNK="), 0u);
   EXPECT_EQ(one.find("UNK=", 1), std::string::npos);  // exactly one record

@@ -1,8 +1,9 @@
 // KivLogEvent: the exact text block, loading records back, and failures on damaged text.
+#include "kivdbxt/kiv_log_event.h"
+
 #include <gtest/gtest.h>
 
 #include "kivdbxt/error.h"
-#include "kivdbxt/kiv_log_event.h"
 #include "platform/date.h"
 #include "platform/file_table.h"
 #include "platform/locale.h"
@@ -55,7 +56,8 @@ TEST(KivLogEvent, SaveWritesTheExactBlock) {
   std::string bytes = SaveAll(dir, {&e});
   EXPECT_EQ(bytes,
             "UNK=-5\r\nDAT=2024-03-05 14:03:07\r\nSRC=APP\r\nTYP=2\r\nCAT=D\xEFsk\r\nEID=7\r\n"
-            "USR=u\r\nCOM=c\r\nSVR=\r\nDTP=0\r\nRWD=a\r\nRWD=b\r\n" + kEnd);
+            "USR=u\r\nCOM=c\r\nSVR=\r\nDTP=0\r\nRWD=a\r\nRWD=b\r\n" +
+                kEnd);
 
   // Binary type writes its raw data as one line, as it stands; date-only when midnight.
   KivLogEvent b;
@@ -65,7 +67,8 @@ TEST(KivLogEvent, SaveWritesTheExactBlock) {
   TempDir dir2;
   EXPECT_EQ(SaveAll(dir2, {&b}),
             "UNK=0\r\nDAT=2024-03-05\r\nSRC=\r\nTYP=0\r\nCAT=\r\nEID=0\r\nUSR=\r\nCOM=\r\n"
-            "SVR=\r\nDTP=1\r\nRWD=0D0A\r\n" + kEnd);
+            "SVR=\r\nDTP=1\r\nRWD=0D0A\r\n" +
+                kEnd);
 }
 
 TEST(KivLogEvent, RawDataLinesSplitAndJoin) {
@@ -226,16 +229,22 @@ TEST(KivLogEvent, SaveOnABadFileFailsWithItsSource) {
 TEST(KivLogEvent, TranslateDataCleansTextAndEncodesBinary) {
   KivLogEvent e;
   e.EvSource(u"A\tB\r\n");
-  e.EvCategory(u"c\x01\x1f" u"at");
+  e.EvCategory(
+      u"c\x01\x1f"
+      u"at");
   e.EvUser(u"\r\nu\x0b\x0c");
-  e.EvComputer(u"\x7f" u"comp");  // DEL is not a stripped control
+  e.EvComputer(
+      u"\x7f"
+      u"comp");  // DEL is not a stripped control
   e.EvServer(u"");
   e.EvRawData(u"l1\r\nl2\tx\x05");
   EXPECT_FALSE(e.TranslateData());
   EXPECT_EQ(e.EvSource(), u"A   B");
   EXPECT_EQ(e.EvCategory(), u"cat");
   EXPECT_EQ(e.EvUser(), u"u");
-  EXPECT_EQ(e.EvComputer(), u"\x7f" u"comp");
+  EXPECT_EQ(e.EvComputer(),
+            u"\x7f"
+            u"comp");
   EXPECT_EQ(e.EvRawData(), u"l1\r\nl2   x");  // raw mode keeps line ends
 
   KivLogEvent b;

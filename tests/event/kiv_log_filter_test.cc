@@ -1,7 +1,8 @@
 // KivLogFilter: every check, the case rules, the list forms and CopyTo.
+#include "kivdbxt/kiv_log_filter.h"
+
 #include <gtest/gtest.h>
 
-#include "kivdbxt/kiv_log_filter.h"
 #include "platform/date.h"
 
 namespace kiv {
@@ -61,7 +62,11 @@ TEST(KivLogFilter, EachCheckSelects) {
     void (*pass)(KivLogFilter&);
     void (*fail)(KivLogFilter&);
   } cases[] = {
-      {LGFF_CHECKTYPE, [](KivLogFilter& f) { f.TypesAdd(1); f.TypesAdd(2); },
+      {LGFF_CHECKTYPE,
+       [](KivLogFilter& f) {
+         f.TypesAdd(1);
+         f.TypesAdd(2);
+       },
        [](KivLogFilter& f) { f.TypesAdd(6); }},  // a list of values, not a bit mask
       {LGFF_CHECKID, [](KivLogFilter& f) { f.IdsAdd(258); }, [](KivLogFilter& f) { f.IdsAdd(2); }},
       {LGFF_CHECKUSER, [](KivLogFilter& f) { f.UsersAdd(u"mario"); },
@@ -74,7 +79,11 @@ TEST(KivLogFilter, EachCheckSelects) {
        [](KivLogFilter& f) { f.ServersAdd(u"rv"); }},
       {LGFF_CHECKCATEGORY, [](KivLogFilter& f) { f.CategoriesAdd(u"Disk"); },
        [](KivLogFilter& f) { f.CategoriesAdd(u"Dis"); }},
-      {LGFF_CHECKRAWDATA, [](KivLogFilter& f) { f.RawDatasAdd(u"zzz"); f.RawDatasAdd(u"err"); },
+      {LGFF_CHECKRAWDATA,
+       [](KivLogFilter& f) {
+         f.RawDatasAdd(u"zzz");
+         f.RawDatasAdd(u"err");
+       },
        [](KivLogFilter& f) { f.RawDatasAdd(u"error 6"); }},
   };
   for (const Case& c : cases) {
@@ -145,7 +154,7 @@ TEST(KivLogFilter, AddsKeepOneOfEachExactlyAndReadsReturnNewCollections) {
   f.CategoriesAdd(u"x");
   f.CategoriesAdd(u"x");
   f.CategoriesAdd(u"X");  // exact comparison on add
-  f.CategoriesAdd(u"");  // its stored form, two NULs, already stands between "x" and "X"
+  f.CategoriesAdd(u"");   // its stored form, two NULs, already stands between "x" and "X"
   EXPECT_EQ(Texts(f.Categories()), (std::vector<String>{u"x", u"X"}));
   KivLogFilter only_empty;
   only_empty.UsersAdd(u"");

@@ -1,7 +1,8 @@
 // The external identity of the classes and the factory.
+#include "kivdbxt/class_table.h"
+
 #include <gtest/gtest.h>
 
-#include "kivdbxt/class_table.h"
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_event.h"
 
@@ -56,15 +57,13 @@ TEST(ClassTable, IdentityValueByValue) {
 
 TEST(ClassTable, QvDbXtMethodOrder) {
   const std::vector<String> expected = {
-      u"Field_ValueSet", u"Blob_Flush",     u"Blob_Put",       u"Blob_Get",
-      u"Blob_2_Str",     u"Str_2_Blob",     u"Blob_Seek",      u"Blob_Init",
-      u"Tb_Purge",       u"Type_StrCheck",  u"Tb_Seek",        u"Tb_GetField",
-      u"Tb_IsNull",      u"Tb_Delete",      u"Query_Argument", u"Get_LongUnk",
-      u"File_2_Blob",    u"Field_Value",    u"Field_Validate", u"Field_TruncStr",
-      u"Field_StrAssign", u"Field_Size",    u"Field_Lenght",   u"Field_Convert",
-      u"Field_Align",    u"Db_Repair",      u"Db_CompactEx",   u"Db_Compact",
-      u"Close_Recordset", u"Close_Db",      u"Close_WorkSpace", u"Bookmark_Set",
-      u"Bookmark_Check", u"Blob_2_File"};
+      u"Field_ValueSet",  u"Blob_Flush",   u"Blob_Put",       u"Blob_Get",        u"Blob_2_Str",
+      u"Str_2_Blob",      u"Blob_Seek",    u"Blob_Init",      u"Tb_Purge",        u"Type_StrCheck",
+      u"Tb_Seek",         u"Tb_GetField",  u"Tb_IsNull",      u"Tb_Delete",       u"Query_Argument",
+      u"Get_LongUnk",     u"File_2_Blob",  u"Field_Value",    u"Field_Validate",  u"Field_TruncStr",
+      u"Field_StrAssign", u"Field_Size",   u"Field_Lenght",   u"Field_Convert",   u"Field_Align",
+      u"Db_Repair",       u"Db_CompactEx", u"Db_Compact",     u"Close_Recordset", u"Close_Db",
+      u"Close_WorkSpace", u"Bookmark_Set", u"Bookmark_Check", u"Blob_2_File"};
   std::vector<String> actual(QvDbXtMethodOrder().begin(), QvDbXtMethodOrder().end());
   EXPECT_EQ(actual, expected);
 }

@@ -108,10 +108,9 @@ TEST(Guard, ReturnsErrorValueRecordsSourceAndKeepsFirstErrorThroughCleanup) {
   EXPECT_EQ(Last_Error(), 62);
 
   // Library errors, foreign exceptions and allocation failures are all caught.
-  EXPECT_EQ(Guard(u"KivLog.Open", String(u"bad"), []() -> String {
-              RaiseLibrary(u"Missing AppId.");
-            }),
-            u"bad");
+  EXPECT_EQ(
+      Guard(u"KivLog.Open", String(u"bad"), []() -> String { RaiseLibrary(u"Missing AppId."); }),
+      u"bad");
   EXPECT_EQ(LastErrorRecord().Number, 20000);
   EXPECT_EQ(LastErrorRecord().Description, u"Missing AppId.");
   EXPECT_TRUE(Guard(u"A.B", true, []() -> bool { throw std::bad_alloc(); }));

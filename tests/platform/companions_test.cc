@@ -23,7 +23,8 @@ TEST(Folders, PrepareListAndName) {
   PrepareFolder(deep);
   EXPECT_TRUE(FolderExists(deep));
   PrepareFolder(deep);  // an existing folder is fine
-  for (const char* name : {"B_20240102.ZLG", "A_20240101.ZLI", "A_20240101.ZLG", "x.zli", "n.txt"}) {
+  for (const char* name :
+       {"B_20240102.ZLG", "A_20240101.ZLI", "A_20240101.ZLG", "x.zli", "n.txt"}) {
     WriteBytes(dir.FileU8(name), "");
   }
   PrepareFolder(dir.File("D_20240101.ZLI"));  // a folder matching the pattern is not listed

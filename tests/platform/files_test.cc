@@ -30,7 +30,8 @@ TEST(TextFiles, LinesAreWindows1252WithCrLfAndEndAtCrOrCrLf) {
   TempDir dir;
   const String path = dir.File("t.txt");
   int32_t h = FileOpenNext(path, FileMode::Append, ShareLock::Exclusive);
-  PrintLine(h, u"caf\u00e9 \u20ac \u4e2d");  // e-acute and euro are in the code page; the CJK is not
+  PrintLine(h,
+            u"caf\u00e9 \u20ac \u4e2d");  // e-acute and euro are in the code page; the CJK is not
   PrintLine(h, u"");
   FileClose(h);
   EXPECT_EQ(h, 0);

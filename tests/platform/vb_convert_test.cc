@@ -1,10 +1,11 @@
 // Variant conversions with the run time's rules, under each locale rule.
+#include "platform/vb_convert.h"
+
 #include <gtest/gtest.h>
 
 #include "frame/error.h"
 #include "platform/date.h"
 #include "platform/locale.h"
-#include "platform/vb_convert.h"
 
 namespace kiv {
 namespace {
@@ -32,7 +33,7 @@ TEST(VbConvert, IntegerConversionsRoundHalfToEvenAndOverflow) {
   EXPECT_EQ(CInt(Variant(1.5)), 2);
   EXPECT_EQ(CLng(Variant(2147483647.4)), 2147483647);
   EXPECT_EQ(CLng(Variant(u" -12 ")), -12);
-  EXPECT_EQ(CLng(Variant(u"&HFFFF")), -1);   // 16-bit hex literal
+  EXPECT_EQ(CLng(Variant(u"&HFFFF")), -1);  // 16-bit hex literal
   EXPECT_EQ(CLng(Variant(u"&H10000")), 65536);
   EXPECT_EQ(CLng(Variant(true)), -1);
   EXPECT_EQ(CLng(Variant()), 0);  // Empty

@@ -97,8 +97,8 @@ int Show() {
   int32_t pos = a.pos;
   if (a.mode == "page") {
     int32_t max = a.count;
-    int32_t rc = log.ReadEventLogEx(pos == 0 ? kiv::ELREF_FIRST : kiv::ELREF_ABSOLUTE, pos,
-                                    where, order, max);
+    int32_t rc = log.ReadEventLogEx(pos == 0 ? kiv::ELREF_FIRST : kiv::ELREF_ABSOLUTE, pos, where,
+                                    order, max);
     if (rc < 0) return ReportError("show");
     if (rc == 0) {
       for (int32_t i = 1; i <= max; ++i) PrintRecord(log.LogRecordEx(i));
@@ -106,10 +106,10 @@ int Show() {
     if (!Globals().json) std::printf("-- next page: --pos %d\n", pos);
     return 0;
   }
-  const int32_t flags = a.mode == "first"   ? kiv::ELREF_FIRST
-                        : a.mode == "next"  ? kiv::ELREF_NEXT
-                        : a.mode == "last"  ? kiv::ELREF_LAST
-                                            : kiv::ELREF_COUNT;
+  const int32_t flags = a.mode == "first"  ? kiv::ELREF_FIRST
+                        : a.mode == "next" ? kiv::ELREF_NEXT
+                        : a.mode == "last" ? kiv::ELREF_LAST
+                                           : kiv::ELREF_COUNT;
   int32_t rc = log.ReadEventLog(flags, pos, where, order);
   if (rc < 0) return ReportError("show");
   if (flags == kiv::ELREF_COUNT) {
@@ -161,9 +161,9 @@ int Settings() {
                      .dump()
               << "\n";
   } else {
-    const char* policy = wrapping == kiv::KLFWM_DONTOVERWRITE        ? "never overwrite"
+    const char* policy = wrapping == kiv::KLFWM_DONTOVERWRITE       ? "never overwrite"
                          : wrapping == kiv::KLFWM_OVERWRITEASNEEDED ? "overwrite as needed"
-                                                                      : "overwrite older";
+                                                                    : "overwrite older";
     std::printf("wrapping     %d (%s)\ndays         %d\nmax records  %d\nbackup file  %s\n",
                 wrapping, policy, days, max, U8(backup).c_str());
   }

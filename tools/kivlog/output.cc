@@ -13,12 +13,18 @@ std::string U8(const kiv::String& s) { return kiv::ToUtf8(s); }
 kiv::String U16(const std::string& s) { return kiv::FromUtf8(s); }
 
 nlohmann::json EventJson(const kiv::KivLogEvent& e) {
-  return {{"ordinal", e.Ordinal()},        {"offset", e.Offset()},
-          {"unk", e.EvUnk()},              {"date", U8(kiv::FormatIsoDateTime(e.EvDate()))},
-          {"source", U8(e.EvSource())},    {"type", e.EvType()},
-          {"category", U8(e.EvCategory())}, {"id", e.EvId()},
-          {"user", U8(e.EvUser())},        {"computer", U8(e.EvComputer())},
-          {"server", U8(e.EvServer())},    {"datatype", e.EvDataType()},
+  return {{"ordinal", e.Ordinal()},
+          {"offset", e.Offset()},
+          {"unk", e.EvUnk()},
+          {"date", U8(kiv::FormatIsoDateTime(e.EvDate()))},
+          {"source", U8(e.EvSource())},
+          {"type", e.EvType()},
+          {"category", U8(e.EvCategory())},
+          {"id", e.EvId()},
+          {"user", U8(e.EvUser())},
+          {"computer", U8(e.EvComputer())},
+          {"server", U8(e.EvServer())},
+          {"datatype", e.EvDataType()},
           {"rawdata", U8(e.EvRawData())}};
 }
 
@@ -49,14 +55,15 @@ void PrintEventText(const kiv::KivLogEvent& e) {
 int ReportError(const std::string& what) {
   kiv::ErrorRecord r = kiv::LastErrorRecord();
   if (Globals().json) {
-    nlohmann::json j = {{"error", {{"what", what},
-                                   {"number", r.Number},
-                                   {"source", U8(r.Source)},
-                                   {"description", U8(r.Description)}}}};
+    nlohmann::json j = {{"error",
+                         {{"what", what},
+                          {"number", r.Number},
+                          {"source", U8(r.Source)},
+                          {"description", U8(r.Description)}}}};
     std::cout << j.dump() << std::endl;
   } else {
-    std::cerr << "kivlog: " << what << ": " << U8(r.Description) << " (error " << r.Number
-              << ", " << U8(r.Source) << ")" << std::endl;
+    std::cerr << "kivlog: " << what << ": " << U8(r.Description) << " (error " << r.Number << ", "
+              << U8(r.Source) << ")" << std::endl;
   }
   return 1;
 }
