@@ -83,7 +83,8 @@ bool KivLogFile::Report(const String& Source, const String& StoredRawData, int32
         Check(QvDbXtMod::Str_2_Blob(raw, StoredRawData));
         events_->Update();
         adding = false;
-        Check(UpdateLastLog(unk));
+        // The record is stored: a failure to move LASTCHANGE is recorded but fails nothing.
+        UpdateLastLog(unk);
         Check(CloseLog(false));
         return false;
       },

@@ -201,6 +201,25 @@ TEST(KivLogFile, OverwriteOlderDeletesByCalendarDaysAndNeverKeepsAll) {
   EXPECT_EQ(Count(log), 5);
 }
 
+TEST(KivLogFile, SubsetPurgeTakesTheCountADynasetGivesBeforeMoveLast) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  KivLogFile log;
+  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
+  ASSERT_FALSE(log.OpenEventLog(file, true));
+  for (int i = 1; i <= 3; ++i) ASSERT_FALSE(log.ReportEvent(u"X", u"A", 2, String(), i));
+  // Right after opening, a dynaset has visited one row: the purge of three matching records
+  // removes the oldest one only, then writes its own record.
+  ASSERT_FALSE(log.PurgeEventLog(5, 0, u"where SOURCE = 'X'"));
+  int32_t pos = 0;
+  EXPECT_EQ(log.ReadEventLog(ELREF_COUNT, pos, u"where SOURCE = 'X'"), 0);
+  EXPECT_EQ(pos, 2);
+  EXPECT_EQ(log.ReadEventLog(ELREF_FIRST, pos, u"where SOURCE = 'X'", u"order by ID"), 0);
+  EXPECT_EQ(log.LogRecord().EvId, 2);
+  EXPECT_EQ(log.ReadEventLog(ELREF_LAST, pos), 0);
+  EXPECT_EQ(log.LogRecord().EvRawData, u"AEvent Log Purged");
+}
+
 TEST(KivLogFile, ReportStoresRawDataAndFillsUserAndComputer) {
   TempDir dir;
   const String file = dir.File("log.db");
