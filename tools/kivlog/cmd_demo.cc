@@ -5,7 +5,10 @@
 #include "kivdbxt/class_table.h"
 #include "kivdbxt/kiv_log.h"
 #include "kivdbxt/kiv_log_event.h"
+#include "kivdbxt/kiv_log_file.h"
 #include "output.h"
+#include "platform/date.h"
+#include "platform/fs.h"
 #include "platform/system.h"
 
 namespace kivlog {
@@ -44,6 +47,43 @@ int DailyLogTour() {
   return 0;
 }
 
+// Reports into an event log database beside the daily logs, watching its change notice.
+int EventLogTour() {
+  kiv::KivLog daily;
+  const kiv::String file = daily.LogDefaultPath() + u"/KIVDEMO-events.db";
+  kiv::KivLogFile log;
+  if (!kiv::FileExists(file) && log.CreateEventLog(file, 1000, kiv::KLFWM_OVERWRITEASNEEDED)) {
+    return ReportError("create event log");
+  }
+  if (log.OpenEventLog(file, true)) return ReportError("open event log");
+  log.SubscribeEventLogChanged([](int32_t unk, int32_t type, int32_t id) {
+    std::printf("  EventLogChanged: unk %d, type %d, id %d\n", unk, type, id);
+  });
+  std::printf("\nevent log database: %s\n", U8(file).c_str());
+  if (log.ReportEventEx(u"demo", u"nightly backup done", kiv::RWDT_ASCII,
+                        kiv::EVENTLOG_INFORMATION_TYPE, u"Backup", 300) ||
+      log.ReportEventEx(u"demo", u"backup took 41 minutes", kiv::RWDT_ASCII,
+                        kiv::EVENTLOG_WARNING_TYPE, u"Backup", 301)) {
+    return ReportError("report");
+  }
+  int32_t count = 0, pos = 0, max = 3;
+  if (log.ReadEventLog(kiv::ELREF_COUNT, count) < 0) return ReportError("count");
+  pos = count > 3 ? count - 3 : 0;
+  if (log.ReadEventLogEx(pos == 0 ? kiv::ELREF_FIRST : kiv::ELREF_ABSOLUTE, pos, u"", u"", max) <
+      0) {
+    return ReportError("read");
+  }
+  std::printf("%d records; the last %d:\n", count, max);
+  for (int32_t i = 1; i <= max; ++i) {
+    const kiv::LOGRECORDTYPE r = log.LogRecordEx(i);
+    std::printf("  %s  %-11s id %-4d %s\n", U8(kiv::GeneralDate(r.EvDate)).c_str(),
+                U8(r.EvSource).c_str(), r.EvId, U8(r.EvRawData).c_str());
+  }
+  if (log.CloseEventLog()) return ReportError("close event log");
+  std::printf("Try: kivlog db show \"%s\" --mode count\n", U8(file).c_str());
+  return 0;
+}
+
 int Demo() {
   std::printf("kivdbxt type library %s %d.%d\n", U8(kiv::TypeLibrary().Id).c_str(),
               kiv::TypeLibrary().MajorVersion, kiv::TypeLibrary().MinorVersion);
@@ -52,7 +92,8 @@ int Demo() {
     std::printf("  %-13s %s %s\n", U8(c.Name).c_str(), U8(c.Clsid).c_str(),
                 obj ? "available" : "not in this build");
   }
-  return DailyLogTour();
+  if (int rc = DailyLogTour()) return rc;
+  return EventLogTour();
 }
 
 }  // namespace
