@@ -9,6 +9,7 @@
 #include "kivdbxt/kiv_blob_type.h"
 #include "kivdbxt/kiv_log.h"
 #include "kivdbxt/kiv_log_event.h"
+#include "kivdbxt/kiv_log_file.h"
 #include "kivdbxt/kiv_log_filter.h"
 #include "kivdbxt/kiv_log_info.h"
 #include "kivdbxt/qv_db_xt.h"
