@@ -1,5 +1,8 @@
 #include "kivdbxt/kiv_log_event.h"
 
+#include <charconv>
+#include <string>
+
 #include "frame/error.h"
 #include "frame/factory.h"
 #include "frame/guard.h"
@@ -15,7 +18,7 @@ const ClassRegistrar kRegistrar(u"KivLogEvent", [] {
   return std::static_pointer_cast<Object>(std::make_shared<KivLogEvent>());
 });
 
-constexpr char16_t kEndLine[] = u"END=-----------------------";
+constexpr char kEndLine[] = "END=-----------------------\r\n";
 
 [[noreturn]] void RaiseMisaligned() { RaiseLibrary(u"Disallineamento dei dati nel file di log."); }
 
@@ -54,22 +57,31 @@ String HexForm(const String& text) {
 
 // Appends the "RWD=" lines of text raw data: a line ends at the earlier of the first CR and the
 // first LF, and one LF right after that end is dropped.
-void AppendRawLines(StringView rest, String& block) {
+void AppendRawLines(StringView rest, std::string& block) {
   do {
     size_t end = rest.find_first_of(u"\r\n");
     if (end == StringView::npos) end = rest.size();
-    block += u"RWD=";
-    block += rest.substr(0, end);
-    block += u"\r\n";
+    block += "RWD=";
+    AppendCp1252(rest.substr(0, end), block);
+    block += "\r\n";
     rest = end < rest.size() ? rest.substr(end + 1) : StringView();
     if (!rest.empty() && rest.front() == u'\n') rest.remove_prefix(1);
   } while (!rest.empty());
 }
 
-void AppendLine(String& block, const char16_t* key, StringView value) {
+// The block is built as the bytes of the file (Windows-1252) in one pass.
+void AppendLine(std::string& block, const char* key, StringView value) {
   block += key;
-  block += value;
-  block += u"\r\n";
+  AppendCp1252(value, block);
+  block += "\r\n";
+}
+
+void AppendLine(std::string& block, const char* key, int32_t value) {
+  char digits[16];
+  auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+  block += key;
+  block.append(digits, end);
+  block += "\r\n";
 }
 
 int32_t ToLong(StringView text) { return CLng(Variant(String(text))); }
@@ -78,25 +90,25 @@ int32_t ToLong(StringView text) { return CLng(Variant(String(text))); }
 
 bool KivLogEvent::Save(int32_t& hndl) {
   return Guard(u"KivLogEvent.Save", true, [&] {
-    String block;
+    std::string block;
     block.reserve(160 + ev_raw_data_.size());
-    AppendLine(block, u"UNK=", IntText(ev_unk_));
-    AppendLine(block, u"DAT=", GeneralDate(ev_date_));
-    AppendLine(block, u"SRC=", ev_source_);
-    AppendLine(block, u"TYP=", IntText(ev_type_));
-    AppendLine(block, u"CAT=", ev_category_);
-    AppendLine(block, u"EID=", IntText(ev_id_));
-    AppendLine(block, u"USR=", ev_user_);
-    AppendLine(block, u"COM=", ev_computer_);
-    AppendLine(block, u"SVR=", ev_server_);
-    AppendLine(block, u"DTP=", IntText(ev_data_type_));
+    AppendLine(block, "UNK=", ev_unk_);
+    AppendLine(block, "DAT=", GeneralDate(ev_date_));
+    AppendLine(block, "SRC=", ev_source_);
+    AppendLine(block, "TYP=", ev_type_);
+    AppendLine(block, "CAT=", ev_category_);
+    AppendLine(block, "EID=", ev_id_);
+    AppendLine(block, "USR=", ev_user_);
+    AppendLine(block, "COM=", ev_computer_);
+    AppendLine(block, "SVR=", ev_server_);
+    AppendLine(block, "DTP=", ev_data_type_);
     if (ev_data_type_ == RWDT_BINARY) {
-      AppendLine(block, u"RWD=", ev_raw_data_);
+      AppendLine(block, "RWD=", ev_raw_data_);
     } else {
       AppendRawLines(ev_raw_data_, block);
     }
     block += kEndLine;
-    PrintLine(hndl, block);  // one write; it adds the final CR LF
+    WriteText(hndl, block);  // the whole block in one write
     return false;
   });
 }

@@ -159,12 +159,16 @@ String LineInput(int32_t number) {
 }
 
 void PrintLine(int32_t number, StringView text) {
-  OpenFile& f = Lookup(number);
-  RequireText(f, true);
   std::string bytes;
   bytes.reserve(text.size() + 2);
   AppendCp1252(text, bytes);
   bytes += "\r\n";
+  WriteText(number, bytes);
+}
+
+void WriteText(int32_t number, std::string_view bytes) {
+  OpenFile& f = Lookup(number);
+  RequireText(f, true);
   f.file.WriteAt(f.pos, bytes.data(), bytes.size());
   f.pos += static_cast<int64_t>(bytes.size());
 }

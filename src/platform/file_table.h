@@ -40,6 +40,8 @@ void FileClose(int32_t& number);
 String LineInput(int32_t number);
 // Writes the text and CR LF in one write.
 void PrintLine(int32_t number, StringView text);
+// Writes text already in the file's bytes (Windows-1252, line ends included) in one write.
+void WriteText(int32_t number, std::string_view bytes);
 
 // The run time's Seek statement and function: 1-based position of the next read or write.
 void FileSeek(int32_t number, int64_t position);
