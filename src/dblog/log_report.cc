@@ -8,6 +8,7 @@
 #include "kivdbxt/kiv_log_file.h"
 #include "kivdbxt/qv_db_xt_mod.h"
 #include "platform/clock.h"
+#include "platform/dao/dao_errors.h"
 #include "platform/date.h"
 #include "platform/system.h"
 #include "platform/vb_convert.h"
@@ -19,6 +20,17 @@ constexpr size_t kTextLimit = 255;
 constexpr int32_t kWrapBatch = 100;  // overwrite-as-needed trims this many oldest at a time
 
 String Left255(const String& s) { return s.substr(0, kTextLimit); }
+
+// Runs one step of a purge on the current row. Another process purging the same log may have
+// deleted that row a moment ago: it is gone, as this purge wanted, so the step is skipped.
+template <class Step>
+void OnRow(Step&& step) {
+  try {
+    step();
+  } catch (const Error& e) {
+    if (e.number != dao::kDaoRecordDeleted) throw;
+  }
+}
 
 }  // namespace
 
@@ -203,23 +215,25 @@ bool KivLogFile::PurgeEventLog(int32_t Records, int32_t Days, const String& SubS
           return DateDiffDays(CDate(rs->Fields()[u"DATE"]->Value()), now) < Days;
         };
         rs->MoveFirst();
-        if (Days > 0 && young()) return finish();
+        bool stop = false;
+        if (Days > 0) OnRow([&] { stop = young(); });
+        if (stop) return finish();
         bool deleted = false;
         while (!rs->EOF_()) {
-          if (Days > 0) {
-            if (young()) break;
-          } else if (--Records < 0) {
-            break;
-          }
-          if (!backup_file_.empty()) {
-            if (!backup) backup = std::make_unique<BackupTarget>(backup_file_);
-            in_use_.Step(true);
-            bool failed = BackupRecord(*rs, *backup);
-            in_use_.Step(false);
-            Check(failed);
-          }
-          rs->Delete();
-          deleted = true;
+          OnRow([&] {
+            stop = Days > 0 ? young() : --Records < 0;
+            if (stop) return;
+            if (!backup_file_.empty()) {
+              if (!backup) backup = std::make_unique<BackupTarget>(backup_file_);
+              in_use_.Step(true);
+              bool failed = BackupRecord(*rs, *backup);
+              in_use_.Step(false);
+              Check(failed);
+            }
+            rs->Delete();
+            deleted = true;
+          });
+          if (stop) break;
           rs->MoveNext();
         }
         if (deleted) Check(UpdateLastLog(0));

@@ -28,7 +28,7 @@ bool AcquireLock(int fd, ShareLock lock) {
     if (errno != EWOULDBLOCK && errno != EINTR) return false;
     if (std::chrono::steady_clock::now() >= deadline) return false;
     std::this_thread::sleep_for(pause);
-    if (pause < std::chrono::milliseconds(5)) pause *= 2;
+    if (pause < std::chrono::microseconds(400)) pause *= 2;  // short steps: waiters get a turn
   }
 }
 

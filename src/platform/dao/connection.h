@@ -26,7 +26,7 @@ class ConnectionUser {
 };
 
 // How long an operation waits for another process's lock before it fails.
-inline constexpr int kBusyTimeoutMs = 3000;
+inline constexpr int kBusyTimeoutMs = 10000;
 
 struct Connection {
   Connection(sqlite3* handle, String file_name, bool read_only);
