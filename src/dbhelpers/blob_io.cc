@@ -103,7 +103,8 @@ bool Blob_Get(const BlobRef& BT, Variant& RetVal) {
     }
     String part;
     for (;;) {
-      const size_t from = copy.ptr > 0 ? static_cast<size_t>(copy.ptr - 1) : 0;
+      if (copy.ptr < 1) Raise(kErrInvalidCall);  // no position before the first character
+      const size_t from = static_cast<size_t>(copy.ptr - 1);
       if (from < copy.Buffer.size()) {
         const size_t take = std::min(width - part.size(), copy.Buffer.size() - from);
         part.append(copy.Buffer, from, take);

@@ -111,6 +111,16 @@ TEST(Blob, WrittenInPiecesReadBackAsEveryType) {
   EXPECT_TRUE(M::Blob_Get(CursorAt(t.data, 0), unsupported));
   EXPECT_EQ(Last_Error(), 13);
   EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Blob_Get");
+  // A cursor position before the first character is an invalid call, not a read from the start.
+  for (int16_t bad : {int16_t{0}, int16_t{-3}}) {
+    auto at = CursorAt(t.data, 0);
+    at->ptr(bad);
+    Variant n{int16_t{0}};
+    EXPECT_TRUE(M::Blob_Get(at, n));
+    EXPECT_EQ(Last_Error(), 5);
+    EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Blob_Get");
+    EXPECT_EQ(n, Variant(int16_t{0}));
+  }
   EXPECT_TRUE(M::Blob_Put(CursorAt(t.data, 0), Variant(std::vector<uint8_t>{1})));
   EXPECT_EQ(Last_Error(), 13);
   EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Blob_Put");
