@@ -1,36 +1,17 @@
 // Helpers of the database tests: a fresh folder per test, and the DAO error a call raises.
 #pragma once
 
-#include <stdlib.h>
 
-#include <filesystem>
 #include <optional>
 #include <string>
 
 #include "kivdbxt/dao.h"
 #include "kivdbxt/raised_error.h"
+#include "support/temp_dir.h"
 
 namespace kivtest {
 
-class TempFolder {
- public:
-  TempFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "kivdao.XXXXXX").string();
-    path_ = mkdtemp(pattern.data());
-  }
-  ~TempFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
-
-  const std::string& Path() const { return path_; }
-  kiv::String File(const std::string& name) const { return kiv::FromUtf8(path_ + "/" + name); }
-
- private:
-  std::string path_;
-};
+using TempFolder = TempDir;
 
 // The error a call raises; nullopt when it raises nothing.
 template <class F>

@@ -191,7 +191,7 @@ TEST(Blob, EmptyFieldIsNotAFailure) {
 
 TEST(Blob, FilesGoInAndComeOutByteForByte) {
   BlobTable t;
-  const std::string path = t.dir.Path() + "/in.bin";
+  const std::string path = t.dir.path() + "/in.bin";
   std::string all;
   for (int i = 0; i < 3 * 256; ++i) all.push_back(static_cast<char>(i));
   for (const std::string& content : {std::string(), all}) {
@@ -217,7 +217,7 @@ TEST(Blob, FilesGoInAndComeOutByteForByte) {
 
 TEST(Blob, SixtyFourMegabyteFileRoundTrip) {
   BlobTable t;
-  const std::string path = t.dir.Path() + "/big.bin";
+  const std::string path = t.dir.path() + "/big.bin";
   std::string content(64u << 20, '\0');
   uint32_t x = 12345;
   for (char& c : content) c = static_cast<char>((x = x * 1103515245 + 12345) >> 24);
@@ -228,7 +228,7 @@ TEST(Blob, SixtyFourMegabyteFileRoundTrip) {
   t.rs->MoveFirst();
   EXPECT_EQ(t.data->FieldSize(), 64 << 20);
   ASSERT_FALSE(M::Blob_2_File(t.dir.File("big.out"), t.data));
-  std::ifstream in(t.dir.Path() + "/big.out", std::ios::binary);
+  std::ifstream in(t.dir.path() + "/big.out", std::ios::binary);
   const std::string back((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   EXPECT_TRUE(back == content);
 }

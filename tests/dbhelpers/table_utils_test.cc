@@ -180,7 +180,7 @@ TEST(TableUtils, CompactionShrinksAndCleansUp) {
   // The temporary file goes to the system's temporary folder: here, the test's own folder.
   const char* old_tmp = getenv("TMPDIR");
   const std::string saved = old_tmp ? old_tmp : "";
-  setenv("TMPDIR", t.dir.Path().c_str(), 1);
+  setenv("TMPDIR", t.dir.path().c_str(), 1);
   auto qv = std::static_pointer_cast<QvDbXt>(CreateObject(u"KivDbXtOle.QvDbXt"));
   ASSERT_TRUE(qv);
   EXPECT_FALSE(qv->Db_Compact(t.name));
@@ -195,7 +195,7 @@ TEST(TableUtils, CompactionShrinksAndCleansUp) {
 
   EXPECT_LT(FileLength(t.name) * 4, before);
   std::vector<std::string> left;
-  for (const auto& entry : std::filesystem::directory_iterator(t.dir.Path())) {
+  for (const auto& entry : std::filesystem::directory_iterator(t.dir.path())) {
     left.push_back(entry.path().filename().string());
   }
   EXPECT_EQ(left, std::vector<std::string>{"k.mdb"});
