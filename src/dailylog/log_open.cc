@@ -9,10 +9,9 @@
 namespace kiv {
 namespace {
 
-bool LogExists(const String& base, bool both) {
-  bool data = FileExists(base + kExtLogData);
-  bool index = FileExists(base + kExtLogIndex);
-  return both ? data && index : data || index;
+// A day's log exists when both of its files do.
+bool LogExists(const String& base) {
+  return FileExists(base + kExtLogData) && FileExists(base + kExtLogIndex);
 }
 
 }  // namespace
@@ -33,10 +32,10 @@ int32_t KivLog::EventLogOpenEx(String& AppId, String& Path, int32_t Mode, Date C
         if (AppId.empty()) RaiseLibrary(u"Missing AppId.");
         const String base = MakeLogFileName(AppId, Path, CurrDate);
         bool create = Mode == ELOF_CREATE_ALWAYS || Mode == ELOF_BACKUP_IFEXISTS;
-        if (Mode == ELOF_OPEN_EXISTING && !LogExists(base, true)) {
+        if (Mode == ELOF_OPEN_EXISTING && !LogExists(base)) {
           RaiseLibrary(u"Il file di log " + base + u" non esiste.");
         }
-        if (Mode == ELOF_CREATE_NEW && LogExists(base, false)) {
+        if (Mode == ELOF_CREATE_NEW && LogExists(base)) {
           RaiseLibrary(u"Il file di log " + base + u" esiste già.");
         }
         Check(Mode == ELOF_BACKUP_IFEXISTS && RenameLog(base));

@@ -130,7 +130,22 @@ TEST_F(LogWriteTest, OpenModesAndTheirFailures) {
     ExpectError(20000, u"KivLog.EventLogOpenEx", u"Il file di log " + base + u" non esiste.");
     std::filesystem::remove(ToUtf8(base + u".ZLG"));
 
+    // Nor is a lone index file: mode 1 takes either lone file as no log and goes ahead.
+    WriteAll(base + u".ZLI", IndexBytes({0}));
     int32_t id = log.EventLogOpen(u"APP", folder, ELOF_CREATE_NEW);
+    ASSERT_NE(id, 0);
+    ASSERT_FALSE(log.EventLogClose(id));
+    EXPECT_EQ(count(), 2);
+    std::filesystem::remove(ToUtf8(base + u".ZLI"));
+    WriteAll(base + u".ZLG", "");
+    id = log.EventLogOpen(u"APP", folder, ELOF_CREATE_NEW);
+    ASSERT_NE(id, 0);
+    ASSERT_FALSE(log.EventLogClose(id));
+    EXPECT_EQ(count(), 2);
+    std::filesystem::remove(ToUtf8(base + u".ZLG"));
+    std::filesystem::remove(ToUtf8(base + u".ZLI"));
+
+    id = log.EventLogOpen(u"APP", folder, ELOF_CREATE_NEW);
     ASSERT_NE(id, 0);
     ASSERT_FALSE(log.EventLogClose(id));
     EXPECT_EQ(log.EventLogOpen(u"APP", folder, ELOF_CREATE_NEW), 0);
