@@ -15,6 +15,7 @@
 #include "platform/date.h"
 #include "platform/fs.h"
 #include "platform/system.h"
+#include "support/temp_dir.h"
 
 namespace kiv::testing {
 
@@ -26,18 +27,11 @@ inline Date Day1At(int hour = 10, int minute = 0) {
 class DailyLogTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string templ = std::filesystem::temp_directory_path() / "kivdaily-XXXXXX";
-    ASSERT_NE(::mkdtemp(templ.data()), nullptr);
-    dir_ = templ;
-    folder = FromUtf8(templ);
+    folder = dir_.Path();
     SetClockTo(Day1At());
     ClearLastError();
   }
-  void TearDown() override {
-    SetClock({});
-    std::error_code ec;
-    std::filesystem::remove_all(dir_, ec);
-  }
+  void TearDown() override { SetClock({}); }
 
   void SetClockTo(Date when) {
     now_ = when;
@@ -52,7 +46,7 @@ class DailyLogTest : public ::testing::Test {
   String folder;
 
  private:
-  std::string dir_;
+  kivtest::TempDir dir_;
   Date now_ = 0;
 };
 
