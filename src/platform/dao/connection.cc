@@ -1,6 +1,7 @@
 #include "platform/dao/connection.h"
 
 #include <cstring>
+#include <optional>
 
 #include "platform/dao/dao_errors.h"
 #include "platform/dao/schema.h"
@@ -282,33 +283,35 @@ bool Statement::Step() {
 }
 
 void Statement::Run() {
-  sqlite3* db = sqlite3_db_handle(stmt_);
-  // An autocommit write takes the read lock first and asks for the write lock later. Between two
-  // processes that order deadlocks, and SQLite answers BUSY at once instead of waiting. Taking
-  // the write lock first (BEGIN IMMEDIATE) lets the busy timeout do its work. VACUUM cannot run
-  // inside a transaction.
-  const bool own = !sqlite3_stmt_readonly(stmt_) && sqlite3_get_autocommit(db) &&
-                   sql_.compare(0, 6, "VACUUM") != 0;
-  if (own) {
-    const int rc = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
-    if (rc != SQLITE_OK) RaiseFor(rc, sqlite3_errmsg(db), sql_, true, FileOf(db));
+  // A write on its own gets its own transaction; VACUUM cannot run inside one.
+  std::optional<WriteTransaction> tx;
+  if (!sqlite3_stmt_readonly(stmt_) && sql_.compare(0, 6, "VACUUM") != 0) {
+    tx.emplace(sqlite3_db_handle(stmt_), "kiv_run");
   }
-  try {
-    while (Step()) {
-    }
-    Reset();
-  } catch (...) {
-    if (own) sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
-    throw;
+  while (Step()) {
   }
-  if (own) {
-    const int rc = sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
-    if (rc != SQLITE_OK) {
-      const std::string msg = sqlite3_errmsg(db);
-      sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
-      RaiseFor(rc, msg, sql_, true, FileOf(db));
-    }
-  }
+  Reset();
+  if (tx) tx->Commit();
+}
+
+WriteTransaction::WriteTransaction(sqlite3* db, std::string name)
+    : db_(db), name_(std::move(name)), outer_(sqlite3_get_autocommit(db) != 0) {
+  const std::string sql = outer_ ? "BEGIN IMMEDIATE" : "SAVEPOINT " + name_;
+  const int rc = sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr);
+  if (rc != SQLITE_OK) RaiseFor(rc, sqlite3_errmsg(db_), sql, true, FileOf(db_));
+}
+
+WriteTransaction::~WriteTransaction() {
+  if (done_) return;
+  const std::string sql = outer_ ? "ROLLBACK" : "ROLLBACK TO " + name_ + "; RELEASE " + name_;
+  sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr);
+}
+
+void WriteTransaction::Commit() {
+  const std::string sql = outer_ ? "COMMIT" : "RELEASE " + name_;
+  const int rc = sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr);
+  if (rc != SQLITE_OK) RaiseFor(rc, sqlite3_errmsg(db_), sql, true, FileOf(db_));
+  done_ = true;
 }
 
 void Statement::Reset() {

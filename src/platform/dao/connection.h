@@ -68,6 +68,25 @@ std::string Utf8(StringView text);
 // A name quoted for SQL: "name", with inner quotes doubled.
 std::string QuoteName(StringView name);
 
+// The transaction of one write. With none open it begins with BEGIN IMMEDIATE: the write lock is
+// taken first, so two processes writing one file wait for each other (an autocommit write that
+// takes the read lock first can deadlock with another writer, and SQLite then answers BUSY at
+// once). Inside an open transaction it is a savepoint. Rolled back unless committed.
+class WriteTransaction {
+ public:
+  WriteTransaction(sqlite3* db, std::string name);
+  ~WriteTransaction();
+  WriteTransaction(const WriteTransaction&) = delete;
+  WriteTransaction& operator=(const WriteTransaction&) = delete;
+  void Commit();
+
+ private:
+  sqlite3* db_;
+  std::string name_;
+  bool outer_;
+  bool done_ = false;
+};
+
 // A prepared statement; finalized when it goes.
 class Statement {
  public:

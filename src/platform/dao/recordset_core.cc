@@ -396,15 +396,9 @@ void RecordsetCore::Update() {
   if (edit_mode == dbEditNone) RaiseDao(kDaoUpdateWithoutEdit);
   Validate();
   conn->BeforeWrite();
-  ExecSql(*conn, "SAVEPOINT kiv_update");
-  int64_t rowid = 0;
-  try {
-    rowid = WriteRow();
-    ExecSql(*conn, "RELEASE kiv_update");
-  } catch (...) {
-    sqlite3_exec(conn->db, "ROLLBACK TO kiv_update; RELEASE kiv_update", nullptr, nullptr, nullptr);
-    throw;
-  }
+  WriteTransaction tx(conn->Db(), "kiv_update");
+  const int64_t rowid = WriteRow();
+  tx.Commit();
   last_modified = rowid;
   if (edit_mode == dbEditAdd) {
     nav->Added(rowid);
