@@ -104,6 +104,7 @@ class KivLogFile : public Object {
 
   bool OpenLog(bool bDbOnly);
   bool CloseLog(bool bForce);
+  dao::Recordset& SeekParm(const String& Key);
   bool ParmRead(const String& Key, String& Value);
   bool ParmRead(const String& Key, int32_t& Value);
   bool ParmWrite(const String& Key, const String& Value);
@@ -120,6 +121,7 @@ class KivLogFile : public Object {
   std::shared_ptr<dao::Database> db_;
   std::shared_ptr<dao::Recordset> events_;
   std::shared_ptr<dao::Recordset> purge_rs_;
+  std::shared_ptr<dao::Recordset> parms_;
   String file_name_;
   bool keep_alive_ = false;
   int32_t wrapping_ = 7;

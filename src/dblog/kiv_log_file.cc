@@ -29,14 +29,6 @@ void WaitTicks(int32_t ms) {
   while (static_cast<int32_t>(TickCount() - start) < ms) SleepMilliseconds(1);
 }
 
-// Opens the PARMS table positioned on Key; NoMatch tells whether the row exists.
-std::shared_ptr<dao::Recordset> SeekParm(dao::Database& db, const String& key) {
-  auto rs = db.OpenRecordset(kParmsTable, dao::dbOpenTable);
-  rs->Index(kKeyIndex);
-  rs->Seek(u"=", Variant(key));
-  return rs;
-}
-
 }  // namespace
 
 KivLogFile::KivLogFile() = default;
@@ -67,6 +59,7 @@ bool KivLogFile::CloseLog(bool bForce) {
   return Guard(u"KivLogFile.CloseLog", true, [&] {
     if (!((!in_use_.Active() || bForce) && (!keep_alive_ || bForce))) return false;
     bool failed = QvDbXtMod::Close_Recordset(events_);
+    failed = QvDbXtMod::Close_Recordset(parms_) || failed;
     failed = QvDbXtMod::Close_Recordset(purge_rs_) || failed;
     failed = QvDbXtMod::Close_Db(db_) || failed;
     if (bForce) in_use_.value = 0;
@@ -75,24 +68,30 @@ bool KivLogFile::CloseLog(bool bForce) {
   });
 }
 
+dao::Recordset& KivLogFile::SeekParm(const String& Key) {
+  // Kept while the database is open: opening PARMS anew for every parameter would cost more than
+  // the read or write itself.
+  if (!parms_) {
+    parms_ = db_->OpenRecordset(kParmsTable, dao::dbOpenTable);
+    parms_->Index(kKeyIndex);
+  }
+  parms_->Seek(u"=", Variant(Key));
+  return *parms_;
+}
+
 bool KivLogFile::ParmRead(const String& Key, String& Value) {
-  std::shared_ptr<dao::Recordset> rs;
   return Guard(
       u"KivLogFile.ParmRead", true,
       [&] {
         Check(OpenLog(false));
-        rs = SeekParm(*db_, Key);
-        if (rs->NoMatch()) RaiseLibrary(u"Il parametro " + Key + u"non esiste.");
-        Variant v = rs->Fields()[u"VALUE"]->Value();
+        dao::Recordset& rs = SeekParm(Key);
+        if (rs.NoMatch()) RaiseLibrary(u"Il parametro " + Key + u"non esiste.");
+        Variant v = rs.Fields()[u"VALUE"]->Value();
         Value = v.IsNull() ? String() : CStr(v);
-        QvDbXtMod::Close_Recordset(rs);
         Check(CloseLog(false));
         return false;
       },
-      [&] {
-        QvDbXtMod::Close_Recordset(rs);
-        CloseLog(false);
-      });
+      [&] { CloseLog(false); });
 }
 
 bool KivLogFile::ParmRead(const String& Key, int32_t& Value) {
@@ -105,7 +104,6 @@ bool KivLogFile::ParmRead(const String& Key, int32_t& Value) {
 }
 
 bool KivLogFile::ParmWrite(const String& Key, const String& Value) {
-  std::shared_ptr<dao::Recordset> rs;
   return Guard(
       u"KivLogFile.ParmWrite", true,
       [&] {
@@ -113,21 +111,20 @@ bool KivLogFile::ParmWrite(const String& Key, const String& Value) {
           RaiseLibrary(u"Il valore del  parametro eccede la dimensione massima.");
         }
         Check(OpenLog(false));
-        rs = SeekParm(*db_, Key);
-        if (rs->NoMatch()) {
-          rs->AddNew();
-          rs->Fields()[u"KEY"]->Value(Variant(Key));
+        dao::Recordset& rs = SeekParm(Key);
+        if (rs.NoMatch()) {
+          rs.AddNew();
+          rs.Fields()[u"KEY"]->Value(Variant(Key));
         } else {
-          rs->Edit();
+          rs.Edit();
         }
-        rs->Fields()[u"VALUE"]->Value(Variant(Value));
-        rs->Update();
-        QvDbXtMod::Close_Recordset(rs);
+        rs.Fields()[u"VALUE"]->Value(Variant(Value));
+        rs.Update();
         Check(CloseLog(false));
         return false;
       },
       [&] {
-        QvDbXtMod::Close_Recordset(rs);
+        if (parms_ && parms_->EditMode() != dao::dbEditNone) parms_->CancelUpdate();
         CloseLog(false);
       });
 }

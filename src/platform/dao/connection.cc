@@ -200,8 +200,15 @@ void Connection::Close() {
   for (ConnectionUser* user : std::set<ConnectionUser*>(users)) user->Detach();
   users.clear();
   schema_cache.clear();
+  statements.clear();
   sqlite3_close_v2(db);
   db = nullptr;
+}
+
+Statement& Connection::Prepared(const std::string& sql) {
+  auto it = statements.find(sql);
+  if (it == statements.end()) it = statements.emplace(sql, Statement(Db(), sql)).first;
+  return it->second;
 }
 
 void Connection::BeforeWrite() {

@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -27,65 +28,6 @@ class ConnectionUser {
 
 // How long an operation waits for another process's lock before it fails.
 inline constexpr int kBusyTimeoutMs = 10000;
-
-struct Connection {
-  Connection(sqlite3* handle, String file_name, bool read_only);
-  ~Connection();
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
-
-  bool IsOpen() const { return db != nullptr; }
-  // The handle of an open connection; 3420 once closed.
-  sqlite3* Db() const;
-  void Close();
-  // Called before every write: finishes the reads of every user of the connection.
-  void BeforeWrite();
-  void Register(ConnectionUser* user) { users.insert(user); }
-  void Unregister(ConnectionUser* user) { users.erase(user); }
-  // The table's schema, cached until the database's schema changes. 3078 when it is missing.
-  std::shared_ptr<const TableSchema> Schema(StringView table);
-
-  sqlite3* db = nullptr;
-  String name;
-  bool read_only = false;
-  int32_t records_affected = 0;
-  std::set<ConnectionUser*> users;
-  int schema_version = -1;
-  std::vector<std::shared_ptr<const TableSchema>> schema_cache;
-};
-
-// Opens (or creates) a database file. Raises DAO's errors: 3024 missing file, 3343 not a
-// database, 3045 locked by another process, ...
-std::shared_ptr<Connection> OpenConnection(const String& file_name, bool create, bool exclusive,
-                                           bool read_only);
-
-// Raises the DAO error for a failed SQLite call. The statement text (may be empty) selects the
-// syntax error DAO reports for it.
-[[noreturn]] void RaiseSqlite(sqlite3* db, int rc, std::string_view sql = {}, bool writing = false);
-
-// Text as SQLite takes it.
-std::string Utf8(StringView text);
-// A name quoted for SQL: "name", with inner quotes doubled.
-std::string QuoteName(StringView name);
-
-// The transaction of one write. With none open it begins with BEGIN IMMEDIATE: the write lock is
-// taken first, so two processes writing one file wait for each other (an autocommit write that
-// takes the read lock first can deadlock with another writer, and SQLite then answers BUSY at
-// once). Inside an open transaction it is a savepoint. Rolled back unless committed.
-class WriteTransaction {
- public:
-  WriteTransaction(sqlite3* db, std::string name);
-  ~WriteTransaction();
-  WriteTransaction(const WriteTransaction&) = delete;
-  WriteTransaction& operator=(const WriteTransaction&) = delete;
-  void Commit();
-
- private:
-  sqlite3* db_;
-  std::string name_;
-  bool outer_;
-  bool done_ = false;
-};
 
 // A prepared statement; finalized when it goes.
 class Statement {
@@ -128,6 +70,69 @@ class Statement {
  private:
   sqlite3_stmt* stmt_ = nullptr;
   std::string sql_;
+};
+
+struct Connection {
+  Connection(sqlite3* handle, String file_name, bool read_only);
+  ~Connection();
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  bool IsOpen() const { return db != nullptr; }
+  // The handle of an open connection; 3420 once closed.
+  sqlite3* Db() const;
+  void Close();
+  // Called before every write: finishes the reads of every user of the connection.
+  void BeforeWrite();
+  void Register(ConnectionUser* user) { users.insert(user); }
+  void Unregister(ConnectionUser* user) { users.erase(user); }
+  // The table's schema, cached until the database's schema changes. 3078 when it is missing.
+  std::shared_ptr<const TableSchema> Schema(StringView table);
+  // A statement prepared once for the life of the connection, for the writes a recordset runs
+  // again and again. Each use binds, runs and resets it within one call.
+  Statement& Prepared(const std::string& sql);
+
+  sqlite3* db = nullptr;
+  String name;
+  bool read_only = false;
+  int32_t records_affected = 0;
+  std::set<ConnectionUser*> users;
+  int schema_version = -1;
+  std::vector<std::shared_ptr<const TableSchema>> schema_cache;
+  std::map<std::string, Statement> statements;
+};
+
+// Opens (or creates) a database file. Raises DAO's errors: 3024 missing file, 3343 not a
+// database, 3045 locked by another process, ...
+std::shared_ptr<Connection> OpenConnection(const String& file_name, bool create, bool exclusive,
+                                           bool read_only);
+
+// Raises the DAO error for a failed SQLite call. The statement text (may be empty) selects the
+// syntax error DAO reports for it.
+[[noreturn]] void RaiseSqlite(sqlite3* db, int rc, std::string_view sql = {}, bool writing = false);
+
+// Text as SQLite takes it.
+std::string Utf8(StringView text);
+// A name quoted for SQL: "name", with inner quotes doubled.
+std::string QuoteName(StringView name);
+
+// The transaction of one write. With none open it begins with BEGIN IMMEDIATE: the write lock is
+// taken first, so two processes writing one file wait for each other (an autocommit write that
+// takes the read lock first can deadlock with another writer, and SQLite then answers BUSY at
+// once). Inside an open transaction it is a savepoint. Rolled back unless committed.
+class WriteTransaction {
+ public:
+  WriteTransaction(sqlite3* db, std::string name);
+  ~WriteTransaction();
+  WriteTransaction(const WriteTransaction&) = delete;
+  WriteTransaction& operator=(const WriteTransaction&) = delete;
+  void Commit();
+
+ private:
+  sqlite3* db_;
+  std::string name_;
+  bool outer_;
+  bool done_ = false;
 };
 
 // A copy of a column value that outlives its statement's step.

@@ -367,7 +367,7 @@ int64_t RecordsetCore::WriteRow() {
     }
     sql += " WHERE rowid = ?";
   }
-  Statement write(conn->Db(), sql);
+  Statement& write = conn->Prepared(sql);
   for (size_t k = 0; k < cols.size(); ++k) {
     const Pending& p = pending[cols[k]];
     const int16_t t = columns[cols[k]].type;
@@ -414,7 +414,7 @@ void RecordsetCore::Delete() {
   RequireRow();
   DropEdit();
   conn->BeforeWrite();
-  Statement del(conn->Db(), "DELETE FROM " + QuoteName(schema->name) + " WHERE rowid = ?1");
+  Statement& del = conn->Prepared("DELETE FROM " + QuoteName(schema->name) + " WHERE rowid = ?1");
   del.BindInt(1, row.rowid);
   del.Run();
   nav->Deleted();
