@@ -117,6 +117,10 @@ class KivLogFile : public Object {
               const String& Server, const char16_t* source);
   void RaiseChanged(int32_t unk, int32_t type, int32_t id);
   bool RecordRead(dao::Recordset& rs, LOGRECORDTYPE& rec);
+  // Opens the reading query, positions it by Flags and, when a record is there, hands the
+  // recordset to read. 0 read, 1 no record; raises on failure.
+  int32_t ReadQuery(int32_t Flags, int32_t& RecordPos, const String& SubSet, const String& OrderBy,
+                    bool absolute_allowed, const std::function<void(dao::Recordset&)>& read);
 
   std::shared_ptr<dao::Database> db_;
   std::shared_ptr<dao::Recordset> events_;

@@ -69,59 +69,58 @@ int32_t KivLogFile::ReadEventLog(int32_t Flags) {
   return ReadEventLog(Flags, pos);
 }
 
+int32_t KivLogFile::ReadQuery(int32_t Flags, int32_t& RecordPos, const String& SubSet,
+                              const String& OrderBy, bool absolute_allowed,
+                              const std::function<void(dao::Recordset&)>& read) {
+  Check(OpenLog(false));
+  auto rs = db_->OpenRecordset(Query(SubSet, OrderBy), dao::dbOpenDynaset);
+  struct Closer {
+    std::shared_ptr<dao::Recordset>& rs;
+    ~Closer() {
+      RunCleanup([&] { QvDbXtMod::Close_Recordset(rs); });
+    }
+  } closer{rs};
+  if (rs->BOF() || rs->EOF_()) return 1;
+  const int32_t result = Position(*rs, Flags, RecordPos, absolute_allowed);
+  if (result == 0 && Flags != ELREF_COUNT) read(*rs);
+  return result;
+}
+
 int32_t KivLogFile::ReadEventLog(int32_t Flags, int32_t& RecordPos, const String& SubSet,
                                  const String& OrderBy) {
-  std::shared_ptr<dao::Recordset> rs;
   return Guard(
       u"KivLogFile.ReadEventLog", -1,
       [&] {
-        Check(OpenLog(false));
-        rs = db_->OpenRecordset(Query(SubSet, OrderBy), dao::dbOpenDynaset);
-        int32_t result = 1;
-        if (!rs->BOF() && !rs->EOF_()) {
-          result = Position(*rs, Flags, RecordPos, false);
-          if (result == 0 && Flags != ELREF_COUNT) Check(RecordRead(*rs, record_));
-        }
-        QvDbXtMod::Close_Recordset(rs);
+        const int32_t result =
+            ReadQuery(Flags, RecordPos, SubSet, OrderBy, false,
+                      [&](dao::Recordset& rs) { Check(RecordRead(rs, record_)); });
         Check(CloseLog(false));
         return result;
       },
-      [&] {
-        QvDbXtMod::Close_Recordset(rs);
-        CloseLog(false);
-      });
+      [&] { CloseLog(false); });
 }
 
 int32_t KivLogFile::ReadEventLogEx(int32_t Flags, int32_t& RecordPos, const String& SubSet,
                                    const String& OrderBy, int32_t& MaxRecords) {
-  std::shared_ptr<dao::Recordset> rs;
+  auto read_block = [&](dao::Recordset& rs) {
+    if (MaxRecords < 1) return;
+    block_.assign(static_cast<size_t>(MaxRecords), LOGRECORDTYPE{});
+    int32_t read = 0;
+    for (; read < MaxRecords && !rs.EOF_(); ++read) {
+      Check(RecordRead(rs, block_[static_cast<size_t>(read)]));
+      rs.MoveNext();
+      ++RecordPos;
+    }
+    MaxRecords = read;
+  };
   return Guard(
       u"KivLogFile.ReadEventLogEx", -1,
       [&] {
-        Check(OpenLog(false));
-        rs = db_->OpenRecordset(Query(SubSet, OrderBy), dao::dbOpenDynaset);
-        int32_t result = 1;
-        if (!rs->BOF() && !rs->EOF_()) {
-          result = Position(*rs, Flags, RecordPos, true);
-          if (result == 0 && Flags != ELREF_COUNT && MaxRecords >= 1) {
-            block_.assign(static_cast<size_t>(MaxRecords), LOGRECORDTYPE{});
-            int32_t read = 0;
-            for (; read < MaxRecords && !rs->EOF_(); ++read) {
-              Check(RecordRead(*rs, block_[static_cast<size_t>(read)]));
-              rs->MoveNext();
-              ++RecordPos;
-            }
-            MaxRecords = read;
-          }
-        }
-        QvDbXtMod::Close_Recordset(rs);
+        const int32_t result = ReadQuery(Flags, RecordPos, SubSet, OrderBy, true, read_block);
         Check(CloseLog(false));
         return result;
       },
-      [&] {
-        QvDbXtMod::Close_Recordset(rs);
-        CloseLog(false);
-      });
+      [&] { CloseLog(false); });
 }
 
 bool KivLogFile::RecordRead(dao::Recordset& rs, LOGRECORDTYPE& rec) {
