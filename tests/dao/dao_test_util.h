@@ -1,34 +1,16 @@
 // Helpers of the database tests: a fresh folder per test, and the DAO error a call raises.
 #pragma once
 
-
-#include <optional>
 #include <string>
 
 #include "kivdbxt/dao.h"
 #include "kivdbxt/raised_error.h"
+#include "support/raised.h"
 #include "support/temp_dir.h"
 
 namespace kivtest {
 
 using TempFolder = TempDir;
-
-// The error a call raises; nullopt when it raises nothing.
-template <class F>
-std::optional<kiv::Error> RaisedBy(F&& f) {
-  try {
-    f();
-  } catch (const kiv::Error& e) {
-    return e;
-  }
-  return std::nullopt;
-}
-
-template <class F>
-int32_t NumberRaisedBy(F&& f) {
-  auto e = RaisedBy(f);
-  return e ? e->number : 0;
-}
 
 inline std::shared_ptr<kiv::dao::DBEngine> Engine() { return kiv::dao::DBEngine::ForThread(); }
 

@@ -7,24 +7,17 @@
 #include "frame/error.h"
 #include "platform/file_table.h"
 #include "platform/fs.h"
+#include "support/raised.h"
 #include "support/temp_dir.h"
 
 namespace kiv {
 namespace {
 
+using kivtest::NumberRaisedBy;
+
 using kivtest::ReadBytes;
 using kivtest::TempDir;
 using kivtest::WriteBytes;
-
-template <class F>
-int32_t ErrorOf(F&& f) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e.number;
-  }
-  return 0;
-}
 
 TEST(TextFiles, LinesAreWindows1252WithCrLfAndEndAtCrOrCrLf) {
   TempDir dir;
@@ -45,12 +38,12 @@ TEST(TextFiles, LinesAreWindows1252WithCrLfAndEndAtCrOrCrLf) {
   EXPECT_EQ(LineInput(h), u"");
   EXPECT_EQ(FileLoc(h), 30);
   EXPECT_EQ(LineInput(h), u"last");  // the last line needs no end
-  EXPECT_EQ(ErrorOf([&] { LineInput(h); }), 62);
+  EXPECT_EQ(NumberRaisedBy([&] { LineInput(h); }), 62);
   FileSeek(h, 5);
   EXPECT_EQ(LineInput(h), u"two");
-  EXPECT_EQ(ErrorOf([&] { PrintLine(h, u"x"); }), 54);  // input mode
+  EXPECT_EQ(NumberRaisedBy([&] { PrintLine(h, u"x"); }), 54);  // input mode
   FileClose(h);
-  EXPECT_EQ(ErrorOf([&] { LineInput(h); }), 52);  // closed number
+  EXPECT_EQ(NumberRaisedBy([&] { LineInput(h); }), 52);  // closed number
   int32_t none = 0;
   FileClose(none);  // closing 0 does nothing
   int32_t negative = -3;
@@ -82,8 +75,8 @@ TEST(BinaryFiles, LittleEndianLongsAndReadsPastTheEndFail) {
   EXPECT_EQ(FileLof(h), 12);
   EXPECT_EQ(GetLong(h, 5), -2);
   EXPECT_EQ(GetLong(h), 0x01020304);
-  EXPECT_EQ(ErrorOf([&] { GetLong(h); }), 62);
-  EXPECT_EQ(ErrorOf([&] { GetLong(h, 11); }), 62);  // only two bytes left there
+  EXPECT_EQ(NumberRaisedBy([&] { GetLong(h); }), 62);
+  EXPECT_EQ(NumberRaisedBy([&] { GetLong(h, 11); }), 62);  // only two bytes left there
   FileClose(h);
   EXPECT_EQ(ReadBytes(dir.FileU8("b.bin")),
             std::string("\x03\0\0\0\xFE\xFF\xFF\xFF\x04\x03\x02\x01", 12));
@@ -91,17 +84,21 @@ TEST(BinaryFiles, LittleEndianLongsAndReadsPastTheEndFail) {
 
 TEST(FileOpen, MissingFilesPathsAndNumbers) {
   TempDir dir;
-  EXPECT_EQ(ErrorOf([&] { FileOpenNext(dir.File("none"), FileMode::Input, ShareLock::Shared); }),
-            53);
-  EXPECT_EQ(ErrorOf([&] {
+  EXPECT_EQ(
+      NumberRaisedBy([&] { FileOpenNext(dir.File("none"), FileMode::Input, ShareLock::Shared); }),
+      53);
+  EXPECT_EQ(NumberRaisedBy([&] {
               FileOpenNext(dir.File("no/such/dir/f"), FileMode::Append, ShareLock::Exclusive);
             }),
             76);
-  EXPECT_EQ(ErrorOf([&] { FileOpenNext(dir.Path(), FileMode::Input, ShareLock::None); }), 75);
-  EXPECT_EQ(ErrorOf([&] { FileOpen(0, dir.File("x"), FileMode::Output, ShareLock::None); }), 52);
+  EXPECT_EQ(NumberRaisedBy([&] { FileOpenNext(dir.Path(), FileMode::Input, ShareLock::None); }),
+            75);
+  EXPECT_EQ(NumberRaisedBy([&] { FileOpen(0, dir.File("x"), FileMode::Output, ShareLock::None); }),
+            52);
   int32_t n = FreeFile();
   FileOpen(n, dir.File("x"), FileMode::Output, ShareLock::None);
-  EXPECT_EQ(ErrorOf([&] { FileOpen(n, dir.File("y"), FileMode::Output, ShareLock::None); }), 55);
+  EXPECT_EQ(NumberRaisedBy([&] { FileOpen(n, dir.File("y"), FileMode::Output, ShareLock::None); }),
+            55);
   EXPECT_NE(FreeFile(), n);
   FileClose(n);
 }
@@ -112,7 +109,7 @@ TEST(FileLocks, ExclusiveKeepsEveryoneOutSharedOnlyWriters) {
   WriteBytes(dir.FileU8("l"), "data\r\n");
   int32_t writer = FileOpenNext(path, FileMode::Append, ShareLock::Exclusive);
   auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(ErrorOf([&] { FileOpenNext(path, FileMode::Input, ShareLock::Shared); }), 70);
+  EXPECT_EQ(NumberRaisedBy([&] { FileOpenNext(path, FileMode::Input, ShareLock::Shared); }), 70);
   auto waited = std::chrono::steady_clock::now() - start;
   EXPECT_GE(waited, std::chrono::milliseconds(kLockWaitMs - 50));  // it waited before giving up
   EXPECT_LT(waited, std::chrono::milliseconds(kLockWaitMs * 3));
@@ -140,7 +137,7 @@ TEST(FileLocks, OutputTruncatesOnlyOnceTheLockIsHeld) {
   WriteBytes(dir.FileU8("t"), "keep me\r\n");
   int32_t reader = FileOpenNext(path, FileMode::Input, ShareLock::Shared);
   File f;
-  EXPECT_EQ(ErrorOf([&] {
+  EXPECT_EQ(NumberRaisedBy([&] {
               f = File::Open(path, OpenOptions{Access::Write, true, true, ShareLock::Exclusive});
             }),
             70);

@@ -6,18 +6,12 @@
 #include "frame/error.h"
 #include "platform/date.h"
 #include "platform/locale.h"
+#include "support/raised.h"
 
 namespace kiv {
 namespace {
 
-int32_t ErrorOf(void (*f)()) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e.number;
-  }
-  return 0;
-}
+using kivtest::NumberRaisedBy;
 
 class LocaleScope {
  public:
@@ -37,13 +31,13 @@ TEST(VbConvert, IntegerConversionsRoundHalfToEvenAndOverflow) {
   EXPECT_EQ(CLng(Variant(u"&H10000")), 65536);
   EXPECT_EQ(CLng(Variant(true)), -1);
   EXPECT_EQ(CLng(Variant()), 0);  // Empty
-  EXPECT_EQ(ErrorOf([] { CInt(Variant(32767.5)); }), 6);
-  EXPECT_EQ(ErrorOf([] { CInt(Variant(-32768.6)); }), 6);
-  EXPECT_EQ(ErrorOf([] { CLng(Variant(2147483647.5)); }), 6);
-  EXPECT_EQ(ErrorOf([] { CByte(Variant(int32_t{-1})); }), 6);
-  EXPECT_EQ(ErrorOf([] { CLng(Variant(u"12abc")); }), 13);
-  EXPECT_EQ(ErrorOf([] { CLng(Variant(u"")); }), 13);
-  EXPECT_EQ(ErrorOf([] { CLng(Variant::Null()); }), 94);
+  EXPECT_EQ(NumberRaisedBy([] { CInt(Variant(32767.5)); }), 6);
+  EXPECT_EQ(NumberRaisedBy([] { CInt(Variant(-32768.6)); }), 6);
+  EXPECT_EQ(NumberRaisedBy([] { CLng(Variant(2147483647.5)); }), 6);
+  EXPECT_EQ(NumberRaisedBy([] { CByte(Variant(int32_t{-1})); }), 6);
+  EXPECT_EQ(NumberRaisedBy([] { CLng(Variant(u"12abc")); }), 13);
+  EXPECT_EQ(NumberRaisedBy([] { CLng(Variant(u"")); }), 13);
+  EXPECT_EQ(NumberRaisedBy([] { CLng(Variant::Null()); }), 94);
   EXPECT_EQ(CCur(Variant(1.23456)).scaled, 12346);
   EXPECT_EQ(CCur(Variant(-1.23456)).scaled, -12346);
 }
@@ -71,7 +65,7 @@ TEST(VbConvert, NumbersHonourTheLocaleRule) {
   EXPECT_EQ(CStr(Variant(true)), u"True");
   EXPECT_TRUE(CBool(Variant(u"true")));
   EXPECT_FALSE(CBool(Variant(u"0")));
-  EXPECT_EQ(ErrorOf([] { CBool(Variant(u"maybe")); }), 13);
+  EXPECT_EQ(NumberRaisedBy([] { CBool(Variant(u"maybe")); }), 13);
 }
 
 TEST(VbConvert, VariantAccessorsNeverThrow) {

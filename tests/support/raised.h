@@ -1,0 +1,29 @@
+// The error a call raises, for tests of code that raises (the library's internals, DAO objects).
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "kivdbxt/raised_error.h"
+
+namespace kivtest {
+
+// The error the call raises; nullopt when it raises nothing.
+template <class F>
+std::optional<kiv::Error> RaisedBy(F&& f) {
+  try {
+    f();
+  } catch (const kiv::Error& e) {
+    return e;
+  }
+  return std::nullopt;
+}
+
+// The number of the error the call raises; 0 when it raises nothing.
+template <class F>
+int32_t NumberRaisedBy(F&& f) {
+  auto e = RaisedBy(f);
+  return e ? e->number : 0;
+}
+
+}  // namespace kivtest
