@@ -14,6 +14,9 @@
 
 namespace kiv {
 
+// An entry of KivLog's table of open logs (library-internal).
+struct OpenLogEntry;
+
 // Every operation that returns bool returns True when it failed; the error is then recorded
 // (kiv::LastErrorRecord) with the operation's Source. Opening returns the Id 0 on failure.
 class KivLog : public Object {
@@ -106,6 +109,8 @@ class KivLog : public Object {
  private:
   // The descriptor of an open log; raises "Eventlog not started." for an unknown Id.
   std::shared_ptr<KivLogInfo> FindLog(int32_t Id) const;
+  // The whole entry of an open log in the table.
+  OpenLogEntry& FindEntry(int32_t Id) const;
   // Enter a descriptor in the table of open logs, or take one out.
   void AddLog(int32_t Id, const std::shared_ptr<KivLogInfo>& info);
   void RemoveLog(int32_t Id);
@@ -113,7 +118,7 @@ class KivLog : public Object {
   // The table of open logs: descriptors keyed by their unk, in the order opened.
   std::shared_ptr<Collection> logs_;
   // The same descriptors by Id, for the lookup every write makes.
-  std::unordered_map<int32_t, std::shared_ptr<KivLogInfo>> by_id_;
+  std::unordered_map<int32_t, std::unique_ptr<OpenLogEntry>> by_id_;
 };
 
 }  // namespace kiv

@@ -4,62 +4,81 @@
 #include <algorithm>
 
 #include "frame/error.h"
-#include "platform/file_table.h"
 #include "platform/rt_errors.h"
+#include "platform/text_codec.h"
 
 namespace kiv {
 namespace {
 
-// Creates a file empty, truncating an existing one.
-void EmptyFile(const String& path) {
-  int32_t n = FileOpenNext(path, FileMode::Output, ShareLock::Exclusive);
-  FileClose(n);
-}
-
 // The count at the head of the index, bounded by the entries that follow it: a writer stopped
 // between the count and its entry leaves a count one too large.
-int32_t IndexCount(int32_t index) {
-  int64_t length = FileLof(index);
+int32_t IndexCount(const File& index) {
+  int64_t length = index.Size();
   if (length < 4) return 0;
   int64_t entries = length / 4 - 1;
-  return static_cast<int32_t>(std::clamp<int64_t>(GetLong(index, 1), 0, entries));
+  return static_cast<int32_t>(std::clamp<int64_t>(ReadIndexValue(index, 0), 0, entries));
 }
 
-void OpenBoth(const String& base, LogFiles& files, bool read_only, bool create) {
-  if (read_only && create) Raise(kErrInvalidCall);
-  const String data = base + kExtLogData;
-  const String index = base + kExtLogIndex;
-  if (create) {
-    EmptyFile(data);
-    EmptyFile(index);
-  }
+// For reading, others may read too; for writing, the file is locked against all others and
+// created when missing.
+File OpenOne(const std::string& path, bool read_only, Access write_access) {
   if (read_only) {
-    files.data = FileOpenNext(data, FileMode::Input, ShareLock::Shared);
-    files.index = FileOpenNext(index, FileMode::Binary, ShareLock::Shared, Access::Read);
-  } else {
-    files.data = FileOpenNext(data, FileMode::Append, ShareLock::Exclusive);
-    files.index = FileOpenNext(index, FileMode::Binary, ShareLock::Exclusive, Access::ReadWrite);
+    return File::OpenNative(path, OpenOptions{Access::Read, false, false, ShareLock::Shared});
   }
+  return File::OpenNative(path, OpenOptions{write_access, true, false, ShareLock::Exclusive});
+}
+
+void OpenBoth(const LogPaths& paths, LogFiles& files, bool read_only, bool create) {
+  if (read_only && create) Raise(kErrInvalidCall);
+  if (create) {
+    // Both files are emptied before either is opened for the write that follows.
+    File::OpenNative(paths.data, OpenOptions{Access::Write, true, true, ShareLock::Exclusive});
+    File::OpenNative(paths.index, OpenOptions{Access::Write, true, true, ShareLock::Exclusive});
+  }
+  // The data file is only appended to; the index is read as well as written.
+  files.data = OpenOne(paths.data, read_only, Access::Write);
+  files.index = OpenOne(paths.index, read_only, Access::ReadWrite);
 }
 
 }  // namespace
 
-void LogFiles::Close() {
-  FileClose(index);
-  FileClose(data);
+LogPaths NativeLogPaths(const String& base) {
+  std::string native = ToUtf8(base);
+  LogPaths paths{native, native};
+  paths.data += ToUtf8(kExtLogData);
+  paths.index += ToUtf8(kExtLogIndex);
+  return paths;
+}
+
+int32_t ReadIndexValue(const File& index, int64_t offset) {
+  unsigned char b[4];
+  if (index.ReadAt(offset, b, 4) != 4) Raise(kErrInputPastEnd);
+  return static_cast<int32_t>(b[0] | b[1] << 8 | b[2] << 16 | static_cast<uint32_t>(b[3]) << 24);
+}
+
+void WriteIndexValue(File& index, int64_t offset, int32_t value) {
+  const auto v = static_cast<uint32_t>(value);
+  const char b[4] = {static_cast<char>(v), static_cast<char>(v >> 8), static_cast<char>(v >> 16),
+                     static_cast<char>(v >> 24)};
+  index.WriteAt(offset, b, 4);
+}
+
+void OpenLogFiles(KivLogInfo& info, const LogPaths& paths, LogFiles& files, bool read_only,
+                  bool create) {
+  try {
+    OpenBoth(paths, files, read_only, create);
+  } catch (const Error& e) {
+    files.Close();
+    throw Error{
+        e.number,
+        u"Impossibile aprire il file di log " + info.FileName() + u"\r\n" + RtErrorText(e.number),
+        e.last_dll_error};
+  }
+  info.Events(IndexCount(files.index));
 }
 
 void OpenLogFiles(KivLogInfo& info, LogFiles& files, bool read_only, bool create) {
-  const String& base = info.FileName();
-  try {
-    OpenBoth(base, files, read_only, create);
-  } catch (const Error& e) {
-    files.Close();
-    throw Error{e.number,
-                u"Impossibile aprire il file di log " + base + u"\r\n" + RtErrorText(e.number),
-                e.last_dll_error};
-  }
-  info.Events(IndexCount(files.index));
+  OpenLogFiles(info, NativeLogPaths(info.FileName()), files, read_only, create);
 }
 
 }  // namespace kiv

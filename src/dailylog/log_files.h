@@ -3,37 +3,69 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "frame/guard.h"
+#include "kivdbxt/kiv_log.h"
 #include "kivdbxt/kiv_log_info.h"
 #include "kivdbxt/types.h"
+#include "platform/file.h"
 
 namespace kiv {
 
 inline constexpr char16_t kExtLogData[] = u".ZLG";
 inline constexpr char16_t kExtLogIndex[] = u".ZLI";
 
-// The file numbers of one open log. Closing both is safe at any time.
-struct LogFiles {
-  int32_t data = 0;
-  int32_t index = 0;
+// The native names of a log's two files, worked out once for a base name.
+struct LogPaths {
+  std::string data;
+  std::string index;
+};
+LogPaths NativeLogPaths(const String& base);
 
-  LogFiles() = default;
-  LogFiles(const LogFiles&) = delete;
-  LogFiles& operator=(const LogFiles&) = delete;
-  ~LogFiles() { Close(); }
-  void Close();
+// The two open files of a log. Closing both is safe at any time.
+struct LogFiles {
+  File data;
+  File index;
+  void Close() {
+    index.Close();
+    data.Close();
+  }
 };
 
-// Opens the data file, then the index file, of info's FileName: for writing (locked against all
-// others, missing files created, emptied first when `create`) or for reading (others may read
-// but not write; missing files are error 53). A failure raises its number with "Impossibile
-// aprire il file di log <base>" and the run time's text. On success info's Events holds the
-// index count, bounded by the entries the index file really holds.
+// Opens the data file, then the index file, of info's FileName (whose native names are `paths`):
+// for writing (locked against all others, missing files created, emptied first when `create`)
+// or for reading (others may read but not write; missing files are error 53). A failure raises
+// its number with "Impossibile aprire il file di log <base>" and the run time's text. On success
+// info's Events holds the index count, bounded by the entries the index file really holds.
+void OpenLogFiles(KivLogInfo& info, const LogPaths& paths, LogFiles& files, bool read_only,
+                  bool create);
+// The same, working out the native names from info's FileName.
 void OpenLogFiles(KivLogInfo& info, LogFiles& files, bool read_only, bool create);
 
-// 1-based position of the index entry of an ordinal.
-inline int64_t IndexEntryPosition(int64_t ordinal) { return 4 * ordinal + 1; }
+// An entry of the table of open logs. The native paths and the day of the descriptor's FileName
+// are worked out once per name, since every write needs them.
+struct OpenLogEntry {
+  explicit OpenLogEntry(std::shared_ptr<KivLogInfo> descriptor) : info(std::move(descriptor)) {}
+  const LogPaths& Paths();
+  // The day of FileName; raises as LogDayDate does.
+  Date Day();
+
+  std::shared_ptr<KivLogInfo> info;
+
+ private:
+  String paths_of_;
+  LogPaths paths_;
+  String day_of_;
+  Date day_ = 0;
+};
+
+// The 32-bit little-endian values of the index.
+int32_t ReadIndexValue(const File& index, int64_t offset);
+void WriteIndexValue(File& index, int64_t offset, int32_t value);
+
+// 0-based offset of the index entry of an ordinal.
+inline int64_t IndexEntryOffset(int64_t ordinal) { return 4 * ordinal; }
 
 // The default folder of the daily logs.
 String DefaultLogFolder();

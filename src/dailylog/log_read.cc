@@ -22,7 +22,7 @@ constexpr int64_t kEndLineBytes = sizeof(kEndLine) / sizeof(char16_t) - 1 + 2;  
 // reads each entry once and a page near the end of a large day reads only its own block.
 class IndexCursor {
  public:
-  explicit IndexCursor(int32_t file) : file_(file) {}
+  explicit IndexCursor(const File& file) : file_(file) {}
 
   int32_t Position(int32_t ordinal, int32_t events) {
     if (ordinal < first_ || ordinal >= first_ + static_cast<int32_t>(block_.size())) {
@@ -37,8 +37,10 @@ class IndexCursor {
   void Load(int32_t ordinal, int32_t events) {
     first_ = (ordinal - 1) / kBlock * kBlock + 1;
     int32_t n = std::min(kBlock, events - first_ + 1);
-    std::string bytes = GetBytes(file_, IndexEntryPosition(first_), static_cast<size_t>(n) * 4);
     block_.resize(static_cast<size_t>(n));
+    const size_t want = static_cast<size_t>(n) * 4;
+    std::string bytes(want, '\0');
+    if (file_.ReadAt(IndexEntryOffset(first_), bytes.data(), want) != want) Raise(kErrInputPastEnd);
     for (int32_t i = 0; i < n; ++i) {
       const auto* b = reinterpret_cast<const unsigned char*>(bytes.data()) + 4 * i;
       block_[static_cast<size_t>(i)] =
@@ -46,7 +48,7 @@ class IndexCursor {
     }
   }
 
-  int32_t file_;
+  const File& file_;
   int32_t first_ = 0;
   std::vector<int32_t> block_;
 };
@@ -61,14 +63,14 @@ bool LastRecordWhole(int32_t data, int32_t position) {
   return LineInput(data) == kEndLine && FileLoc(data) == length + 1;
 }
 
-std::shared_ptr<KivLogEvent> LoadEvent(const LogFiles& files, IndexCursor& index, int32_t ordinal,
+std::shared_ptr<KivLogEvent> LoadEvent(int32_t data, IndexCursor& index, int32_t ordinal,
                                        int32_t events) {
   auto event = std::make_shared<KivLogEvent>();
   const int32_t position = index.Position(ordinal, events);
   event->Offset(position);
   EventAccess::SetOrdinal(*event, ordinal);
-  FileSeek(files.data, position);
-  int32_t handle = files.data;
+  FileSeek(data, position);
+  int32_t handle = data;
   if (event->Load(handle) || event->RestoreData()) RaiseRecorded();
   return event;
 }
@@ -115,6 +117,7 @@ void AddEvent(Collection& data, const std::shared_ptr<KivLogEvent>& event, bool 
 bool ReadEventLog(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int32_t Count,
                   const std::shared_ptr<KivLogFilter>& Filter, bool Backwards, bool Adjust) {
   LogFiles files;
+  ScopedFileNumber data_file;  // the data file under a number, for the events' Load
   return Guard(
       u"KivLog.ReadEventLog", true,
       [&] {
@@ -122,9 +125,11 @@ bool ReadEventLog(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int3
         Collection& data = *EvLog->LogData();
         data.Clear();
         OpenLogFiles(*EvLog, files, true, false);
+        data_file.Reset(FileAdopt(std::move(files.data), FileMode::Input));
         IndexCursor index(files.index);
         int32_t events = EvLog->Events();
-        if (events > 0 && !LastRecordWhole(files.data, index.Position(events, events))) --events;
+        if (events > 0 && !LastRecordWhole(data_file.get(), index.Position(events, events)))
+          --events;
         EvLog->Events(events);
         if (events == 0) return false;
         if (Start > events) {
@@ -136,7 +141,7 @@ bool ReadEventLog(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int3
         Walk walk{Start, Backwards, Adjust, Backwards};
         int32_t gathered = 0;
         while (gathered < Count) {
-          auto event = LoadEvent(files, index, walk.ordinal, events);
+          auto event = LoadEvent(data_file.get(), index, walk.ordinal, events);
           if (!Filter || Filter->IsValid(*event)) {
             AddEvent(data, event, walk.at_front);
             ++gathered;
@@ -144,9 +149,13 @@ bool ReadEventLog(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int3
           if (!Advance(walk, data, gathered, Count, Start, events)) break;
         }
         files.Close();
+        data_file.Reset(0);
         return false;
       },
-      [&] { files.Close(); });
+      [&] {
+        files.Close();
+        data_file.Reset(0);
+      });
 }
 
 bool KivLog::EventLogRead(const std::shared_ptr<KivLogInfo>& EvLog, const int32_t& Start,

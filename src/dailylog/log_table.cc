@@ -30,15 +30,33 @@ KivLog::~KivLog() {
   for (int32_t id : ids) EventLogClose(id);
 }
 
-std::shared_ptr<KivLogInfo> KivLog::FindLog(int32_t Id) const {
+OpenLogEntry& KivLog::FindEntry(int32_t Id) const {
   auto it = by_id_.find(Id);
   if (it == by_id_.end()) RaiseLibrary(u"Eventlog not started.");
-  return it->second;
+  return *it->second;
+}
+
+std::shared_ptr<KivLogInfo> KivLog::FindLog(int32_t Id) const { return FindEntry(Id).info; }
+
+const LogPaths& OpenLogEntry::Paths() {
+  if (paths_of_ != info->FileName() || paths_of_.empty()) {
+    paths_ = NativeLogPaths(info->FileName());
+    paths_of_ = info->FileName();
+  }
+  return paths_;
+}
+
+Date OpenLogEntry::Day() {
+  if (day_of_ != info->FileName() || day_of_.empty()) {
+    day_ = LogDayDate(info->FileName());
+    day_of_ = info->FileName();
+  }
+  return day_;
 }
 
 void KivLog::AddLog(int32_t Id, const std::shared_ptr<KivLogInfo>& info) {
   Check(logs_->Add(Variant(std::static_pointer_cast<Object>(info)), info->unk()));
-  by_id_[Id] = info;
+  by_id_[Id] = std::make_unique<OpenLogEntry>(info);
 }
 
 void KivLog::RemoveLog(int32_t Id) {

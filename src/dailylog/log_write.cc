@@ -3,13 +3,13 @@
 #include <limits>
 
 #include "dailylog/log_files.h"
+#include "event/event_access.h"
 #include "frame/error.h"
 #include "frame/guard.h"
 #include "kivdbxt/kiv_log.h"
 #include "kivdbxt/kiv_log_event.h"
 #include "platform/clock.h"
 #include "platform/date.h"
-#include "platform/file_table.h"
 #include "platform/rt_errors.h"
 #include "platform/system.h"
 
@@ -17,30 +17,29 @@ namespace kiv {
 namespace {
 
 // Moves the log to the files of `now`'s day when the day has changed since its files were named.
-void FollowDay(KivLogInfo& info, Date now) {
+void FollowDay(OpenLogEntry& log, Date now) {
+  KivLogInfo& info = *log.info;
   if (info.Options() & KIVLIOPT_DONTCHANGEFILE) return;
-  if (DateDiffDays(LogDayDate(info.FileName()), now) <= 0) return;
+  if (DateDiffDays(log.Day(), now) <= 0) return;
   String path = info.Path();
   info.FileName(MakeLogFileName(info.AppId(), path, now));
 }
 
 void CheckSize(const KivLogInfo& info, const LogFiles& files) {
-  if (info.MaxSize() > 0 && FileLof(files.data) > info.MaxSize()) {
+  if (info.MaxSize() > 0 && files.data.Size() > info.MaxSize()) {
     RaiseLibrary(u"Il file di log " + info.FileName() + u" ha superato la dimensione massima.");
   }
 }
 
 // Appends in this order: the new count, the new entry, the record. The count comes first, so an
 // interrupted append leaves a count that readers bound by the entries really present.
-void AppendEvent(KivLogInfo& info, const LogFiles& files, KivLogEvent& event) {
+void AppendEvent(KivLogInfo& info, LogFiles& files, std::string_view record) {
   const int32_t n = info.Events();
-  int64_t data_position = n == 0 ? 1 : FileLof(files.data) + 1;
-  if (data_position > std::numeric_limits<int32_t>::max()) Raise(kErrOverflow);
-  PutLong(files.index, 1, n + 1);
-  PutLong(files.index, IndexEntryPosition(n + 1), static_cast<int32_t>(data_position));
-  FileSeek(files.data, data_position);
-  int32_t handle = files.data;
-  if (event.Save(handle)) RaiseRecorded();
+  int64_t data_offset = n == 0 ? 0 : files.data.Size();
+  if (data_offset + 1 > std::numeric_limits<int32_t>::max()) Raise(kErrOverflow);
+  WriteIndexValue(files.index, 0, n + 1);
+  WriteIndexValue(files.index, IndexEntryOffset(n + 1), static_cast<int32_t>(data_offset + 1));
+  files.data.WriteAt(data_offset, record.data(), record.size());  // the whole record at once
   info.Events(n + 1);
 }
 
@@ -53,13 +52,14 @@ bool KivLog::EventLogWrite(int32_t Id, const String& Source, const String& RawDa
   return Guard(
       u"KivLog.EventLogWrite", true,
       [&] {
-        auto info = FindLog(Id);
+        OpenLogEntry& log = FindEntry(Id);
+        KivLogInfo& info = *log.info;
         const Date now = Now();
-        FollowDay(*info, now);
+        FollowDay(log, now);
 
         KivLogEvent event;
         event.EvCategory(Category);
-        event.EvComputer(info->Computer());
+        event.EvComputer(info.Computer());
         event.EvDate(now);
         event.EvId(EventId);
         event.EvDataType(RawDataType);
@@ -68,12 +68,14 @@ bool KivLog::EventLogWrite(int32_t Id, const String& Source, const String& RawDa
         event.EvSource(Source);
         event.EvType(EventType);
         event.EvUnk(UniqueNumber());
-        event.EvUser(info->User());
+        event.EvUser(info.User());
         if (event.TranslateData()) RaiseRecorded();
+        std::string record;
+        EventAccess::AppendRecord(event, record);
 
-        OpenLogFiles(*info, files, false, false);
-        CheckSize(*info, files);
-        AppendEvent(*info, files, event);
+        OpenLogFiles(info, log.Paths(), files, false, false);
+        CheckSize(info, files);
+        AppendEvent(info, files, record);
         files.Close();
         return false;
       },

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <string>
 
+#include "event/event_access.h"
 #include "frame/error.h"
 #include "frame/factory.h"
 #include "frame/guard.h"
@@ -88,26 +89,30 @@ int32_t ToLong(StringView text) { return CLng(Variant(String(text))); }
 
 }  // namespace
 
+void EventAccess::AppendRecord(const KivLogEvent& event, std::string& block) {
+  block.reserve(block.size() + 160 + event.ev_raw_data_.size());
+  AppendLine(block, "UNK=", event.ev_unk_);
+  AppendLine(block, "DAT=", GeneralDate(event.ev_date_));
+  AppendLine(block, "SRC=", event.ev_source_);
+  AppendLine(block, "TYP=", event.ev_type_);
+  AppendLine(block, "CAT=", event.ev_category_);
+  AppendLine(block, "EID=", event.ev_id_);
+  AppendLine(block, "USR=", event.ev_user_);
+  AppendLine(block, "COM=", event.ev_computer_);
+  AppendLine(block, "SVR=", event.ev_server_);
+  AppendLine(block, "DTP=", event.ev_data_type_);
+  if (event.ev_data_type_ == RWDT_BINARY) {
+    AppendLine(block, "RWD=", event.ev_raw_data_);
+  } else {
+    AppendRawLines(event.ev_raw_data_, block);
+  }
+  block += kEndLine;
+}
+
 bool KivLogEvent::Save(int32_t& hndl) {
   return Guard(u"KivLogEvent.Save", true, [&] {
     std::string block;
-    block.reserve(160 + ev_raw_data_.size());
-    AppendLine(block, "UNK=", ev_unk_);
-    AppendLine(block, "DAT=", GeneralDate(ev_date_));
-    AppendLine(block, "SRC=", ev_source_);
-    AppendLine(block, "TYP=", ev_type_);
-    AppendLine(block, "CAT=", ev_category_);
-    AppendLine(block, "EID=", ev_id_);
-    AppendLine(block, "USR=", ev_user_);
-    AppendLine(block, "COM=", ev_computer_);
-    AppendLine(block, "SVR=", ev_server_);
-    AppendLine(block, "DTP=", ev_data_type_);
-    if (ev_data_type_ == RWDT_BINARY) {
-      AppendLine(block, "RWD=", ev_raw_data_);
-    } else {
-      AppendRawLines(ev_raw_data_, block);
-    }
-    block += kEndLine;
+    EventAccess::AppendRecord(*this, block);
     WriteText(hndl, block);  // the whole block in one write
     return false;
   });

@@ -12,6 +12,7 @@
 #include "frame/error.h"
 #include "platform/fs.h"
 #include "platform/rt_errors.h"
+#include "platform/text_codec.h"
 
 namespace kiv {
 namespace {
@@ -49,6 +50,11 @@ File::~File() { Close(); }
 
 File File::Open(const String& path, const OpenOptions& options) {
   if (path.empty()) Raise(kErrBadFileNumber);
+  return OpenNative(ToUtf8(path), options);
+}
+
+File File::OpenNative(const std::string& path, const OpenOptions& options) {
+  if (path.empty()) Raise(kErrBadFileNumber);
   int flags = O_CLOEXEC;
   switch (options.access) {
     case Access::Read:
@@ -62,11 +68,10 @@ File File::Open(const String& path, const OpenOptions& options) {
       break;
   }
   if (options.create) flags |= O_CREAT;
-  const std::string native = ToUtf8(path);
-  int fd = ::open(native.c_str(), flags, 0666);
+  int fd = ::open(path.c_str(), flags, 0666);
   if (fd < 0) {
     int err = errno;
-    RaiseErrno(err, err == ENOENT && !FolderExists(ParentFolder(path)));
+    RaiseErrno(err, err == ENOENT && !FolderExists(ParentFolder(FromUtf8(path))));
   }
   File file(fd);
   struct stat st;

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "kivdbxt/types.h"
 
@@ -34,6 +35,9 @@ class File {
 
   // Raises 53 (file not found), 76 (path not found), 70 (locked), 75 (access) ...
   static File Open(const String& path, const OpenOptions& options);
+  // The same with the path already in the system's encoding (UTF-8), for callers that open one
+  // file many times and convert its name once.
+  static File OpenNative(const std::string& path, const OpenOptions& options);
 
   bool IsOpen() const { return fd_ >= 0; }
   int64_t Size() const;

@@ -51,6 +51,14 @@ OpenFile& Lookup(int32_t number) {
   return *table[number];
 }
 
+std::unique_ptr<OpenFile> MakeEntry(File file, FileMode mode) {
+  auto entry = std::make_unique<OpenFile>();
+  entry->file = std::move(file);
+  entry->mode = mode;
+  if (mode == FileMode::Append) entry->pos = entry->file.Size();
+  return entry;
+}
+
 std::unique_ptr<OpenFile> OpenEntry(const String& path, FileMode mode, ShareLock lock,
                                     Access access) {
   OpenOptions options;
@@ -69,11 +77,7 @@ std::unique_ptr<OpenFile> OpenEntry(const String& path, FileMode mode, ShareLock
       options = {access, access != Access::Read, false, lock};
       break;
   }
-  auto entry = std::make_unique<OpenFile>();
-  entry->file = File::Open(path, options);
-  entry->mode = mode;
-  if (mode == FileMode::Append) entry->pos = entry->file.Size();
-  return entry;
+  return MakeEntry(File::Open(path, options), mode);
 }
 
 int32_t LowestFree() {
@@ -81,6 +85,14 @@ int32_t LowestFree() {
     if (!table[n]) return n;
   }
   Raise(kErrTooManyFiles);
+}
+
+// Puts an entry under the lowest free number.
+int32_t Enter(std::unique_ptr<OpenFile> entry) {
+  std::lock_guard<std::mutex> guard(table_mutex);
+  int32_t number = LowestFree();
+  table[number] = std::move(entry);
+  return number;
 }
 
 void RequireText(const OpenFile& f, bool output) {
@@ -114,12 +126,10 @@ void FileOpen(int32_t number, const String& path, FileMode mode, ShareLock lock,
 }
 
 int32_t FileOpenNext(const String& path, FileMode mode, ShareLock lock, Access access) {
-  auto entry = OpenEntry(path, mode, lock, access);
-  std::lock_guard<std::mutex> guard(table_mutex);
-  int32_t number = LowestFree();
-  table[number] = std::move(entry);
-  return number;
+  return Enter(OpenEntry(path, mode, lock, access));
 }
+
+int32_t FileAdopt(File file, FileMode mode) { return Enter(MakeEntry(std::move(file), mode)); }
 
 void FileClose(int32_t& number) {
   if (number <= 0) return;

@@ -32,8 +32,29 @@ void FileOpen(int32_t number, const String& path, FileMode mode, ShareLock lock,
 // Opens a file under the lowest free number and returns it.
 int32_t FileOpenNext(const String& path, FileMode mode, ShareLock lock,
                      Access access = Access::ReadWrite);
+// Puts a file opened by the caller under the lowest free number, positioned at its start (at its
+// end for Append), and returns the number.
+int32_t FileAdopt(File file, FileMode mode);
 // Closes a number that is greater than 0 and sets it to 0; never raises.
 void FileClose(int32_t& number);
+
+// A file number that is closed when it goes out of scope.
+class ScopedFileNumber {
+ public:
+  ScopedFileNumber() = default;
+  explicit ScopedFileNumber(int32_t number) : number_(number) {}
+  ScopedFileNumber(const ScopedFileNumber&) = delete;
+  ScopedFileNumber& operator=(const ScopedFileNumber&) = delete;
+  ~ScopedFileNumber() { FileClose(number_); }
+  int32_t get() const { return number_; }
+  void Reset(int32_t number) {
+    FileClose(number_);
+    number_ = number;
+  }
+
+ private:
+  int32_t number_ = 0;
+};
 
 // Reads one line: it ends at CR or CR LF (a lone LF is an ordinary character). Raises 62 at the
 // end of the file.
