@@ -15,16 +15,20 @@ std::mutex clock_mutex;
 std::function<Date()> clock_source;
 std::atomic<bool> clock_replaced{false};  // lets Now() skip the lock in normal use
 
+// Whole seconds, as the run time's Now gives. The local-time conversion is kept for the rest of
+// its second: writers call Now for every event, often many times a second.
 Date SystemNow() {
-  auto now = std::chrono::system_clock::now();
-  auto us = std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch()).count();
-  std::time_t secs = static_cast<std::time_t>(us / 1000000);
+  thread_local std::time_t last_secs = -1;
+  thread_local Date last_date = 0;
+  const std::time_t secs = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  if (secs == last_secs) return last_date;
   std::tm local{};
   localtime_r(&secs, &local);
   DateParts p{local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
               local.tm_hour,        local.tm_min,     local.tm_sec};
-  // Whole seconds, as the run time's Now gives.
-  return MakeDate(p);
+  last_date = MakeDate(p);
+  last_secs = secs;
+  return last_date;
 }
 
 }  // namespace
