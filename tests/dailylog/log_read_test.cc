@@ -4,6 +4,7 @@
 #include <random>
 
 #include "dailylog_support.h"
+#include "platform/file_table.h"
 #include "platform/vb_convert.h"
 
 namespace kiv::testing {
@@ -170,6 +171,47 @@ TEST_F(LogReadTest, FailuresAreRecordedAndKeepWhatWasRead) {
   EXPECT_EQ(Last_Error(), 62);
   EXPECT_TRUE(log.EventLogRead(info, 4, 1));
   EXPECT_EQ(Last_Error(), 63);
+}
+
+// Each way out of a read or a write, early returns and failures included, gives back its file
+// numbers and locks: a leak would use up the process's numbers and lock writers out for good.
+TEST_F(LogReadTest, EveryWayOutReleasesFilesAndLocks) {
+  KivLog log;
+  const int32_t free_before = FreeFile();
+  const String empty = Base(u"EMPTY");
+  WriteAll(empty + u".ZLI", IndexBytes({0}));
+  WriteAll(empty + u".ZLG", "");
+  std::vector<int32_t> index = IndexValues(base);
+  std::string damaged = ReadAll(base + u".ZLG");
+  damaged[static_cast<size_t>(index[7] - 1)] = 'X';
+  const String bad = Base(u"BAD");
+  WriteAll(bad + u".ZLI", IndexBytes(index));
+  WriteAll(bad + u".ZLG", damaged);
+
+  for (int round = 0; round < 2 * kMaxFileNumber / 3; ++round) {
+    ASSERT_FALSE(log.EventLogRead(info, 2, 3));
+    ASSERT_FALSE(log.EventLogRead(info, 50, 3));  // past the end, forwards: nothing to read
+    ASSERT_FALSE(log.EventLogReadBack(InfoFor(empty), 1, 3));
+    ASSERT_TRUE(log.EventLogRead(InfoFor(Base(u"NOPE")), 1, 3));
+    ASSERT_TRUE(log.EventLogRead(InfoFor(bad), 6, 3));
+    ASSERT_EQ(Last_Error(), 20000);
+  }
+  EXPECT_EQ(FreeFile(), free_before);
+
+  // No lock is left behind either: a writer gets both files at once, and one refused for its
+  // size does not keep them.
+  int32_t id = log.EventLogOpen(u"APP", folder);
+  ASSERT_NE(id, 0);
+  log.EventLogMaxSize(id, 1);
+  EXPECT_TRUE(log.EventLogWrite(id, u"too big"));
+  EXPECT_EQ(Last_Error(), 20000);
+  ASSERT_FALSE(log.EventLogRead(info, 11, 1));
+  ASSERT_EQ(info->LogData()->Count(), 1);
+  EXPECT_EQ(Events(*info)[0]->EvRawData(), u"Open");
+  log.EventLogMaxSize(id, 0);
+  EXPECT_FALSE(log.EventLogClose(id));
+  EXPECT_EQ(IndexValues(base)[0], 12);
+  EXPECT_EQ(FreeFile(), free_before);
 }
 
 TEST_F(LogReadTest, EmptyDaysAndInterruptedWrites) {
