@@ -1,6 +1,4 @@
 // kivlog list: the daily logs of a folder, with their event counts and sizes.
-#include <unistd.h>
-
 #include <cstdio>
 #include <iostream>
 
@@ -25,14 +23,14 @@ int List(const ListArgs& a) {
   auto logs = std::make_shared<kiv::Collection>();
   const kiv::String folder = a.path.empty() ? log.LogDefaultPath() : U16(a.path);
   if (log.EventLogList(logs, folder)) return ReportError("list");
-  const bool progress = !Globals().json && logs->Count() > 200 && ::isatty(2);
+  Progress progress("reading", logs->Count());
   nlohmann::json items = nlohmann::json::array();
   if (!Globals().json)
     std::printf("%-24s %-10s %9s %12s %10s\n", "APP", "DAY", "EVENTS", "DATA", "INDEX");
   for (int32_t i = 1; i <= logs->Count(); ++i) {
     auto info = logs->ObjectAt<kiv::KivLogInfo>(i);
     if (!a.app.empty() && U8(info->AppId()) != a.app) continue;
-    if (progress) std::fprintf(stderr, "\rreading %d/%d", i, logs->Count());
+    progress.Update(i);
     // A read of no events opens the log and fetches its count.
     bool unreadable = log.EventLogRead(info, 1, 0);
     int64_t data = SizeOr0(info->FileName() + log.EXTLOGDATA());
@@ -46,13 +44,12 @@ int List(const ListArgs& a) {
                        {"index_bytes", index},
                        {"readable", !unreadable}});
     } else {
-      if (progress) std::fprintf(stderr, "\r");
+      progress.Clear();
       std::printf("%-24s %-10s %9d %12lld %10lld%s\n", U8(info->AppId()).c_str(),
                   U8(info->Day()).c_str(), info->Events(), static_cast<long long>(data),
                   static_cast<long long>(index), unreadable ? "  (cannot be read)" : "");
     }
   }
-  if (progress) std::fprintf(stderr, "\r%40s\r", "");
   if (Globals().json) {
     std::cout << nlohmann::json{{"folder", U8(folder)}, {"logs", items}}.dump() << std::endl;
   }

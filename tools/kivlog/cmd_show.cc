@@ -11,12 +11,6 @@
 namespace kivlog {
 namespace {
 
-struct FilterArgs {
-  std::string from, to;
-  std::vector<int> types, ids;
-  std::vector<std::string> categories, users, computers, sources, servers, raws;
-};
-
 struct ShowArgs {
   LogTarget target;
   int start = 1, count = 20;
@@ -30,36 +24,6 @@ struct TailArgs {
   bool follow = false;
   int interval_ms = 500;
 };
-
-// The filter the options ask for, or null when they ask for none.
-std::shared_ptr<kiv::KivLogFilter> MakeFilter(const FilterArgs& f) {
-  auto filter = std::make_shared<kiv::KivLogFilter>();
-  int32_t checks = 0;
-  if (!f.from.empty() || !f.to.empty()) {
-    checks |= kiv::LGFF_CHECKDATE;
-    filter->DateStart(f.from.empty() ? kiv::kMinDate : ParseDateOption(f.from, "--from"));
-    filter->DateEnd(f.to.empty() ? kiv::kMaxDate : ParseDateOption(f.to, "--to"));
-  }
-  auto numbers = [&](const std::vector<int>& values, int32_t flag, auto add) {
-    if (!values.empty()) checks |= flag;
-    for (int v : values) (filter.get()->*add)(v);
-  };
-  auto texts = [&](const std::vector<std::string>& values, int32_t flag, auto add) {
-    if (!values.empty()) checks |= flag;
-    for (const std::string& v : values) (filter.get()->*add)(U16(v));
-  };
-  numbers(f.types, kiv::LGFF_CHECKTYPE, &kiv::KivLogFilter::TypesAdd);
-  numbers(f.ids, kiv::LGFF_CHECKID, &kiv::KivLogFilter::IdsAdd);
-  texts(f.categories, kiv::LGFF_CHECKCATEGORY, &kiv::KivLogFilter::CategoriesAdd);
-  texts(f.users, kiv::LGFF_CHECKUSER, &kiv::KivLogFilter::UsersAdd);
-  texts(f.computers, kiv::LGFF_CHECKCOMPUTER, &kiv::KivLogFilter::ComputersAdd);
-  texts(f.sources, kiv::LGFF_CHECKSOURCE, &kiv::KivLogFilter::SourcesAdd);
-  texts(f.servers, kiv::LGFF_CHECKSERVER, &kiv::KivLogFilter::ServersAdd);
-  texts(f.raws, kiv::LGFF_CHECKRAWDATA, &kiv::KivLogFilter::RawDatasAdd);
-  if (checks == 0) return nullptr;
-  filter->Checks(checks);
-  return filter;
-}
 
 int Show(const ShowArgs& a) {
   kiv::KivLog log;
@@ -106,19 +70,6 @@ int Tail(const TailArgs& a) {
     for (int32_t i = 1; i <= data.Count(); ++i) PrintFollowed(*data.ObjectAt<kiv::KivLogEvent>(i));
     next += data.Count();
   }
-}
-
-void AddFilterOptions(CLI::App& cmd, FilterArgs& f) {
-  cmd.add_option("--from", f.from, "Only events at or after this date and time");
-  cmd.add_option("--to", f.to, "Only events at or before this date and time");
-  cmd.add_option("--type", f.types, "Only events of these types (repeatable)");
-  cmd.add_option("--id", f.ids, "Only events with these event ids (repeatable)");
-  cmd.add_option("--category", f.categories, "Only these categories, any case (repeatable)");
-  cmd.add_option("--user", f.users, "Only these users (repeatable)");
-  cmd.add_option("--computer", f.computers, "Only these computers (repeatable)");
-  cmd.add_option("--source", f.sources, "Only these sources (repeatable)");
-  cmd.add_option("--server", f.servers, "Only these servers (repeatable)");
-  cmd.add_option("--raw", f.raws, "Only events whose raw data contains one of these texts");
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ GlobalOptions& Globals();
 
 void AddEventCommands(CLI::App& app);  // event: one record's text form round trip
 void AddDemoCommand(CLI::App& app);    // demo: the main job of the README
-// write, show, tail, list, purge: the daily logs (.ZLG/.ZLI) of an application.
+// write, show, tail, list, purge, export, verify: the daily logs (.ZLG/.ZLI) of an application.
 void AddDailyLogCommands(CLI::App& app);
 // db: the database event log (create, report, show, purge, compact, settings, watch).
 void AddDbCommands(CLI::App& app);

@@ -2,9 +2,12 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log.h"
 
 namespace kivlog {
@@ -25,6 +28,39 @@ kiv::String TargetBase(kiv::KivLog& log, const LogTarget& target);
 // A date from the command line: ISO "YYYY-MM-DD[ hh:mm[:ss]]" or the locale's form.
 kiv::Date ParseDateOption(const std::string& text, const char* option);
 
+// The event filter options of show and export.
+struct FilterArgs {
+  std::string from, to;
+  std::vector<int> types, ids;
+  std::vector<std::string> categories, users, computers, sources, servers, raws;
+};
+void AddFilterOptions(CLI::App& cmd, FilterArgs& f);
+// The filter the options ask for, or null when they ask for none.
+std::shared_ptr<kiv::KivLogFilter> MakeFilter(const FilterArgs& f);
+
+// Walks a whole day from its first event, page by page, through the library's reads. A read
+// stops at a damaged event; the walk hands it to on_damaged (with the error the read recorded)
+// and goes on after it, so that nothing readable is left out. Returns True when the log itself
+// could not be read (not found, locked ...): that error is the one recorded.
+bool WalkDay(kiv::KivLog& log, const std::shared_ptr<kiv::KivLogInfo>& info,
+             const std::function<void(const kiv::Collection&)>& on_page,
+             const std::function<void(int32_t, const kiv::ErrorRecord&)>& on_damaged);
+
+// Shows "label done/total" on standard error while a long job runs, when it is a terminal.
+class Progress {
+ public:
+  Progress(const char* label, int64_t total);
+  ~Progress() { Clear(); }
+  void Update(int64_t done);
+  // Erases the progress line, before other output goes to the same terminal.
+  void Clear();
+
+ private:
+  const char* label_;
+  int64_t total_;
+  bool shown_;
+};
+
 // Prints the events of a descriptor's LogData: text, or one JSON document.
 void PrintPage(const kiv::KivLogInfo& info, int32_t start);
 // Prints one event of a followed log (text, or one JSON line).
@@ -34,5 +70,7 @@ void AddWriteCommand(CLI::App& app);
 void AddShowCommands(CLI::App& app);  // show, tail
 void AddListCommand(CLI::App& app);
 void AddPurgeCommand(CLI::App& app);
+void AddExportCommand(CLI::App& app);
+void AddVerifyCommand(CLI::App& app);
 
 }  // namespace kivlog

@@ -28,28 +28,37 @@ nlohmann::json EventJson(const kiv::KivLogEvent& e) {
           {"rawdata", U8(e.EvRawData())}};
 }
 
-void PrintEventText(const kiv::KivLogEvent& e) {
-  std::printf("#%d  %s  %s  type %d  id %d", e.Ordinal(), U8(kiv::GeneralDate(e.EvDate())).c_str(),
-              U8(e.EvSource()).c_str(), e.EvType(), e.EvId());
-  if (!e.EvCategory().empty()) std::printf("  [%s]", U8(e.EvCategory()).c_str());
+void PrintEventText(const kiv::KivLogEvent& e, std::ostream& out) {
+  out << '#' << e.Ordinal() << "  " << U8(kiv::GeneralDate(e.EvDate())) << "  " << U8(e.EvSource())
+      << "  type " << e.EvType() << "  id " << e.EvId();
+  if (!e.EvCategory().empty()) out << "  [" << U8(e.EvCategory()) << ']';
   if (!e.EvUser().empty() || !e.EvComputer().empty()) {
-    std::printf("  %s@%s", U8(e.EvUser()).c_str(), U8(e.EvComputer()).c_str());
+    out << "  " << U8(e.EvUser()) << '@' << U8(e.EvComputer());
   }
-  std::printf("\n");
-  if (!e.EvRawData().empty()) {
-    std::string raw = U8(e.EvRawData());
-    std::string line;
-    for (char c : raw) {
-      if (c == '\r') continue;
-      if (c == '\n') {
-        std::printf("    %s\n", line.c_str());
-        line.clear();
-      } else {
-        line += c;
-      }
+  out << '\n';
+  if (e.EvRawData().empty()) return;
+  // Raw data lines are indented; their CR LF ends become the platform's.
+  std::string line;
+  for (char c : U8(e.EvRawData())) {
+    if (c == '\r') continue;
+    if (c == '\n') {
+      out << "    " << line << '\n';
+      line.clear();
+    } else {
+      line += c;
     }
-    std::printf("    %s\n", line.c_str());
   }
+  out << "    " << line << '\n';
+}
+
+std::string CsvField(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (char c : text) {
+    if (c == '"') quoted += '"';
+    quoted += c;
+  }
+  return quoted + '"';
 }
 
 int ReportError(const std::string& what) {
