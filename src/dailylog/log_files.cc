@@ -53,7 +53,7 @@ LogPaths NativeLogPaths(const String& base) {
 int32_t ReadIndexValue(const File& index, int64_t offset) {
   unsigned char b[4];
   if (index.ReadAt(offset, b, 4) != 4) Raise(kErrInputPastEnd);
-  return static_cast<int32_t>(b[0] | b[1] << 8 | b[2] << 16 | static_cast<uint32_t>(b[3]) << 24);
+  return DecodeIndexValue(b);
 }
 
 void WriteIndexValue(File& index, int64_t offset, int32_t value) {

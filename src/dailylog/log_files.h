@@ -61,6 +61,9 @@ struct OpenLogEntry {
 };
 
 // The 32-bit little-endian values of the index.
+inline int32_t DecodeIndexValue(const unsigned char* b) {
+  return static_cast<int32_t>(b[0] | b[1] << 8 | b[2] << 16 | static_cast<uint32_t>(b[3]) << 24);
+}
 int32_t ReadIndexValue(const File& index, int64_t offset);
 void WriteIndexValue(File& index, int64_t offset, int32_t value);
 

@@ -41,11 +41,8 @@ class IndexCursor {
     const size_t want = static_cast<size_t>(n) * 4;
     std::string bytes(want, '\0');
     if (file_.ReadAt(IndexEntryOffset(first_), bytes.data(), want) != want) Raise(kErrInputPastEnd);
-    for (int32_t i = 0; i < n; ++i) {
-      const auto* b = reinterpret_cast<const unsigned char*>(bytes.data()) + 4 * i;
-      block_[static_cast<size_t>(i)] =
-          static_cast<int32_t>(b[0] | b[1] << 8 | b[2] << 16 | static_cast<uint32_t>(b[3]) << 24);
-    }
+    const auto* b = reinterpret_cast<const unsigned char*>(bytes.data());
+    for (int32_t i = 0; i < n; ++i) block_[static_cast<size_t>(i)] = DecodeIndexValue(b + 4 * i);
   }
 
   const File& file_;
