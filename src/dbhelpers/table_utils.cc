@@ -2,6 +2,7 @@
 // an index switch, bookmarks, free keys, closing, compaction.
 #include "dbhelpers/module_support.h"
 #include "kivdbxt/qv_db_xt_mod.h"
+#include "platform/dao/compact.h"
 #include "platform/fs.h"
 #include "platform/system.h"
 #include "platform/text_compare.h"
@@ -177,30 +178,17 @@ bool Close_WorkSpace(WorkspaceRef& Wksp) {
       [&] { Wksp.reset(); });
 }
 
-bool Db_CompactEx(const String& DbName, const Variant& TmpFile, int32_t DbType) {
-  String tmp;
-  bool chosen = false;    // the temporary name is ours, not the caller's
-  bool replaced = false;  // once the database file is gone, the copy in tmp must stay
-  return Guard(
-      u"QvDbXtMod.DbCompact", true,
-      [&] {
-        tmp =
-            TmpFile.IsMissing() || TmpFile.IsNull() || TmpFile.IsEmpty() ? String() : CStr(TmpFile);
-        if (tmp.empty()) {
-          tmp = TempFileName(u"MDB");
-          chosen = true;
-          RemoveFile(tmp);  // only the name is wanted: the compaction creates the file
-        }
-        dao::DBEngine::ForThread()->CompactDatabase(DbName, tmp, String(), DbType);
-        replaced = true;
-        RemoveFile(DbName);
-        CopyFile(tmp, DbName);
-        RemoveFile(tmp);
-        return false;
-      },
-      [&] {
-        if (chosen && !replaced) RemoveFile(tmp);
-      });
+bool Db_CompactEx(const String& DbName, const Variant& TmpFile, int32_t /*DbType*/) {
+  return Guard(u"QvDbXtMod.DbCompact", true, [&] {
+    String tmp =
+        TmpFile.IsMissing() || TmpFile.IsNull() || TmpFile.IsEmpty() ? String() : CStr(TmpFile);
+    if (tmp.empty()) {
+      tmp = TempFileName(u"MDB");
+      RemoveFile(tmp);  // only the name is wanted: the compaction creates the file
+    }
+    dao::detail::CompactInPlace(DbName, tmp);
+    return false;
+  });
 }
 
 bool Db_Compact(const String& DbName, const Variant& TmpFile) {

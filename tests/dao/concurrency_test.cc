@@ -3,8 +3,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <fstream>
+
 #include "dao/dao_test_util.h"
+#include "platform/dao/compact.h"
 #include "platform/fs.h"
+#include "platform/text_codec.h"
 
 using namespace kiv;
 using namespace kiv::dao;
@@ -21,6 +25,17 @@ std::shared_ptr<Database> CountersDb(const String& name) {
   ix->Fields(u"WHO");
   t->Indexes().Append(ix);
   db->TableDefs().Append(t);
+  return db;
+}
+
+// 100 rows left of 2,000 wide ones: most of the file is free pages.
+std::shared_ptr<Database> FragmentedDb(const String& name) {
+  auto db = CountersDb(name);
+  db->Execute(
+      u"WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2000) "
+      u"INSERT INTO T SELECT i, printf('%.500c', 'x') FROM n",
+      dbFailOnError);
+  db->Execute(u"DELETE FROM T WHERE WHO > 100", dbFailOnError);
   return db;
 }
 
@@ -95,12 +110,7 @@ TEST(DaoConcurrency, TwoProcessesShareOneDatabase) {
 TEST(DaoConcurrency, CompactDatabaseShrinksAndKeepsRows) {
   kivtest::TempFolder dir;
   const String name = dir.File("big.mdb");
-  auto db = CountersDb(name);
-  db->Execute(
-      u"WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2000) "
-      u"INSERT INTO T SELECT i, printf('%.500c', 'x') FROM n",
-      dbFailOnError);
-  db->Execute(u"DELETE FROM T WHERE WHO > 100", dbFailOnError);
+  auto db = FragmentedDb(name);
   db->Close();
   const String compacted = dir.File("small.mdb");
   kivtest::Engine()->CompactDatabase(name, compacted);
@@ -112,4 +122,41 @@ TEST(DaoConcurrency, CompactDatabaseShrinksAndKeepsRows) {
   EXPECT_EQ(NumberRaisedBy(
                 [&] { kivtest::Engine()->CompactDatabase(dir.File("no.mdb"), dir.File("x")); }),
             3024);
+}
+
+// Compacting in place while another connection has the database open: that connection goes on
+// with the compacted file, and what it writes afterwards is kept.
+TEST(DaoConcurrency, CompactInPlaceKeepsOtherConnectionsWorking) {
+  kivtest::TempFolder dir;
+  const String name = dir.File("live.mdb");
+  auto db = FragmentedDb(name);
+  const int64_t before = FileLength(name);
+
+  const String tmp = dir.File("work.tmp");
+  detail::CompactInPlace(name, tmp);
+  EXPECT_FALSE(FileExists(tmp));
+  EXPECT_LT(FileLength(name) * 4, before);
+
+  // The connection open throughout, and another process, both write to the compacted file.
+  db->Execute(u"INSERT INTO T (WHO) VALUES (5000)", dbFailOnError);
+  EXPECT_EQ(InChild([&] {
+              auto other = DBEngine::ForThread()->OpenDatabase(name);
+              other->Execute(u"INSERT INTO T (WHO) VALUES (6000)", dbFailOnError);
+              return other->OpenRecordset(u"T", dbOpenTable)->RecordCount() == 102;
+            }),
+            0);
+  EXPECT_EQ(db->OpenRecordset(u"T", dbOpenTable)->RecordCount(), 102);
+  db->Close();
+  auto again = kivtest::Engine()->OpenDatabase(name);
+  auto rs = again->OpenRecordset(u"T", dbOpenTable);
+  EXPECT_EQ(rs->RecordCount(), 102);
+  rs->Index(u"WHO");
+  rs->Seek(u"=", Variant(int32_t{5000}));
+  EXPECT_FALSE(rs->NoMatch());
+  EXPECT_EQ(again->TableDefs()[u"T"]->Indexes().Count(), 1);
+
+  // A temporary file that is already there is refused and left alone.
+  std::ofstream(ToUtf8(tmp)) << "keep me";
+  EXPECT_EQ(NumberRaisedBy([&] { detail::CompactInPlace(name, tmp); }), 3204);
+  EXPECT_TRUE(FileExists(tmp));
 }

@@ -176,6 +176,51 @@ TEST(KivLogFile, OverwriteAsNeededTrimsOneHundredOldestAtATime) {
   EXPECT_EQ(Parms(file)[u"LOCK"], u"0");  // released after the purge
 }
 
+// Compaction while another writer keeps the log open: that writer's later reports are kept.
+TEST(KivLogFile, CompactionKeepsTheReportsOfWritersHoldingTheLogOpen) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  KivLogFile log, other;
+  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
+  ASSERT_FALSE(log.OpenEventLog(file, true));
+  ASSERT_FALSE(other.OpenEventLog(file, true));
+  const String pad(2000, u'x');
+  for (int i = 0; i < 200; ++i) ASSERT_FALSE(log.ReportEvent(u"T", pad));
+  ASSERT_FALSE(other.ReportEvent(u"OTHER", u"before"));
+
+  ASSERT_FALSE(log.CompactEventLog());
+  ASSERT_FALSE(other.ReportEvent(u"OTHER", u"after"));
+  ASSERT_FALSE(log.ReportEvent(u"T", u"last"));
+  other.CloseEventLog();
+  log.CloseEventLog();
+
+  // Every report is there, in order, around the markers of the opens and closes.
+  KivLogFile reader;
+  ASSERT_FALSE(reader.OpenEventLog(file, false));
+  int pads = 0;
+  std::vector<String> rest;
+  for (const LOGRECORDTYPE& r : All(reader)) {
+    if (r.EvRawData == pad) {
+      ++pads;
+    } else {
+      rest.push_back(r.EvRawData);
+    }
+  }
+  EXPECT_EQ(pads, 200);
+  const std::vector<String> expected = {u"AEvent Log Created",
+                                        u"AEvent Log Started",
+                                        u"AEvent Log Started",
+                                        u"before",
+                                        u"AEvent Log Closed",
+                                        u"AEvent Log Started",
+                                        u"after",
+                                        u"last",
+                                        u"AEvent Log Closed",
+                                        u"AEvent Log Closed",
+                                        u"AEvent Log Started"};
+  EXPECT_EQ(rest, expected);
+}
+
 TEST(KivLogFile, OverwriteOlderDeletesByCalendarDaysAndNeverKeepsAll) {
   TempDir dir;
   const String file = dir.File("log.db");

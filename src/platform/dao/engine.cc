@@ -1,4 +1,5 @@
 #include "frame/error.h"
+#include "platform/dao/compact.h"
 #include "platform/dao/dao_errors.h"
 #include "platform/dao/object_cores.h"
 #include "platform/fs.h"
@@ -62,12 +63,9 @@ void DBEngine::CompactDatabase(const String& src, const String& dst, const Strin
   if (FileExists(dst)) RaiseDao(kDaoDatabaseExists);
   auto conn = detail::OpenConnection(src, false, true, false);
   try {
-    detail::Statement vacuum(conn->Db(), "VACUUM INTO ?1");
-    vacuum.BindText(1, dst);
-    vacuum.Run();
+    detail::VacuumInto(*conn, dst);
   } catch (...) {
     conn->Close();
-    RemoveFile(dst);
     throw;
   }
   conn->Close();

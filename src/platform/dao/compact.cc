@@ -1,0 +1,54 @@
+#include "platform/dao/compact.h"
+
+#include <sqlite3.h>
+
+#include "platform/dao/dao_errors.h"
+#include "platform/fs.h"
+
+namespace kiv::dao::detail {
+namespace {
+
+// Copies every page of the file `from` over the main database of `to`; the destination shrinks
+// to the copy's size. Its connection's lock is kept: locking mode is exclusive.
+void CopyBack(Connection& to, const String& from) {
+  auto source = OpenConnection(from, false, false, true);
+  sqlite3_backup* backup = sqlite3_backup_init(to.Db(), "main", source->Db(), "main");
+  if (!backup) RaiseSqlite(to.Db(), sqlite3_errcode(to.Db()));
+  int rc = sqlite3_backup_step(backup, -1);
+  sqlite3_backup_finish(backup);
+  if (rc != SQLITE_DONE) RaiseSqlite(to.Db(), rc);
+  // The copy's schema replaces the one cached for the old pages.
+  to.schema_cache.clear();
+  to.statements.clear();
+}
+
+}  // namespace
+
+void VacuumInto(Connection& source, const String& dst) {
+  if (FileExists(dst)) RaiseDao(kDaoDatabaseExists);
+  try {
+    Statement vacuum(source.Db(), "VACUUM INTO ?1");
+    vacuum.BindText(1, dst);
+    vacuum.Run();
+  } catch (...) {
+    RemoveFile(dst);
+    throw;
+  }
+}
+
+void CompactInPlace(const String& name, const String& tmp) {
+  if (FileExists(tmp)) RaiseDao(kDaoDatabaseExists);
+  auto conn = OpenConnection(name, false, true, false);
+  try {
+    VacuumInto(*conn, tmp);
+    CopyBack(*conn, tmp);
+  } catch (...) {
+    conn->Close();
+    RemoveFile(tmp);
+    throw;
+  }
+  conn->Close();
+  RemoveFile(tmp);
+}
+
+}  // namespace kiv::dao::detail
