@@ -32,14 +32,26 @@ void CheckSize(const KivLogInfo& info, const LogFiles& files) {
 }
 
 // Appends in this order: the new count, the new entry, the record. The count comes first, so an
-// interrupted append leaves a count that readers bound by the entries really present.
+// interrupted append leaves a count that readers bound by the entries really present. A record
+// that cannot be written whole (a full disk) is taken back: the data file is cut to where it was
+// and the count restored, so that the next write does not leave a damaged record behind it.
 void AppendEvent(KivLogInfo& info, LogFiles& files, std::string_view record) {
   const int32_t n = info.Events();
-  int64_t data_offset = n == 0 ? 0 : files.data.Size();
+  const int64_t size_before = files.data.Size();
+  // With no events counted the record goes to the start, whatever the data file holds.
+  const int64_t data_offset = n == 0 ? 0 : size_before;
   if (data_offset + 1 > std::numeric_limits<int32_t>::max()) Raise(kErrOverflow);
   WriteIndexValue(files.index, 0, n + 1);
   WriteIndexValue(files.index, IndexEntryOffset(n + 1), static_cast<int32_t>(data_offset + 1));
-  files.data.WriteAt(data_offset, record.data(), record.size());  // the whole record at once
+  try {
+    files.data.WriteAt(data_offset, record.data(), record.size());  // the whole record at once
+  } catch (...) {
+    RunCleanup([&] {
+      files.data.Truncate(size_before);
+      WriteIndexValue(files.index, 0, n);
+    });
+    throw;
+  }
   info.Events(n + 1);
 }
 

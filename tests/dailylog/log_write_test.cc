@@ -2,7 +2,11 @@
 // the size limit and the table of open logs.
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
 
 #include "dailylog_support.h"
 
@@ -280,6 +284,41 @@ TEST_F(LogWriteTest, SizeLimitRefusesEventsPastTheLimit) {
   info->FileName(folder + u"/ELSEWHERE_20240305");
   EXPECT_FALSE(log.EventLogWrite(id, u"still here"));
   EXPECT_EQ(IndexValues(base)[0], 4);
+}
+
+// A record the disk refuses half way (here the file size limit) is taken back: the count and the
+// data file stay as they were, and the writes after it leave a log that reads whole.
+TEST_F(LogWriteTest, RecordRefusedHalfWayIsTakenBack) {
+  const String base = Base(u"APP");
+  KivLog log;
+  int32_t id = log.EventLogOpen(u"APP", folder);
+  ASSERT_NE(id, 0);
+  ASSERT_FALSE(log.EventLogWrite(id, u"S", u"first"));
+  const std::string data = ReadAll(base + u".ZLG");
+  const std::vector<int32_t> index = IndexValues(base);
+
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    // Only 40 more bytes of data may be written: the record is cut inside its first lines.
+    ::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{static_cast<rlim_t>(data.size() + 40), RLIM_INFINITY};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    _exit(log.EventLogWrite(id, u"S", u"refused") ? 0 : 1);
+  }
+  int status = -1;
+  ::waitpid(pid, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);  // the write reported its failure
+  EXPECT_EQ(ReadAll(base + u".ZLG"), data);
+  EXPECT_EQ(IndexValues(base)[0], index[0]);
+
+  ASSERT_FALSE(log.EventLogWrite(id, u"S", u"next"));
+  ASSERT_FALSE(log.EventLogClose(id));
+  auto events = ReadAllEvents(base);
+  ASSERT_EQ(events.size(), 4u);
+  EXPECT_EQ(events[1]->EvRawData(), u"first");
+  EXPECT_EQ(events[2]->EvRawData(), u"next");
+  EXPECT_EQ(events[2]->Offset(), static_cast<int32_t>(data.size()) + 1);
 }
 
 TEST_F(LogWriteTest, DestroyingTheObjectClosesEveryOpenLog) {
