@@ -151,6 +151,20 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   EXPECT_EQ(report["damaged"][1]["ordinal"], 5);
   EXPECT_EQ(report["damaged"][1]["number"], 62);
 
+  // An entry pointing back at an earlier record reads whole but is out of step.
+  index[4] = index[2];
+  WriteAll(base + u".ZLI", IndexBytes(index));
+  report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
+  EXPECT_EQ(rc, 2);
+  ASSERT_EQ(report["damaged"].size(), 3u);
+  EXPECT_EQ(report["damaged"][1]["ordinal"], 4);
+  EXPECT_EQ(report["damaged"][1]["number"], 0);
+  EXPECT_EQ(report["damaged"][1]["description"], "record at " + std::to_string(index[2]) +
+                                                     " does not follow the previous one at " +
+                                                     std::to_string(index[2]));
+  index[4] = static_cast<int32_t>(data.find("UNK=", static_cast<size_t>(index[3]))) + 1;
+  WriteAll(base + u".ZLI", IndexBytes(index));
+
   const std::string out = U8(folder) + "/out.txt";
   Run("export -o '" + out + "'" + file, "", &rc);
   EXPECT_EQ(rc, 2);
