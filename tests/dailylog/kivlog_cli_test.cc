@@ -42,6 +42,9 @@ TEST_F(KivlogCliTest, WriteShowTailListPurge) {
   EXPECT_EQ(rc, 0);
   Run("write --app CLI --anonymous", "line one\\nline two\\n", &rc);
   EXPECT_EQ(rc, 0);
+  // An AppId holding "_" would make a log that cannot be written: refused before any file.
+  Run("write --app CLI_2 x", "", &rc);
+  EXPECT_NE(rc, 0);
 
   // Two writes: two Open and two Closed markers around three events.
   auto page = nlohmann::json::parse(Run("--json show --app CLI -n 100"));

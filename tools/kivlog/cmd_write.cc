@@ -70,7 +70,18 @@ void AddWriteCommand(CLI::App& app) {
       "write",
       "Write one event (the words given) or one event per line of standard input "
       "into today's log of an application");
-  cmd->add_option("--app", a.app, "Application identifier (AppId)")->required();
+  // A log's day is read back from its file name after the first "_", so an AppId holding one
+  // makes a log whose every write fails: it is refused here with the reason.
+  cmd->add_option("--app", a.app, "Application identifier (AppId), without \"_\"")
+      ->required()
+      ->check(CLI::Validator(
+          [](const std::string& app) {
+            return app.find('_') == std::string::npos
+                       ? std::string()
+                       : "an AppId holding \"_\" cannot be written to: the day of its log is "
+                         "read from the file name after the first \"_\"";
+          },
+          "", "no underscore"));
   cmd->add_option("--path", a.path, "Log folder (default: the default log folder)");
   cmd->add_option("raw", a.words, "Raw data of the event; without it, lines of standard input");
   cmd->add_option("--source", a.source, "Source of the events")->capture_default_str();
