@@ -22,14 +22,7 @@ StringView Right(StringView s, size_t n) { return s.substr(s.size() - std::min(n
 // A field of a day: plain digits directly (every write checks its day), anything else as the run
 // time's CInt converts it.
 int DayField(StringView text) {
-  if (!text.empty() && text.size() <= 4) {
-    int value = 0;
-    for (char16_t c : text) {
-      if (c < u'0' || c > u'9') return CInt(Variant(String(text)));
-      value = value * 10 + (c - u'0');
-    }
-    return value;
-  }
+  if (auto value = PlainDecimal(text, 4)) return *value;
   return CInt(Variant(String(text)));
 }
 

@@ -85,7 +85,23 @@ void AppendLine(std::string& block, const char* key, int32_t value) {
   block += "\r\n";
 }
 
-int32_t ToLong(StringView text) { return CLng(Variant(String(text))); }
+// Saved events hold plain decimal numbers: those directly, anything else as CLng converts it.
+int32_t ToLong(StringView text) {
+  if (auto value = PlainDecimal(text)) return *value;
+  return CLng(Variant(String(text)));
+}
+
+// The three letters of a line's key ("SRC=" ...) as one number, so that a line finds its field
+// with one switch; 0 for any other key.
+constexpr uint64_t Letters(char16_t a, char16_t b, char16_t c) {
+  return a | uint64_t{b} << 16 | uint64_t{c} << 32;
+}
+
+constexpr uint64_t KeyCode(const char16_t (&key)[5]) { return Letters(key[0], key[1], key[2]); }
+
+uint64_t KeyOf(StringView key) {
+  return key.size() == 4 && key[3] == u'=' ? Letters(key[0], key[1], key[2]) : 0;
+}
 
 }  // namespace
 
@@ -127,39 +143,51 @@ bool KivLogEvent::Load(int32_t& hndl) {
       value = eq == String::npos ? StringView() : all.substr(eq + 1);
     };
     StringView key, value;
-    String line = LineInput(hndl);
+    String line;
+    LineInput(hndl, line);
     split(line, key, value);
-    if (key != u"UNK=") RaiseMisaligned();
+    if (KeyOf(key) != KeyCode(u"UNK=")) RaiseMisaligned();
     ev_unk_ = ToLong(value);
     ev_raw_data_.clear();
     for (;;) {
-      line = LineInput(hndl);
+      LineInput(hndl, line);
       split(line, key, value);
-      if (key == u"SRC=")
-        ev_source_ = value;
-      else if (key == u"DAT=")
-        ev_date_ = CDate(Variant(String(value)));
-      else if (key == u"TYP=")
-        ev_type_ = ToLong(value);
-      else if (key == u"CAT=")
-        ev_category_ = value;
-      else if (key == u"EID=")
-        ev_id_ = ToLong(value);
-      else if (key == u"USR=")
-        ev_user_ = value;
-      else if (key == u"COM=")
-        ev_computer_ = value;
-      else if (key == u"SVR=")
-        ev_server_ = value;
-      else if (key == u"DTP=")
-        ev_data_type_ = ToLong(value);
-      else if (key == u"RWD=") {
-        if (!ev_raw_data_.empty()) ev_raw_data_ += u"\r\n";
-        ev_raw_data_ += value;
-      } else if (key == u"END=") {
-        return false;
-      } else {
-        RaiseMisaligned();
+      switch (KeyOf(key)) {
+        case KeyCode(u"SRC="):
+          ev_source_ = value;
+          break;
+        case KeyCode(u"DAT="):
+          ev_date_ = CDate(Variant(String(value)));
+          break;
+        case KeyCode(u"TYP="):
+          ev_type_ = ToLong(value);
+          break;
+        case KeyCode(u"CAT="):
+          ev_category_ = value;
+          break;
+        case KeyCode(u"EID="):
+          ev_id_ = ToLong(value);
+          break;
+        case KeyCode(u"USR="):
+          ev_user_ = value;
+          break;
+        case KeyCode(u"COM="):
+          ev_computer_ = value;
+          break;
+        case KeyCode(u"SVR="):
+          ev_server_ = value;
+          break;
+        case KeyCode(u"DTP="):
+          ev_data_type_ = ToLong(value);
+          break;
+        case KeyCode(u"RWD="):
+          if (!ev_raw_data_.empty()) ev_raw_data_ += u"\r\n";
+          ev_raw_data_ += value;
+          break;
+        case KeyCode(u"END="):
+          return false;
+        default:
+          RaiseMisaligned();
       }
     }
   });

@@ -68,6 +68,7 @@ struct Token {
 
 std::optional<std::vector<Token>> Tokenize(StringView text) {
   std::vector<Token> out;
+  out.reserve(16);  // a date and a time with AM/PM: no growing on the way
   size_t i = 0;
   while (i < text.size()) {
     char16_t c = text[i];

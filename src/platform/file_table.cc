@@ -142,13 +142,19 @@ void FileClose(int32_t& number) {
 }
 
 String LineInput(int32_t number) {
+  String line;
+  LineInput(number, line);
+  return line;
+}
+
+void LineInput(int32_t number, String& line) {
   OpenFile& f = Lookup(number);
   RequireText(f, false);
   if (f.Peek(f.pos) < 0) Raise(kErrInputPastEnd);
-  String line;
+  line.clear();
   for (;;) {
     if (!f.Buffered(f.pos)) f.Fill(f.pos);
-    if (!f.Buffered(f.pos)) return line;  // last line without an end
+    if (!f.Buffered(f.pos)) return;  // last line without an end
     const char* data = f.buf.data() + (f.pos - f.buf_start);
     size_t avail = f.buf.size() - static_cast<size_t>(f.pos - f.buf_start);
     const void* cr = std::memchr(data, '\r', avail);
@@ -163,7 +169,7 @@ String LineInput(int32_t number) {
     if (cr) {
       ++f.pos;
       if (f.Peek(f.pos) == '\n') ++f.pos;
-      return line;
+      return;
     }
   }
 }

@@ -59,6 +59,8 @@ class ScopedFileNumber {
 // Reads one line: it ends at CR or CR LF (a lone LF is an ordinary character). Raises 62 at the
 // end of the file.
 String LineInput(int32_t number);
+// The same into `line`, whose storage is reused: a reader of many lines allocates once.
+void LineInput(int32_t number, String& line);
 // Writes the text and CR LF in one write.
 void PrintLine(int32_t number, StringView text);
 // Writes text already in the file's bytes (Windows-1252, line ends included) in one write.

@@ -225,6 +225,18 @@ Currency CCur(const Variant& v) {
   return Currency{static_cast<int64_t>(scaled)};
 }
 
+std::optional<int32_t> PlainDecimal(StringView text, size_t max_digits) {
+  const size_t sign = !text.empty() && text[0] == u'-' ? 1 : 0;
+  const size_t digits = text.size() - sign;
+  if (digits == 0 || digits > max_digits || digits > 9) return std::nullopt;
+  int32_t value = 0;
+  for (size_t i = sign; i < text.size(); ++i) {
+    if (text[i] < u'0' || text[i] > u'9') return std::nullopt;
+    value = value * 10 + (text[i] - u'0');
+  }
+  return sign ? -value : value;
+}
+
 Date CDate(const Variant& v) {
   if (v.Type() == vbDate) return v.DoubleValue();
   if (v.Type() == vbString) {

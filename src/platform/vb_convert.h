@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "kivdbxt/variant.h"
 
@@ -18,6 +19,11 @@ double CDbl(const Variant& v);
 Currency CCur(const Variant& v);
 Date CDate(const Variant& v);
 String CStr(const Variant& v);
+
+// A text of plain decimal digits, with an optional leading "-", of at most `max_digits` digits
+// (9 at the most): its value, which is what CInt and CLng give for it. Nothing for any other
+// text, which the full conversion must then take. For the many numbers files hold.
+std::optional<int32_t> PlainDecimal(StringView text, size_t max_digits = 9);
 
 // Rounds half to even, as CInt and CLng do.
 double RoundHalfEven(double value);

@@ -6,6 +6,7 @@
 #include "frame/error.h"
 #include "platform/date.h"
 #include "platform/locale.h"
+#include "platform/text_codec.h"
 #include "support/raised.h"
 
 namespace kiv {
@@ -40,6 +41,25 @@ TEST(VbConvert, IntegerConversionsRoundHalfToEvenAndOverflow) {
   EXPECT_EQ(NumberRaisedBy([] { CLng(Variant::Null()); }), 94);
   EXPECT_EQ(CCur(Variant(1.23456)).scaled, 12346);
   EXPECT_EQ(CCur(Variant(-1.23456)).scaled, -12346);
+}
+
+// The fast path for plain digits gives what the full conversion gives, in every locale, and
+// leaves every other text to it.
+TEST(VbConvert, PlainDecimalAgreesWithTheFullConversion) {
+  for (LocaleKind kind : {LocaleKind::Iso, LocaleKind::Italian, LocaleKind::English}) {
+    LocaleScope scope(kind);
+    for (const char16_t* text : {u"0", u"7", u"-5", u"-0", u"007", u"123456789", u"-123456789"}) {
+      auto fast = PlainDecimal(text);
+      ASSERT_TRUE(fast.has_value()) << ToUtf8(text);
+      EXPECT_EQ(*fast, CLng(Variant(String(text)))) << ToUtf8(text);
+    }
+    for (const char16_t* text : {u"1234567890", u"-", u"+5", u" 5", u"5 ", u"1.5", u"1,5", u"&H10",
+                                 u"", u"12a", u"--1", u"\u0661"}) {
+      EXPECT_FALSE(PlainDecimal(text).has_value()) << ToUtf8(text);
+    }
+  }
+  EXPECT_EQ(PlainDecimal(u"2024", 4), 2024);
+  EXPECT_FALSE(PlainDecimal(u"12345", 4).has_value());
 }
 
 TEST(VbConvert, NumbersHonourTheLocaleRule) {
