@@ -16,6 +16,7 @@
 #include "kivdbxt/kivdbxt.h"
 #include "platform/date.h"
 #include "platform/locale.h"
+#include "targets.h"
 
 namespace {
 
@@ -144,8 +145,9 @@ BENCHMARK(FilteredWalk)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
   kiv::SetLocale(kiv::LocaleKind::Iso);
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
+  return kivbench::RunWithTargets(
+      argc, argv,
+      {{"a write against the same system calls by hand", "LibraryWrite", "BaselineWrite", 1.3},
+       {"the last page of a 1,000,000-event day against a 10,000-event one",
+        "ReadBackLastPage/1000000", "ReadBackLastPage/10000", 1.25}});
 }

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "kivdbxt/dao.h"
+#include "targets.h"
 
 using namespace kiv;
 using namespace kiv::dao;
@@ -150,4 +151,9 @@ BENCHMARK(BM_TableAddNewUpdate) TABLE_SIZES->Iterations(200);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  return kivbench::RunWithTargets(
+      argc, argv,
+      {{"a 64 MB field in chunks against a 6.4 MB one (linear: 10)",
+        "BM_Chunks/67108864/iterations:3", "BM_Chunks/6710886/iterations:3", 12.0}});
+}
