@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "event/event_access.h"
 #include "frame/error.h"
 #include "platform/rt_errors.h"
 #include "platform/text_codec.h"
@@ -61,6 +62,19 @@ void WriteIndexValue(File& index, int64_t offset, int32_t value) {
   const char b[4] = {static_cast<char>(v), static_cast<char>(v >> 8), static_cast<char>(v >> 16),
                      static_cast<char>(v >> 24)};
   index.WriteAt(offset, b, 4);
+}
+
+bool EndsWithEndLine(const File& data, int64_t length) {
+  const size_t n = kRecordEndLine.size();
+  if (length < static_cast<int64_t>(n)) return false;
+  char tail[64];
+  return data.ReadAt(length - static_cast<int64_t>(n), tail, n) == n &&
+         std::string_view(tail, n) == kRecordEndLine;
+}
+
+bool LastRecordWhole(const File& data, int64_t length, int64_t position) {
+  return position >= 1 && position <= length - static_cast<int64_t>(kRecordEndLine.size()) + 1 &&
+         EndsWithEndLine(data, length);
 }
 
 void OpenLogFiles(KivLogInfo& info, const LogPaths& paths, LogFiles& files, bool read_only,

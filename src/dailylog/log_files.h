@@ -67,6 +67,13 @@ inline int32_t DecodeIndexValue(const unsigned char* b) {
 int32_t ReadIndexValue(const File& index, int64_t offset);
 void WriteIndexValue(File& index, int64_t offset, int32_t value);
 
+// A writer stopped inside its record (a crash, a power cut) leaves it cut short, or leaves an
+// entry whose record is missing. Every record ends the data file with its END line, so the last
+// record, starting at the 1-based `position`, is whole exactly when the file ends with that line
+// and the record starts before it.
+bool LastRecordWhole(const File& data, int64_t length, int64_t position);
+bool EndsWithEndLine(const File& data, int64_t length);
+
 // 0-based offset of the index entry of an ordinal.
 inline int64_t IndexEntryOffset(int64_t ordinal) { return 4 * ordinal; }
 

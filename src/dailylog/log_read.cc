@@ -15,9 +15,6 @@
 namespace kiv {
 namespace {
 
-constexpr char16_t kEndLine[] = u"END=-----------------------";
-constexpr int64_t kEndLineBytes = sizeof(kEndLine) / sizeof(char16_t) - 1 + 2;  // with CR LF
-
 // The record positions of the index, read in aligned blocks so that a walk in either direction
 // reads each entry once and a page near the end of a large day reads only its own block.
 class IndexCursor {
@@ -49,16 +46,6 @@ class IndexCursor {
   int32_t first_ = 0;
   std::vector<int32_t> block_;
 };
-
-// A writer stopped inside its record leaves the last entry pointing at a record that is cut
-// short or missing. Every record ends the data file with its END line, so the last record is
-// whole exactly when the file ends with that line and the record starts before it.
-bool LastRecordWhole(int32_t data, int32_t position) {
-  const int64_t length = FileLof(data);
-  if (position < 1 || position > length - kEndLineBytes + 1) return false;
-  FileSeek(data, length - kEndLineBytes + 1);
-  return LineInput(data) == kEndLine && FileLoc(data) == length + 1;
-}
 
 std::shared_ptr<KivLogEvent> LoadEvent(int32_t data, IndexCursor& index, int32_t ordinal,
                                        int32_t events) {
@@ -122,11 +109,13 @@ bool ReadEventLog(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int3
         Collection& data = *EvLog->LogData();
         data.Clear();
         OpenLogFiles(*EvLog, files, true, false);
-        data_file.Reset(FileAdopt(std::move(files.data), FileMode::Input));
         IndexCursor index(files.index);
         int32_t events = EvLog->Events();
-        if (events > 0 && !LastRecordWhole(data_file.get(), index.Position(events, events)))
+        if (events > 0 &&
+            !LastRecordWhole(files.data, files.data.Size(), index.Position(events, events))) {
           --events;
+        }
+        data_file.Reset(FileAdopt(std::move(files.data), FileMode::Input));
         EvLog->Events(events);
         if (events == 0) return false;
         if (Start > events) {

@@ -2,10 +2,14 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "kivdbxt/kiv_log_event.h"
 
 namespace kiv {
+
+// The line that ends every saved record, in the file's bytes.
+inline constexpr std::string_view kRecordEndLine = "END=-----------------------\r\n";
 
 struct EventAccess {
   static void SetOrdinal(KivLogEvent& event, int32_t ordinal) { event.ordinal_ = ordinal; }

@@ -19,8 +19,6 @@ const ClassRegistrar kRegistrar(u"KivLogEvent", [] {
   return std::static_pointer_cast<Object>(std::make_shared<KivLogEvent>());
 });
 
-constexpr char kEndLine[] = "END=-----------------------\r\n";
-
 [[noreturn]] void RaiseMisaligned() { RaiseLibrary(u"Disallineamento dei dati nel file di log."); }
 
 bool IsStrippedControl(char16_t c) { return c < 32 && c != 10 && c != 13; }
@@ -122,7 +120,7 @@ void EventAccess::AppendRecord(const KivLogEvent& event, std::string& block) {
   } else {
     AppendRawLines(event.ev_raw_data_, block);
   }
-  block += kEndLine;
+  block += kRecordEndLine;
 }
 
 bool KivLogEvent::Save(int32_t& hndl) {
