@@ -22,11 +22,11 @@ int32_t IndexCount(const File& index) {
 
 // For reading, others may read too; for writing, the file is locked against all others and
 // created when missing.
-File OpenOne(const std::string& path, bool read_only, Access write_access) {
+File OpenOne(const std::string& path, bool read_only) {
   if (read_only) {
     return File::OpenNative(path, OpenOptions{Access::Read, false, false, ShareLock::Shared});
   }
-  return File::OpenNative(path, OpenOptions{write_access, true, false, ShareLock::Exclusive});
+  return File::OpenNative(path, OpenOptions{Access::ReadWrite, true, false, ShareLock::Exclusive});
 }
 
 void OpenBoth(const LogPaths& paths, LogFiles& files, bool read_only, bool create) {
@@ -36,9 +36,9 @@ void OpenBoth(const LogPaths& paths, LogFiles& files, bool read_only, bool creat
     File::OpenNative(paths.data, OpenOptions{Access::Write, true, true, ShareLock::Exclusive});
     File::OpenNative(paths.index, OpenOptions{Access::Write, true, true, ShareLock::Exclusive});
   }
-  // The data file is only appended to; the index is read as well as written.
-  files.data = OpenOne(paths.data, read_only, Access::Write);
-  files.index = OpenOne(paths.index, read_only, Access::ReadWrite);
+  // A writer reads the end of the data file too, to find a record cut short.
+  files.data = OpenOne(paths.data, read_only);
+  files.index = OpenOne(paths.index, read_only);
 }
 
 }  // namespace

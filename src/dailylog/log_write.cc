@@ -1,6 +1,7 @@
 // Writing one event: day change, size limit, and the append of count, entry and record.
 #include <cstdint>
 #include <limits>
+#include <string>
 
 #include "dailylog/log_files.h"
 #include "event/event_access.h"
@@ -31,15 +32,36 @@ void CheckSize(const KivLogInfo& info, const LogFiles& files) {
   }
 }
 
+// The largest cut record a writer reads back to recognise it.
+constexpr int64_t kMaxCutRecord = 16 << 20;
+
+// A writer stopped inside its record (a crash, a power cut) leaves the data file without an END
+// line at its end. Readers count that record as not written; so does the next writer, which
+// cuts it off and puts its own record in its place, so that the day reads whole again. Only a
+// tail that is plainly one cut record, from its "UNK=" line to the end without an END line, is
+// taken for one. Returns the events that stay; `size` becomes the data file's new length.
+int32_t DropCutRecord(LogFiles& files, int32_t n, int64_t& size) {
+  if (n == 0 || EndsWithEndLine(files.data, size)) return n;
+  const int64_t start = int64_t{ReadIndexValue(files.index, IndexEntryOffset(n))} - 1;
+  if (start < 0 || start >= size || size - start > kMaxCutRecord) return n;
+  std::string rest(static_cast<size_t>(size - start), '\0');
+  if (files.data.ReadAt(start, rest.data(), rest.size()) != rest.size()) return n;
+  const std::string end_line = "\n" + std::string(kRecordEndLine);
+  if (!rest.starts_with("UNK=") || rest.find(end_line) != std::string::npos) return n;
+  files.data.Truncate(start);
+  size = start;
+  return n - 1;
+}
+
 // Appends in this order: the new count, the new entry, the record. The count comes first, so an
 // interrupted append leaves a count that readers bound by the entries really present. A record
 // that cannot be written whole (a full disk) is taken back: the data file is cut to where it was
 // and the count restored, so that the next write does not leave a damaged record behind it.
 void AppendEvent(KivLogInfo& info, LogFiles& files, std::string_view record) {
-  const int32_t n = info.Events();
-  const int64_t size_before = files.data.Size();
+  int64_t size = files.data.Size();
+  const int32_t n = DropCutRecord(files, info.Events(), size);
   // With no events counted the record goes to the start, whatever the data file holds.
-  const int64_t data_offset = n == 0 ? 0 : size_before;
+  const int64_t data_offset = n == 0 ? 0 : size;
   if (data_offset + 1 > std::numeric_limits<int32_t>::max()) Raise(kErrOverflow);
   WriteIndexValue(files.index, 0, n + 1);
   WriteIndexValue(files.index, IndexEntryOffset(n + 1), static_cast<int32_t>(data_offset + 1));
@@ -47,7 +69,7 @@ void AppendEvent(KivLogInfo& info, LogFiles& files, std::string_view record) {
     files.data.WriteAt(data_offset, record.data(), record.size());  // the whole record at once
   } catch (...) {
     RunCleanup([&] {
-      files.data.Truncate(size_before);
+      files.data.Truncate(size);
       WriteIndexValue(files.index, 0, n);
     });
     throw;

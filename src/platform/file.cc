@@ -74,8 +74,11 @@ File File::OpenNative(const std::string& path, const OpenOptions& options) {
     RaiseErrno(err, err == ENOENT && !FolderExists(ParentFolder(FromUtf8(path))));
   }
   File file(fd);
+  // A folder opens for reading only: an open for writing has already failed with EISDIR (75).
   struct stat st;
-  if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) Raise(kErrPathFileAccess);
+  if (options.access == Access::Read && fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
+    Raise(kErrPathFileAccess);
+  }
   if (!AcquireLock(fd, options.lock)) {
     int err = errno;
     Error e{kErrPermissionDenied, RtErrorText(kErrPermissionDenied), err};

@@ -321,6 +321,46 @@ TEST_F(LogWriteTest, RecordRefusedHalfWayIsTakenBack) {
   EXPECT_EQ(events[2]->Offset(), static_cast<int32_t>(data.size()) + 1);
 }
 
+// A record cut short by a writer that died inside it counts as not written, for the next writer
+// too: its record takes the cut one's place and the day reads whole. Bytes that are not plainly
+// one cut record are left where they are.
+TEST_F(LogWriteTest, NextWriteReplacesARecordCutShort) {
+  const String base = Base(u"APP");
+  KivLog log;
+  int32_t id = log.EventLogOpen(u"APP", folder);
+  ASSERT_NE(id, 0);
+  ASSERT_FALSE(log.EventLogWrite(id, u"S", u"whole"));
+  ASSERT_FALSE(log.EventLogWrite(id, u"S", u"cut"));
+  std::vector<int32_t> index = IndexValues(base);
+  ASSERT_EQ(index[0], 3);
+  const std::string data = ReadAll(base + u".ZLG");
+  const size_t cut_at = static_cast<size_t>(index[3] - 1);
+  WriteAll(base + u".ZLG", data.substr(0, cut_at + 40));  // died inside the "cut" record
+
+  ASSERT_FALSE(log.EventLogWrite(id, u"S", u"after"));
+  std::vector<int32_t> healed = IndexValues(base);
+  EXPECT_EQ(healed[0], 3);
+  EXPECT_EQ(healed[3], index[3]);
+  const std::string now = ReadAll(base + u".ZLG");
+  EXPECT_EQ(now.substr(0, cut_at), data.substr(0, cut_at));
+  EXPECT_EQ(now.find("RWD=cut"), std::string::npos);
+  auto events = ReadAllEvents(base);
+  ASSERT_EQ(events.size(), 3u);
+  EXPECT_EQ(events[1]->EvRawData(), u"whole");
+  EXPECT_EQ(events[2]->EvRawData(), u"after");
+
+  // Stray bytes after a whole record are not a cut record: they stay, and the next record
+  // follows them.
+  WriteAll(base + u".ZLG", now + "stray");
+  ASSERT_FALSE(log.EventLogWrite(id, u"S", u"last"));
+  EXPECT_EQ(ReadAll(base + u".ZLG").substr(0, now.size() + 5), now + "stray");
+  EXPECT_EQ(IndexValues(base)[4], static_cast<int32_t>(now.size() + 5) + 1);
+  ASSERT_FALSE(log.EventLogClose(id));
+  events = ReadAllEvents(base);
+  ASSERT_EQ(events.size(), 5u);
+  EXPECT_EQ(events[3]->EvRawData(), u"last");
+}
+
 TEST_F(LogWriteTest, DestroyingTheObjectClosesEveryOpenLog) {
   {
     KivLog log;
