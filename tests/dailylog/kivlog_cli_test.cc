@@ -182,6 +182,21 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   auto err = nlohmann::json::parse(Run("--json verify --app NOPE", "", &rc));
   EXPECT_EQ(rc, 1);
   EXPECT_EQ(err["error"]["number"], 53);
+
+  // --all goes through every log of the folder; one whose data file is missing is damaged too.
+  WriteAll(Base(u"LONE") + u".ZLI", IndexBytes({0}));
+  auto all = nlohmann::json::parse(Run("--json verify --all --path '" + U8(folder) + "'", "", &rc));
+  EXPECT_EQ(rc, 2);
+  ASSERT_EQ(all["logs"].size(), 2u);
+  EXPECT_EQ(all["logs"][0]["log"], U8(base));
+  EXPECT_EQ(all["logs"][0]["damaged"].size(), 2u);  // events 3 and 5
+  EXPECT_EQ(all["logs"][1]["log"], U8(Base(u"LONE")));
+  ASSERT_EQ(all["logs"][1]["damaged"].size(), 1u);
+  EXPECT_EQ(all["logs"][1]["damaged"][0]["ordinal"], 0);
+  EXPECT_EQ(all["logs"][1]["damaged"][0]["number"], 53);
+  all = nlohmann::json::parse(
+      Run("--json verify --all --app LONE --path '" + U8(folder) + "'", "", &rc));
+  EXPECT_EQ(all["logs"].size(), 1u);
 }
 
 }  // namespace

@@ -59,25 +59,27 @@ bool Verify(kiv::KivLog& log, const std::shared_ptr<kiv::KivLogInfo>& info, Find
       });
 }
 
-void Print(const kiv::KivLogInfo& info, const Findings& f) {
-  if (Globals().json) {
-    nlohmann::json damaged = nlohmann::json::array();
-    for (const Damage& d : f.damaged) {
-      damaged.push_back(
-          {{"ordinal", d.ordinal}, {"number", d.number}, {"description", d.description}});
-    }
-    std::cout << nlohmann::json{{"log", U8(info.FileName())},
-                                {"events", f.events},
-                                {"whole", f.whole},
-                                {"sound", f.damaged.empty()},
-                                {"damaged", damaged}}
-                     .dump()
-              << std::endl;
-    return;
+nlohmann::json ReportJson(const kiv::KivLogInfo& info, const Findings& f) {
+  nlohmann::json damaged = nlohmann::json::array();
+  for (const Damage& d : f.damaged) {
+    damaged.push_back(
+        {{"ordinal", d.ordinal}, {"number", d.number}, {"description", d.description}});
   }
+  return {{"log", U8(info.FileName())},
+          {"events", f.events},
+          {"whole", f.whole},
+          {"sound", f.damaged.empty()},
+          {"damaged", damaged}};
+}
+
+void PrintText(const kiv::KivLogInfo& info, const Findings& f) {
   const std::string name = U8(info.FileName());
   for (const Damage& d : f.damaged) {
-    std::printf("%s: event %d: %s", name.c_str(), d.ordinal, d.description.c_str());
+    if (d.ordinal == 0) {
+      std::printf("%s: cannot be read: %s", name.c_str(), d.description.c_str());
+    } else {
+      std::printf("%s: event %d: %s", name.c_str(), d.ordinal, d.description.c_str());
+    }
     if (d.number != 0) std::printf(" (error %d)", d.number);
     std::printf("\n");
   }
@@ -87,9 +89,10 @@ void Print(const kiv::KivLogInfo& info, const Findings& f) {
 
 struct VerifyArgs {
   LogTarget target;
+  bool all = false;
 };
 
-int RunVerify(const VerifyArgs& a) {
+int VerifyOne(const VerifyArgs& a) {
   kiv::KivLog log;
   auto info = std::make_shared<kiv::KivLogInfo>();
   info->FileName(TargetBase(log, a.target));
@@ -97,8 +100,42 @@ int RunVerify(const VerifyArgs& a) {
   if (log.EventLogRead(info, 1, 0)) return ReportError("verify");
   Findings f;
   if (Verify(log, info, f)) return ReportError("verify");
-  Print(*info, f);
+  if (Globals().json) {
+    std::cout << ReportJson(*info, f).dump() << std::endl;
+  } else {
+    PrintText(*info, f);
+  }
   return f.damaged.empty() ? 0 : kDamaged;
+}
+
+// Every log of a folder (of one application, with --app). A log that cannot be read at all is
+// reported as damaged, with ordinal 0 and the error of the read.
+int VerifyAll(const VerifyArgs& a) {
+  kiv::KivLog log;
+  auto logs = std::make_shared<kiv::Collection>();
+  const kiv::String folder = a.target.path.empty() ? log.LogDefaultPath() : U16(a.target.path);
+  if (log.EventLogList(logs, folder)) return ReportError("verify");
+  nlohmann::json reports = nlohmann::json::array();
+  bool any_damaged = false;
+  for (int32_t i = 1; i <= logs->Count(); ++i) {
+    auto info = logs->ObjectAt<kiv::KivLogInfo>(i);
+    if (!a.target.app.empty() && U8(info->AppId()) != a.target.app) continue;
+    Findings f;
+    if (log.EventLogRead(info, 1, 0) || Verify(log, info, f)) {
+      const kiv::ErrorRecord r = kiv::LastErrorRecord();
+      f.damaged.push_back({0, r.Number, U8(r.Description)});
+    }
+    any_damaged = any_damaged || !f.damaged.empty();
+    if (Globals().json) {
+      reports.push_back(ReportJson(*info, f));
+    } else {
+      PrintText(*info, f);
+    }
+  }
+  if (Globals().json) {
+    std::cout << nlohmann::json{{"folder", U8(folder)}, {"logs", reports}}.dump() << std::endl;
+  }
+  return any_damaged ? kDamaged : 0;
 }
 
 }  // namespace
@@ -108,7 +145,10 @@ void AddVerifyCommand(CLI::App& app) {
   auto* cmd = app.add_subcommand(
       "verify", "Read every event of a day's log and report the damaged ones (exit code 2)");
   AddTargetOptions(*cmd, a.target);
-  cmd->callback([] { std::exit(RunVerify(a)); });
+  cmd->add_flag("--all", a.all, "Every log of the folder (of --app only, when given)")
+      ->excludes(cmd->get_option("--file"))
+      ->excludes(cmd->get_option("--day"));
+  cmd->callback([] { std::exit(a.all ? VerifyAll(a) : VerifyOne(a)); });
 }
 
 }  // namespace kivlog
