@@ -170,15 +170,24 @@ void TakeExclusive(sqlite3* db, const String& file_name, bool read_only) {
 
 std::string Utf8(StringView text) { return ToUtf8(text); }
 
-std::string QuoteName(StringView name) {
-  std::string out = "\"";
-  for (char c : Utf8(name)) {
+namespace {
+
+// Text between two `quote` characters, the quote doubled inside: SQL's one escaping rule.
+std::string Quoted(StringView text, char quote) {
+  std::string out(1, quote);
+  for (char c : Utf8(text)) {
     out.push_back(c);
-    if (c == '"') out.push_back('"');
+    if (c == quote) out.push_back(quote);
   }
-  out.push_back('"');
+  out.push_back(quote);
   return out;
 }
+
+}  // namespace
+
+std::string QuoteName(StringView name) { return Quoted(name, '"'); }
+
+std::string QuoteLiteral(StringView text) { return Quoted(text, '\''); }
 
 void RaiseSqlite(sqlite3* db, int rc, std::string_view sql, bool writing) {
   const std::string msg = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);

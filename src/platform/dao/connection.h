@@ -115,6 +115,8 @@ std::shared_ptr<Connection> OpenConnection(const String& file_name, bool create,
 std::string Utf8(StringView text);
 // A name quoted for SQL: "name", with inner quotes doubled.
 std::string QuoteName(StringView name);
+// A text literal for SQL: 'text', with inner apostrophes doubled.
+std::string QuoteLiteral(StringView text);
 
 // The transaction of one write. With none open it begins with BEGIN IMMEDIATE: the write lock is
 // taken first, so two processes writing one file wait for each other (an autocommit write that

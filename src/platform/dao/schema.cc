@@ -37,16 +37,6 @@ const char16_t* WrittenTypeName(int16_t type) {
   RaiseDao(kDaoInvalidFieldType);
 }
 
-std::string Literal(StringView text) {
-  std::string out = "'";
-  for (char c : Utf8(text)) {
-    out.push_back(c);
-    if (c == '\'') out.push_back('\'');
-  }
-  out.push_back('\'');
-  return out;
-}
-
 std::string ZeroLengthCheck(StringView column) { return "CHECK (" + QuoteName(column) + " <> '')"; }
 
 // Parses "TEXT(255)" into the DAO type and size.
@@ -245,7 +235,7 @@ void CreateTable(Connection& conn, const TableSchema& table) {
   }
   ExecSql(conn, sql + ")");
   const std::string name = Utf8(table.name);
-  const std::string lit = Literal(table.name);
+  const std::string lit = QuoteLiteral(table.name);
   const std::string counter = "UPDATE " + std::string(kCountTable);
   ExecSql(conn, "CREATE TRIGGER " +
                     QuoteName(FromUtf8(std::string(kCountTable) + "!" + name + "!add")) +
@@ -282,7 +272,8 @@ void DropTable(Connection& conn, StringView table) {
   SchemaChange change(conn);
   ExecSql(conn, "DROP TABLE " + QuoteName(table));
   if (LoadSchema(conn, FromUtf8(kCountTable))) {
-    ExecSql(conn, "DELETE FROM " + std::string(kCountTable) + " WHERE name = " + Literal(table));
+    ExecSql(conn,
+            "DELETE FROM " + std::string(kCountTable) + " WHERE name = " + QuoteLiteral(table));
   }
   change.Commit();
 }
