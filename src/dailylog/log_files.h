@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "frame/guard.h"
@@ -54,10 +55,12 @@ struct OpenLogEntry {
   std::shared_ptr<KivLogInfo> info;
 
  private:
-  String paths_of_;
-  LogPaths paths_;
-  String day_of_;
-  Date day_ = 0;
+  // Forgets what was worked out for an earlier FileName.
+  void Follow();
+
+  String name_;  // the FileName the fields below belong to
+  std::optional<LogPaths> paths_;
+  std::optional<Date> day_;  // worked out only when asked: a bad day must raise then
 };
 
 // The 32-bit little-endian values of the index.

@@ -38,20 +38,23 @@ OpenLogEntry& KivLog::FindEntry(int32_t Id) const {
 
 std::shared_ptr<KivLogInfo> KivLog::FindLog(int32_t Id) const { return FindEntry(Id).info; }
 
+void OpenLogEntry::Follow() {
+  if (name_ == info->FileName()) return;
+  name_ = info->FileName();
+  paths_.reset();
+  day_.reset();
+}
+
 const LogPaths& OpenLogEntry::Paths() {
-  if (paths_of_ != info->FileName() || paths_of_.empty()) {
-    paths_ = NativeLogPaths(info->FileName());
-    paths_of_ = info->FileName();
-  }
-  return paths_;
+  Follow();
+  if (!paths_) paths_ = NativeLogPaths(name_);
+  return *paths_;
 }
 
 Date OpenLogEntry::Day() {
-  if (day_of_ != info->FileName() || day_of_.empty()) {
-    day_ = LogDayDate(info->FileName());
-    day_of_ = info->FileName();
-  }
-  return day_;
+  Follow();
+  if (!day_) day_ = LogDayDate(name_);
+  return *day_;
 }
 
 void KivLog::AddLog(int32_t Id, const std::shared_ptr<KivLogInfo>& info) {
