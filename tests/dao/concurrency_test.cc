@@ -21,9 +21,7 @@ std::shared_ptr<Database> CountersDb(const String& name) {
   auto t = db->CreateTableDef(u"T");
   t->Fields().Append(t->CreateField(u"WHO", dbLong));
   t->Fields().Append(t->CreateField(u"PAD", dbMemo));
-  auto ix = t->CreateIndex(u"WHO");
-  ix->Fields(u"WHO");
-  t->Indexes().Append(ix);
+  kivtest::AddIndex(*t, u"WHO", u"WHO");
   db->TableDefs().Append(t);
   return db;
 }

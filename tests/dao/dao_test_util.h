@@ -23,4 +23,11 @@ inline std::shared_ptr<kiv::dao::Field> TextField(kiv::dao::TableDef& t, const c
   return f;
 }
 
+// Appends an index of `fields` ("A;-B" form) named `name` to a table being defined.
+inline void AddIndex(kiv::dao::TableDef& t, const char16_t* name, const char16_t* fields) {
+  auto index = t.CreateIndex(name);
+  index->Fields(fields);
+  t.Indexes().Append(index);
+}
+
 }  // namespace kivtest

@@ -21,15 +21,9 @@ struct Indexed {
     auto t = db->CreateTableDef(u"T");
     t->Fields().Append(t->CreateField(u"K", dbLong));
     t->Fields().Append(kivtest::TextField(*t, u"NAME", 20));
-    auto k = t->CreateIndex(u"K");
-    k->Fields(u"K");
-    t->Indexes().Append(k);
-    auto kn = t->CreateIndex(u"KNAME");
-    kn->Fields(u"K;-NAME");
-    t->Indexes().Append(kn);
-    auto name = t->CreateIndex(u"NAME");
-    name->Fields(u"NAME");
-    t->Indexes().Append(name);
+    kivtest::AddIndex(*t, u"K", u"K");
+    kivtest::AddIndex(*t, u"KNAME", u"K;-NAME");
+    kivtest::AddIndex(*t, u"NAME", u"NAME");
     db->TableDefs().Append(t);
     rs = db->OpenRecordset(u"T", dbOpenTable);
     const std::pair<Variant, const char16_t*> rows[] = {

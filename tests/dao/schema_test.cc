@@ -33,9 +33,7 @@ void CreateLogSchema(Database& db) {
   auto raw = events->CreateField(u"RAWDATA", dbLongBinary);
   raw->Attributes(34);
   events->Fields().Append(raw);
-  auto date = events->CreateIndex(u"DATE");
-  date->Fields(u"DATE");
-  events->Indexes().Append(date);
+  kivtest::AddIndex(*events, u"DATE", u"DATE");
   db.TableDefs().Append(events);
 }
 

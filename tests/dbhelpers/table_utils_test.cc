@@ -27,12 +27,8 @@ struct Keyed {
     auto t = db->CreateTableDef(u"T");
     t->Fields().Append(t->CreateField(u"K", dbLong));
     t->Fields().Append(kivtest::TextField(*t, u"NAME"));
-    auto k = t->CreateIndex(u"K");
-    k->Fields(u"K");
-    t->Indexes().Append(k);
-    auto nm = t->CreateIndex(u"NAME");
-    nm->Fields(u"NAME");
-    t->Indexes().Append(nm);
+    kivtest::AddIndex(*t, u"K", u"K");
+    kivtest::AddIndex(*t, u"NAME", u"NAME");
     db->TableDefs().Append(t);
     rs = db->OpenRecordset(u"T", dbOpenTable);
     for (int32_t k = 100; k >= 10; k -= 10) {
