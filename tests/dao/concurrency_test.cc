@@ -3,12 +3,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <fstream>
-
 #include "dao/dao_test_util.h"
-#include "platform/dao/compact.h"
 #include "platform/fs.h"
-#include "platform/text_codec.h"
 
 using namespace kiv;
 using namespace kiv::dao;
@@ -120,41 +116,4 @@ TEST(DaoConcurrency, CompactDatabaseShrinksAndKeepsRows) {
   EXPECT_EQ(NumberRaisedBy(
                 [&] { kivtest::Engine()->CompactDatabase(dir.File("no.mdb"), dir.File("x")); }),
             3024);
-}
-
-// Compacting in place while another connection has the database open: that connection goes on
-// with the compacted file, and what it writes afterwards is kept.
-TEST(DaoConcurrency, CompactInPlaceKeepsOtherConnectionsWorking) {
-  kivtest::TempFolder dir;
-  const String name = dir.File("live.mdb");
-  auto db = FragmentedDb(name);
-  const int64_t before = FileLength(name);
-
-  const String tmp = dir.File("work.tmp");
-  detail::CompactInPlace(name, tmp);
-  EXPECT_FALSE(FileExists(tmp));
-  EXPECT_LT(FileLength(name) * 4, before);
-
-  // The connection open throughout, and another process, both write to the compacted file.
-  db->Execute(u"INSERT INTO T (WHO) VALUES (5000)", dbFailOnError);
-  EXPECT_EQ(InChild([&] {
-              auto other = DBEngine::ForThread()->OpenDatabase(name);
-              other->Execute(u"INSERT INTO T (WHO) VALUES (6000)", dbFailOnError);
-              return other->OpenRecordset(u"T", dbOpenTable)->RecordCount() == 102;
-            }),
-            0);
-  EXPECT_EQ(db->OpenRecordset(u"T", dbOpenTable)->RecordCount(), 102);
-  db->Close();
-  auto again = kivtest::Engine()->OpenDatabase(name);
-  auto rs = again->OpenRecordset(u"T", dbOpenTable);
-  EXPECT_EQ(rs->RecordCount(), 102);
-  rs->Index(u"WHO");
-  rs->Seek(u"=", Variant(int32_t{5000}));
-  EXPECT_FALSE(rs->NoMatch());
-  EXPECT_EQ(again->TableDefs()[u"T"]->Indexes().Count(), 1);
-
-  // A temporary file that is already there is refused and left alone.
-  std::ofstream(ToUtf8(tmp)) << "keep me";
-  EXPECT_EQ(NumberRaisedBy([&] { detail::CompactInPlace(name, tmp); }), 3204);
-  EXPECT_TRUE(FileExists(tmp));
 }

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "dao/dao_test_util.h"
 #include "kivdbxt/class_table.h"
@@ -198,8 +199,13 @@ TEST(TableUtils, CompactionShrinksAndCleansUp) {
   auto db = kivtest::Engine()->OpenDatabase(t.name);
   EXPECT_EQ(db->OpenRecordset(u"T")->RecordCount(), 10);
 
-  // A temporary file named by the caller is used and removed.
+  // A temporary file named by the caller is used and removed; one already there is refused and
+  // left alone.
   db->Close();
   EXPECT_FALSE(qv->Db_CompactEx(t.name, Variant(t.dir.File("mine.tmp")), 0));
   EXPECT_FALSE(FileExists(t.dir.File("mine.tmp")));
+  std::ofstream(t.dir.path() + "/mine.tmp") << "keep me";
+  EXPECT_TRUE(qv->Db_CompactEx(t.name, Variant(t.dir.File("mine.tmp")), 0));
+  EXPECT_EQ(Last_Error(), 3204);
+  EXPECT_EQ(FileLength(t.dir.File("mine.tmp")), 7);
 }
