@@ -55,19 +55,6 @@ TEST(ClassTable, IdentityValueByValue) {
   }
 }
 
-TEST(ClassTable, QvDbXtMethodOrder) {
-  const std::vector<String> expected = {
-      u"Field_ValueSet",  u"Blob_Flush",   u"Blob_Put",       u"Blob_Get",        u"Blob_2_Str",
-      u"Str_2_Blob",      u"Blob_Seek",    u"Blob_Init",      u"Tb_Purge",        u"Type_StrCheck",
-      u"Tb_Seek",         u"Tb_GetField",  u"Tb_IsNull",      u"Tb_Delete",       u"Query_Argument",
-      u"Get_LongUnk",     u"File_2_Blob",  u"Field_Value",    u"Field_Validate",  u"Field_TruncStr",
-      u"Field_StrAssign", u"Field_Size",   u"Field_Lenght",   u"Field_Convert",   u"Field_Align",
-      u"Db_Repair",       u"Db_CompactEx", u"Db_Compact",     u"Close_Recordset", u"Close_Db",
-      u"Close_WorkSpace", u"Bookmark_Set", u"Bookmark_Check", u"Blob_2_File"};
-  std::vector<String> actual(QvDbXtMethodOrder().begin(), QvDbXtMethodOrder().end());
-  EXPECT_EQ(actual, expected);
-}
-
 TEST(Factory, CreatesByProgIdOrClsidAndRefusesUnknownClasses) {
   auto a = CreateObject(u"KivDbXtOle.KivLogEvent");
   ASSERT_NE(a, nullptr);
