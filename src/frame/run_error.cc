@@ -18,7 +18,7 @@ void ClearRunError() { current = RunError{}; }
 
 void CaptureCurrentException() {
   RunError err;
-  err.source = u"KivDbXtOle";
+  err.source = kRunTimeSource;
   try {
     throw;
   } catch (const Error& e) {

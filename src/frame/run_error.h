@@ -8,6 +8,9 @@
 
 namespace kiv {
 
+// The Source of a run-time error that nobody named: the component's own name.
+inline constexpr const char16_t* kRunTimeSource = u"KivDbXtOle";
+
 struct RunError {
   int32_t number = 0;
   String source;
@@ -21,5 +24,17 @@ RunError& CurrentRunError();
 void ClearRunError();
 // Turns the exception being handled into the current run-time error. Call only inside catch.
 void CaptureCurrentException();
+
+// Runs a run-time statement for a client: a failure becomes the current run-time error (not the
+// recorded one) and the statement returns error_value.
+template <class R, class Body>
+R RunStatement(R error_value, Body&& body) {
+  try {
+    return body();
+  } catch (...) {
+    CaptureCurrentException();
+  }
+  return error_value;
+}
 
 }  // namespace kiv

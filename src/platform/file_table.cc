@@ -108,12 +108,12 @@ int64_t At(const OpenFile& f, int64_t position) {
 
 }  // namespace
 
-int32_t FreeFile() {
+int32_t LowestFreeNumber() {
   std::lock_guard<std::mutex> lock(table_mutex);
   return LowestFree();
 }
 
-void FileOpen(int32_t number, const String& path, FileMode mode, ShareLock lock, Access access) {
+void FileOpenAs(int32_t number, const String& path, FileMode mode, ShareLock lock, Access access) {
   {
     std::lock_guard<std::mutex> guard(table_mutex);
     if (number < 1 || number > kMaxFileNumber) Raise(kErrBadFileNumber);

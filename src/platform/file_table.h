@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "kivdbxt/file_numbers.h"
 #include "kivdbxt/types.h"
 #include "platform/file.h"
 
@@ -23,20 +24,21 @@ enum class FileMode {
 
 inline constexpr int32_t kMaxFileNumber = 511;
 
+// FreeFile, FileClose and the other statements of clients: kivdbxt/file_numbers.h.
+
 // The lowest free number; raises 67 when none is free.
-int32_t FreeFile();
+int32_t LowestFreeNumber();
+
 // Opens a file under a number; raises 52 for a bad number, 55 when it is in use, and the open's
 // own errors (53, 70, 75, 76 ...).
-void FileOpen(int32_t number, const String& path, FileMode mode, ShareLock lock,
-              Access access = Access::ReadWrite);
+void FileOpenAs(int32_t number, const String& path, FileMode mode, ShareLock lock,
+                Access access = Access::ReadWrite);
 // Opens a file under the lowest free number and returns it.
 int32_t FileOpenNext(const String& path, FileMode mode, ShareLock lock,
                      Access access = Access::ReadWrite);
 // Puts a file opened by the caller under the lowest free number, positioned at its start (at its
 // end for Append), and returns the number.
 int32_t FileAdopt(File file, FileMode mode);
-// Closes a number that is greater than 0 and sets it to 0; never raises.
-void FileClose(int32_t& number);
 
 // A file number that is closed when it goes out of scope.
 class ScopedFileNumber {

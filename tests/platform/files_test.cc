@@ -93,12 +93,12 @@ TEST(FileOpen, MissingFilesPathsAndNumbers) {
             76);
   EXPECT_EQ(NumberRaisedBy([&] { FileOpenNext(dir.Path(), FileMode::Input, ShareLock::None); }),
             75);
-  EXPECT_EQ(NumberRaisedBy([&] { FileOpen(0, dir.File("x"), FileMode::Output, ShareLock::None); }),
-            52);
+  EXPECT_EQ(
+      NumberRaisedBy([&] { FileOpenAs(0, dir.File("x"), FileMode::Output, ShareLock::None); }), 52);
   int32_t n = FreeFile();
-  FileOpen(n, dir.File("x"), FileMode::Output, ShareLock::None);
-  EXPECT_EQ(NumberRaisedBy([&] { FileOpen(n, dir.File("y"), FileMode::Output, ShareLock::None); }),
-            55);
+  FileOpenAs(n, dir.File("x"), FileMode::Output, ShareLock::None);
+  EXPECT_EQ(
+      NumberRaisedBy([&] { FileOpenAs(n, dir.File("y"), FileMode::Output, ShareLock::None); }), 55);
   EXPECT_NE(FreeFile(), n);
   FileClose(n);
 }
