@@ -10,8 +10,10 @@ database log.
 import contextlib
 
 from ._kivdbxt import *  # noqa: F401,F403
-from ._kivdbxt import (ELREF_ABSOLUTE, Err, FileClose, FileOpen, FreeFile, KivError, KivLog,
-                       KivLogFile, KivLogInfo, LastErrorRecord, QvDbXt, QvDbXtMethodOrder, dao)
+from ._kivdbxt import (ACCESS_DEFAULT, ELREF_ABSOLUTE, SHARE_DEFAULT, Err, FileClose, FileOpen,
+                       FreeFile, KivError, KivLog, KivLogFile, KivLogInfo, LastErrorRecord, QvDbXt,
+                       QvDbXtMethodOrder)
+from . import dao  # noqa: F401
 
 # KivError(Number, Description, Source): the fields by name.
 KivError.Number = property(lambda self: self.args[0])
@@ -33,7 +35,7 @@ del _name
 
 
 @contextlib.contextmanager
-def open_file(FileName, Mode, Access=ACCESS_DEFAULT, Share=SHARE_DEFAULT):  # noqa: F405
+def open_file(FileName, Mode, Access=ACCESS_DEFAULT, Share=SHARE_DEFAULT):
     """Opens a file under the lowest free number and closes it at the end of the block."""
     number = FreeFile()
     if number == 0 or FileOpen(number, FileName, Mode, Access, Share):
@@ -124,3 +126,7 @@ KivLogFile.EventLogChanged = property(
     doc="The callable called as EventLogChanged(EvUnk, EvType, EvId) after each record stored")
 KivLogFile.__enter__ = lambda self: self
 KivLogFile.__exit__ = lambda self, *exc: self.CloseEventLog() and None
+
+if "KivSector" in globals():
+    KivSector.__enter__ = lambda self: self  # noqa: F405
+    KivSector.__exit__ = lambda self, *exc: self.SectorClose() and None  # noqa: F405

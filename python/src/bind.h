@@ -15,7 +15,8 @@ void BindEvents(py::module_& m);       // KivLogEvent, KivLogFilter
 void BindDailyLogs(py::module_& m);    // KivLog, KivLogInfo
 void BindDatabaseLog(py::module_& m);  // KivLogFile
 void BindDao(py::module_& dao);        // the DAO object model (kivdbxt.dao)
-void BindHelpers(py::module_& m);      // QvDbXt, QvDbXtMod, KivBlobType
+void BindHelpers(py::module_& m);      // QvDbXt, KivBlobType
+void BindSector(py::module_& m);       // KivSector, when the library has it
 
 // A read/write property made of the pair of overloaded member functions named as the property.
 #define KIVPY_PROP(C, name, T) \

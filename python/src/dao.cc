@@ -56,10 +56,9 @@ void BindDaoConstants(py::module_& m) {
 
 // Fields, Indexes, TableDefs: by position (from 0, as in DAO) or name, and as a sequence.
 template <class T>
-void BindItems(py::module_& m, const char* name) {
+void BindItems(py::class_<dao::Items<T>>& c) {
   using C = dao::Items<T>;
-  py::class_<C>(m, name)
-      .def_property_readonly("Count", &C::Count)
+  c.def_property_readonly("Count", &C::Count)
       .def("Item", py::overload_cast<int32_t>(&C::Item, py::const_), py::arg("index"))
       .def("Item", py::overload_cast<kiv::StringView>(&C::Item, py::const_), py::arg("name"))
       .def("Append", &C::Append, py::arg("item"))
@@ -78,9 +77,33 @@ void BindItems(py::module_& m, const char* name) {
 template <class C>
 using Obj = py::class_<C, kiv::Object, std::shared_ptr<C>>;
 
-void BindFieldIndex(py::module_& m) {
-  Obj<dao::Field>(m, "Field")
-      .KIVPY_PROP(dao::Field, Name, String)
+// Every class is made before any member is bound, so that each signature names its types.
+struct Classes {
+  explicit Classes(py::module_& m)
+      : fields(m, "Fields"),
+        indexes(m, "Indexes"),
+        tabledefs(m, "TableDefs"),
+        field(m, "Field"),
+        index(m, "Index"),
+        tabledef(m, "TableDef"),
+        recordset(m, "Recordset"),
+        database(m, "Database"),
+        workspace(m, "Workspace"),
+        engine(m, "DBEngineClass") {}
+  py::class_<dao::Fields> fields;
+  py::class_<dao::Indexes> indexes;
+  py::class_<dao::TableDefs> tabledefs;
+  Obj<dao::Field> field;
+  Obj<dao::Index> index;
+  Obj<dao::TableDef> tabledef;
+  Obj<dao::Recordset> recordset;
+  Obj<dao::Database> database;
+  Obj<dao::Workspace> workspace;
+  Obj<dao::DBEngine> engine;
+};
+
+void BindFieldIndex(Classes& k) {
+  k.field.KIVPY_PROP(dao::Field, Name, String)
       .KIVPY_PROP(dao::Field, Type, int16_t)
       .KIVPY_PROP(dao::Field, Size, int32_t)
       .KIVPY_PROP(dao::Field, Attributes, int32_t)
@@ -93,8 +116,7 @@ void BindFieldIndex(py::module_& m) {
       .def("AppendChunk", &dao::Field::AppendChunk, py::arg("data"))
       .def("GetChunk", &dao::Field::GetChunk, py::arg("offset"), py::arg("bytes"))
       .def("FieldSize", &dao::Field::FieldSize);
-  Obj<dao::Index>(m, "Index")
-      .KIVPY_PROP(dao::Index, Name, String)
+  k.index.KIVPY_PROP(dao::Index, Name, String)
       .def_property(
           "Fields", [](dao::Index& i) -> dao::Fields& { return i.Fields(); },
           [](dao::Index& i, const String& names) { i.Fields(names); },
@@ -107,9 +129,8 @@ void BindFieldIndex(py::module_& m) {
       .KIVPY_PROP(dao::Index, IgnoreNulls, bool);
 }
 
-void BindTableRecordset(py::module_& m) {
-  Obj<dao::TableDef>(m, "TableDef")
-      .KIVPY_PROP(dao::TableDef, Name, String)
+void BindTableRecordset(Classes& k) {
+  k.tabledef.KIVPY_PROP(dao::TableDef, Name, String)
       .def_property_readonly("Fields", &dao::TableDef::Fields,
                              py::return_value_policy::reference_internal)
       .def_property_readonly("Indexes", &dao::TableDef::Indexes,
@@ -121,8 +142,7 @@ void BindTableRecordset(py::module_& m) {
       .def("OpenRecordset", &dao::TableDef::OpenRecordset,
            py::arg("type") = int32_t{dao::dbOpenTable}, py::arg("options") = 0,
            py::arg("lock_edit") = 0);
-  Obj<dao::Recordset>(m, "Recordset")
-      .def_property_readonly("Name", &dao::Recordset::Name)
+  k.recordset.def_property_readonly("Name", &dao::Recordset::Name)
       .def_property_readonly("Type", &dao::Recordset::Type)
       .def_property_readonly("Updatable", &dao::Recordset::Updatable)
       .KIVPY_PROP(dao::Recordset, Index, String)
@@ -157,9 +177,8 @@ void BindTableRecordset(py::module_& m) {
       .def("Close", &dao::Recordset::Close);
 }
 
-void BindDatabase(py::module_& m) {
-  Obj<dao::Database>(m, "Database")
-      .def_property_readonly("Name", &dao::Database::Name)
+void BindDatabase(py::module_& m, Classes& k) {
+  k.database.def_property_readonly("Name", &dao::Database::Name)
       .def_property_readonly("Updatable", &dao::Database::Updatable)
       .def_property_readonly("TableDefs", &dao::Database::TableDefs,
                              py::return_value_policy::reference_internal)
@@ -169,16 +188,14 @@ void BindDatabase(py::module_& m) {
       .def("Execute", &dao::Database::Execute, py::arg("query"), py::arg("options") = 0)
       .def_property_readonly("RecordsAffected", &dao::Database::RecordsAffected)
       .def("Close", &dao::Database::Close);
-  Obj<dao::Workspace>(m, "Workspace")
-      .def_property_readonly("Name", &dao::Workspace::Name)
+  k.workspace.def_property_readonly("Name", &dao::Workspace::Name)
       .def("CreateDatabase", &dao::Workspace::CreateDatabase, py::arg("name"), py::arg("locale"),
            py::arg("options") = 0)
       .def("OpenDatabase", &dao::Workspace::OpenDatabase, py::arg("name"),
            py::arg("exclusive") = false, py::arg("read_only") = false,
            py::arg("connect") = String())
       .def("Close", &dao::Workspace::Close);
-  Obj<dao::DBEngine>(m, "DBEngineClass")
-      .def_property_readonly("Version", &dao::DBEngine::Version)
+  k.engine.def_property_readonly("Version", &dao::DBEngine::Version)
       .def("Workspaces", &dao::DBEngine::Workspaces, py::arg("index") = 0)
       .def("CreateWorkspace", &dao::DBEngine::CreateWorkspace, py::arg("name"),
            py::arg("user") = String(), py::arg("password") = String())
@@ -196,12 +213,13 @@ void BindDatabase(py::module_& m) {
 
 void BindDao(py::module_& m) {
   BindDaoConstants(m);
-  BindItems<dao::Field>(m, "Fields");
-  BindItems<dao::Index>(m, "Indexes");
-  BindItems<dao::TableDef>(m, "TableDefs");
-  BindFieldIndex(m);
-  BindTableRecordset(m);
-  BindDatabase(m);
+  Classes k(m);
+  BindItems(k.fields);
+  BindItems(k.indexes);
+  BindItems(k.tabledefs);
+  BindFieldIndex(k);
+  BindTableRecordset(k);
+  BindDatabase(m, k);
 }
 
 }  // namespace kivpy

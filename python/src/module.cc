@@ -13,4 +13,5 @@ PYBIND11_MODULE(_kivdbxt, m) {
   kivpy::BindDailyLogs(m);
   kivpy::BindDatabaseLog(m);
   kivpy::BindHelpers(m);
+  kivpy::BindSector(m);
 }
