@@ -40,10 +40,15 @@ def python_ns_per_write(batches=5, calls=20000):
 
 
 def cpp_ns_per_write(program):
-    out = subprocess.run([program, "--benchmark_filter=^LibraryWrite$", "--benchmark_repetitions=5",
-                          "--benchmark_format=json"], check=True, capture_output=True, text=True)
-    runs = json.loads(out.stdout)["benchmarks"]
-    return [b["real_time"] for b in runs if b.get("aggregate_name") == "median"][0]
+    # The program prints its own target lines after the results: read them from a file.
+    with tempfile.NamedTemporaryFile(suffix=".json") as out:
+        subprocess.run([program, "--benchmark_filter=^LibraryWrite$", "--benchmark_repetitions=5",
+                        "--benchmark_out=" + out.name, "--benchmark_out_format=json"],
+                       check=True, capture_output=True)
+        runs = json.load(open(out.name))["benchmarks"]
+    median = [b for b in runs if b.get("aggregate_name") == "median"][0]
+    scale = {"ns": 1, "us": 1e3, "ms": 1e6}[median["time_unit"]]
+    return median["real_time"] * scale
 
 
 def main():
