@@ -31,9 +31,19 @@ class KivLogFile : public Object {
                       int32_t eWrapping = KLFWM_OVERWRITEOLDER, int32_t lWrappingDays = 7,
                       const String& sBacupkFile = String());
   bool OpenEventLog(const String& sFileName, bool bKeepAlive = false);
+  // An addition of this library: opens the log for reading only. It writes nothing to the file
+  // (no "Event Log Started" record, no LASTCHANGE) and works on a file its user may only read.
+  // The reads, CheckEventLogChanges, the *Get settings and BackupEventLog work as after
+  // OpenEventLog; ReportEvent, ReportEventEx, PurgeEventLog, Purge, CompactEventLog and the *Set
+  // settings are refused: they return True with error 20000 "Il file " + name + " è aperto in
+  // sola lettura.". CloseEventLog closes it without writing "Event Log Closed". The next
+  // CreateEventLog or OpenEventLog opens for writing again.
+  bool OpenEventLogReadOnly(const String& sFileName, bool bKeepAlive = false);
   bool CloseEventLog();
   bool CompactEventLog();
   String FileName() const { return file_name_; }
+  // True after OpenEventLogReadOnly.
+  bool ReadOnly() const { return read_only_; }
   bool KeepAlive() const { return keep_alive_; }
   void KeepAlive(bool value);
   bool BackupFileSet(const String& sFileName);
@@ -108,9 +118,15 @@ class KivLogFile : public Object {
   bool ParmRead(const String& Key, String& Value);
   bool ParmRead(const String& Key, int32_t& Value);
   bool ParmWrite(const String& Key, const String& Value);
+  void DropDuplicateParms(dao::Recordset& rs, const String& Key);
+  bool ReadSettings();
+  void RefuseWhenReadOnly() const;
   bool UpdateLastLog(int32_t lUnk);
   bool PurgeLock();
-  void PurgeUnlock();
+  bool PurgeUnlock();
+  // The purge proper, inside the caller's transaction. True when a backup failed (recorded);
+  // raises on other failures.
+  bool Trim(int32_t Records, int32_t Days, const String& SubSet);
   bool BackupRecord(dao::Recordset& rs, BackupTarget& target);
   bool Report(const String& Source, const String& StoredRawData, int32_t EventType,
               const String& Category, int32_t EventId, String& User, String& Computer,
@@ -128,6 +144,7 @@ class KivLogFile : public Object {
   std::shared_ptr<dao::Recordset> parms_;
   String file_name_;
   bool keep_alive_ = false;
+  bool read_only_ = false;
   int32_t wrapping_ = 7;
   int32_t max_records_ = 1000;
   String backup_file_;

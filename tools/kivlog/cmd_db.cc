@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <iostream>
 #include <thread>
+#include <vector>
 
 #include "commands.h"
 #include "kivdbxt/error.h"
@@ -38,7 +39,29 @@ DbArgs& Args() {
   return a;
 }
 
+// Raw data as stored: a type letter, "A" text or "B" binary, then the data, one character per
+// byte; a text with characters above 255 was stored as UTF-16 code units, low byte first.
+struct RawData {
+  const char* type;  // "text", "binary", or "" for data stored without a letter
+  kiv::String text;
+};
+
+RawData DecodeRawData(const kiv::String& stored) {
+  kiv::String bytes = stored;
+  const bool letter = !bytes.empty() && (bytes[0] == u'A' || bytes[0] == u'B');
+  if (letter && bytes.size() % 2 == 0 && bytes[1] == 0) {
+    kiv::String units;
+    for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
+      units.push_back(static_cast<char16_t>(bytes[i] | (bytes[i + 1] << 8)));
+    }
+    bytes = units;
+  }
+  if (!letter) return {"", bytes};
+  return {bytes[0] == u'A' ? "text" : "binary", bytes.substr(1)};
+}
+
 nlohmann::json RecordJson(const kiv::LOGRECORDTYPE& r) {
+  const RawData raw = DecodeRawData(r.EvRawData);
   return {{"unk", r.EvUnk},
           {"date", U8(kiv::FormatIsoDateTime(r.EvDate))},
           {"type", r.EvType},
@@ -48,7 +71,8 @@ nlohmann::json RecordJson(const kiv::LOGRECORDTYPE& r) {
           {"computer", U8(r.EvComputer)},
           {"source", U8(r.EvSource)},
           {"server", U8(r.EvServer)},
-          {"rawdata", U8(r.EvRawData)}};
+          {"datatype", raw.type},
+          {"rawdata", U8(raw.text)}};
 }
 
 void PrintRecord(const kiv::LOGRECORDTYPE& r) {
@@ -60,11 +84,21 @@ void PrintRecord(const kiv::LOGRECORDTYPE& r) {
               U8(r.EvSource).c_str(), r.EvType, r.EvId, U8(r.EvUser).c_str(),
               U8(r.EvComputer).c_str());
   if (!r.EvCategory.empty()) std::printf(" [%s]", U8(r.EvCategory).c_str());
-  std::printf("\n    %s\n", U8(r.EvRawData).c_str());
+  const RawData raw = DecodeRawData(r.EvRawData);
+  if (*raw.type) {
+    std::printf("\n    (%s) %s\n", raw.type, U8(raw.text).c_str());
+  } else {
+    std::printf("\n    %s\n", U8(raw.text).c_str());
+  }
 }
 
 int Open(kiv::KivLogFile& log) {
   return log.OpenEventLog(U16(Args().file), Args().keep_alive) ? ReportError("open") : 0;
+}
+
+// For looking only: nothing is written to the log, and a file the user may only read will do.
+int OpenToRead(kiv::KivLogFile& log) {
+  return log.OpenEventLogReadOnly(U16(Args().file), Args().keep_alive) ? ReportError("open") : 0;
 }
 
 int Create() {
@@ -92,7 +126,7 @@ int Report() {
 int Show() {
   DbArgs& a = Args();
   kiv::KivLogFile log;
-  if (int rc = Open(log)) return rc;
+  if (int rc = OpenToRead(log)) return rc;
   const kiv::String where = U16(a.where), order = U16(a.order);
   int32_t pos = a.pos;
   if (a.mode == "page") {
@@ -144,7 +178,8 @@ int Compact() {
 int Settings() {
   DbArgs& a = Args();
   kiv::KivLogFile log;
-  if (int rc = Open(log)) return rc;
+  const bool changing = a.set_wrapping || a.set_max || a.set_backup;
+  if (int rc = changing ? Open(log) : OpenToRead(log)) return rc;
   if (a.set_wrapping && log.WrappingSet(a.wrapping, a.days)) return ReportError("wrapping");
   if (a.set_max && log.MaxRecordsSet(a.max_records)) return ReportError("max-records");
   if (a.set_backup && log.BackupFileSet(U16(a.backup))) return ReportError("backup");
@@ -170,21 +205,97 @@ int Settings() {
   return 0;
 }
 
+// Where a watch stands: the date of the newest record printed, and how many records of exactly
+// that date it has printed. Reports take their date under the log's write lock, so a record
+// committed later never has an earlier date.
+struct WatchMark {
+  bool started = false;  // false before the first look
+  bool any = false;
+  double date = 0;
+  int32_t at_date = 0;
+};
+
+std::string DateLiteral(double date) {
+  char text[40];
+  std::snprintf(text, sizeof text, "%.17g", date);
+  return text;
+}
+
+// Every record of the where-clause, in date order (the row id orders records of one date).
+bool ReadWhere(kiv::KivLogFile& log, const std::string& where_clause,
+               std::vector<kiv::LOGRECORDTYPE>& out) {
+  const kiv::String where = U16(where_clause);
+  const kiv::String order = U16("order by DATE, rowid");
+  constexpr int32_t kPage = 500;
+  int32_t pos = 0;
+  for (int32_t flags = kiv::ELREF_FIRST;; flags = kiv::ELREF_ABSOLUTE) {
+    int32_t max = kPage;
+    const int32_t rc = log.ReadEventLogEx(flags, pos, where, order, max);
+    if (rc < 0) return false;
+    if (rc == 1) return true;
+    for (int32_t i = 1; i <= max; ++i) out.push_back(log.LogRecordEx(i));
+    if (max < kPage) return true;
+  }
+}
+
+void PrintChange(const kiv::LOGRECORDTYPE& r) {
+  if (Globals().json) {
+    std::cout << nlohmann::json{{"event", "EventLogChanged"},
+                                {"EvUnk", r.EvUnk},
+                                {"EvType", r.EvType},
+                                {"EvId", r.EvId},
+                                {"record", RecordJson(r)}}
+                     .dump()
+              << "\n";
+    return;
+  }
+  std::printf("EventLogChanged(EvUnk=%d, EvType=%d, EvId=%d) ", r.EvUnk, r.EvType, r.EvId);
+  PrintRecord(r);
+}
+
+// Prints the records after the mark and moves it on; false on a read error.
+bool PrintNew(kiv::KivLogFile& log, WatchMark& mark, bool print, int& printed) {
+  std::vector<kiv::LOGRECORDTYPE> records;
+  // The first look starts at the newest date: what is there already is not printed.
+  const std::string where = mark.any       ? "where DATE >= " + DateLiteral(mark.date)
+                            : mark.started ? std::string()
+                                           : "where DATE >= (select max(DATE) from EVENTS)";
+  mark.started = true;
+  if (!ReadWhere(log, where, records)) return false;
+  int32_t skip = mark.any ? mark.at_date : 0;
+  for (const kiv::LOGRECORDTYPE& r : records) {
+    if (mark.any && r.EvDate == mark.date && skip > 0) {
+      --skip;
+      continue;
+    }
+    if (mark.any && r.EvDate == mark.date) {
+      ++mark.at_date;
+    } else {
+      mark = {true, true, r.EvDate, 1};
+    }
+    if (print) {
+      PrintChange(r);
+      ++printed;
+    }
+  }
+  std::fflush(stdout);
+  return true;
+}
+
 int Watch() {
   DbArgs& a = Args();
   kiv::KivLogFile log;
-  if (int rc = Open(log)) return rc;
+  if (int rc = OpenToRead(log)) return rc;
   int32_t unk = 0;
   if (log.CheckEventLogChanges(unk) < 0) return ReportError("watch");
-  for (int seen = 0; a.changes == 0 || seen < a.changes;) {
+  WatchMark mark;
+  int printed = 0;
+  if (!PrintNew(log, mark, false, printed)) return ReportError("watch");
+  while (a.changes == 0 || printed < a.changes) {
     std::this_thread::sleep_for(std::chrono::milliseconds(a.interval_ms));
-    int32_t rc = log.CheckEventLogChanges(unk);
+    const int32_t rc = log.CheckEventLogChanges(unk);
     if (rc < 0) return ReportError("watch");
-    if (rc == 0) continue;
-    ++seen;
-    int32_t pos = 0;
-    if (log.ReadEventLog(kiv::ELREF_LAST, pos) == 0) PrintRecord(log.LogRecord());
-    std::fflush(stdout);
+    if (rc == 1 && !PrintNew(log, mark, true, printed)) return ReportError("watch");
   }
   return 0;
 }
@@ -244,9 +355,9 @@ void AddDbCommands(CLI::App& app) {
   settings->add_option("--backup", a.backup, "Backup log file (empty: none)")
       ->each([&a](const std::string&) { a.set_backup = true; });
 
-  auto* watch = Sub(*db, "watch", "Print each change as it is seen", Watch);
+  auto* watch = Sub(*db, "watch", "Print every record reported from now on, in order", Watch);
   watch->add_option("--interval", a.interval_ms, "Milliseconds between checks");
-  watch->add_option("--changes", a.changes, "Stop after this many changes (0: never)");
+  watch->add_option("--changes", a.changes, "Stop after this many records (0: never)");
   watch->add_flag("--keep-alive", a.keep_alive, "Keep the database open between checks");
 }
 
