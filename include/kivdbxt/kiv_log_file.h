@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "kivdbxt/constants.h"
@@ -52,6 +53,19 @@ class KivLogFile : public Object {
   bool MaxRecordsGet(int32_t& lMaxRecords);
   bool WrappingSet(int32_t lWrapping, int32_t lWrappingDays);
   bool WrappingGet(int32_t& lWrapping, int32_t& lWrappingDays);
+  // An addition of this library: how the file keeps its commits, stored in PARMS under the key
+  // SYNC (no row: "NORMAL"). Every report is one transaction (the trim, the record and
+  // LASTCHANGE together), so a crash never leaves half of one.
+  //   "NORMAL"   WAL journal, no sync per commit: a crash of the process loses nothing that was
+  //              reported; a loss of power may lose the reports of the last moments, never the
+  //              file.
+  //   "FULL"     WAL journal, a sync per commit: a report that returned survives a power loss.
+  //   "ROLLBACK" rollback journal, a sync per commit: for file systems without shared memory
+  //              (network shares), where WAL cannot work; the slowest.
+  // Any other text fails with 20000 "Errore nel parametro SyncMode.". The journal changes when no
+  // other process has the file open, else at the next writable open.
+  bool SyncModeSet(const String& sMode);
+  bool SyncModeGet(String& sMode);
 
   // ---- reporting and purging ----
   // An empty User or Computer is replaced by the current user's or computer's name; the long
@@ -115,7 +129,9 @@ class KivLogFile : public Object {
   bool OpenLog(bool bDbOnly);
   bool CloseLog(bool bForce);
   dao::Recordset& SeekParm(const String& Key);
-  bool ParmRead(const String& Key, String& Value);
+  // Without a row for Key: fallback when given, else error 20000.
+  bool ParmRead(const String& Key, String& Value,
+                const std::optional<String>& fallback = std::nullopt);
   bool ParmRead(const String& Key, int32_t& Value);
   bool ParmWrite(const String& Key, const String& Value);
   void DropDuplicateParms(dao::Recordset& rs, const String& Key);
@@ -145,6 +161,7 @@ class KivLogFile : public Object {
   String file_name_;
   bool keep_alive_ = false;
   bool read_only_ = false;
+  String sync_mode_ = u"NORMAL";
   int32_t wrapping_ = 7;
   int32_t max_records_ = 1000;
   String backup_file_;

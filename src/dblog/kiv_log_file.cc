@@ -3,6 +3,7 @@
 #include "kivdbxt/kiv_log_file.h"
 
 #include "dblog/log_schema.h"
+#include "dblog/log_sync.h"
 #include "dblog/log_transaction.h"
 #include "frame/error.h"
 #include "frame/factory.h"
@@ -44,7 +45,9 @@ bool KivLogFile::OpenLog(bool bDbOnly) {
         for (int32_t attempt = 1; !db_; ++attempt) {
           try {
             db_ = dao::DBEngine::ForThread()->OpenDatabase(file_name_, false, read_only_);
+            ApplySyncMode(*db_, ParseSyncMode(sync_mode_).value_or(SyncMode::Normal), false);
           } catch (...) {
+            QvDbXtMod::Close_Db(db_);
             if (attempt >= kOpenAttempts) throw;
             WaitTicks(retry_wait_ms_);
           }
@@ -81,12 +84,17 @@ dao::Recordset& KivLogFile::SeekParm(const String& Key) {
   return *parms_;
 }
 
-bool KivLogFile::ParmRead(const String& Key, String& Value) {
+bool KivLogFile::ParmRead(const String& Key, String& Value, const std::optional<String>& fallback) {
   return Guard(
       u"KivLogFile.ParmRead", true,
       [&] {
         PassOn(OpenLog(false));
         dao::Recordset& rs = SeekParm(Key);
+        if (rs.NoMatch() && fallback) {
+          Value = *fallback;
+          PassOn(CloseLog(false));
+          return false;
+        }
         if (rs.NoMatch()) RaiseLibrary(u"Il parametro " + Key + u"non esiste.");
         Variant v = rs.Fields()[u"VALUE"]->Value();
         Value = v.IsNull() ? String() : CStr(v);
@@ -163,7 +171,9 @@ bool KivLogFile::CreateEventLog(const String& sFileName, int32_t lMaxRecords, in
         CloseLog(true);
         read_only_ = false;
         file_name_ = sFileName;
+        sync_mode_ = SyncModeText(SyncMode::Normal);
         db_ = CreateLogDatabase(sFileName);
+        ApplySyncMode(*db_, SyncMode::Normal, true);
         created = true;
         keep_alive_ = true;
         PassOn(MaxRecordsSet(lMaxRecords));
@@ -219,9 +229,16 @@ bool KivLogFile::OpenEventLogReadOnly(const String& sFileName, bool bKeepAlive) 
 }
 
 bool KivLogFile::ReadSettings() {
-  in_use_.Step(true);  // one open of the database for the three reads
-  const bool failed = ParmRead(u"WRAPPING", wrapping_) || ParmRead(u"MAXRECORDS", max_records_) ||
-                      ParmRead(u"BACKUPFILE", backup_file_);
+  in_use_.Step(true);  // one open of the database for all the reads
+  bool failed = ParmRead(u"WRAPPING", wrapping_) || ParmRead(u"MAXRECORDS", max_records_) ||
+                ParmRead(u"BACKUPFILE", backup_file_) ||
+                ParmRead(u"SYNC", sync_mode_, String(u"NORMAL"));
+  // A writable open also puts the file in the journal its mode asks for (logs made before the
+  // WAL journal move to it here).
+  failed = failed || Guard(u"KivLogFile.OpenLog", true, [&] {
+             ApplySyncMode(*db_, ParseSyncMode(sync_mode_).value_or(SyncMode::Normal), !read_only_);
+             return false;
+           });
   in_use_.Step(false);
   return failed;
 }
@@ -324,6 +341,30 @@ bool KivLogFile::BackupFileGet(String& sFileName) {
   return Guard(u"KivLogFile.BackupFileGet", true, [&] {
     PassOn(ParmRead(u"BACKUPFILE", sFileName));
     backup_file_ = sFileName;
+    return false;
+  });
+}
+
+bool KivLogFile::SyncModeSet(const String& sMode) {
+  return Guard(
+      u"KivLogFile.SyncModeSet", true,
+      [&] {
+        const std::optional<SyncMode> mode = ParseSyncMode(sMode);
+        if (!mode) RaiseLibrary(u"Errore nel parametro SyncMode.");
+        PassOn(ParmWrite(u"SYNC", SyncModeText(*mode)));
+        sync_mode_ = SyncModeText(*mode);
+        PassOn(OpenLog(false));
+        ApplySyncMode(*db_, *mode, true);
+        PassOn(CloseLog(false));
+        return false;
+      },
+      [&] { CloseLog(false); });
+}
+
+bool KivLogFile::SyncModeGet(String& sMode) {
+  return Guard(u"KivLogFile.SyncModeGet", true, [&] {
+    PassOn(ParmRead(u"SYNC", sMode, String(u"NORMAL")));
+    sync_mode_ = sMode;
     return false;
   });
 }

@@ -18,7 +18,7 @@ struct DbArgs {
   std::string file;
   // create / settings
   int max_records = 1000, wrapping = kiv::KLFWM_OVERWRITEOLDER, days = 7;
-  std::string backup;
+  std::string backup, sync;
   bool set_max = false, set_wrapping = false, set_backup = false;
   // report
   std::string source = "KIVLOG", raw, category, user, computer, server;
@@ -178,29 +178,34 @@ int Compact() {
 int Settings() {
   DbArgs& a = Args();
   kiv::KivLogFile log;
-  const bool changing = a.set_wrapping || a.set_max || a.set_backup;
+  const bool changing = a.set_wrapping || a.set_max || a.set_backup || !a.sync.empty();
   if (int rc = changing ? Open(log) : OpenToRead(log)) return rc;
   if (a.set_wrapping && log.WrappingSet(a.wrapping, a.days)) return ReportError("wrapping");
   if (a.set_max && log.MaxRecordsSet(a.max_records)) return ReportError("max-records");
   if (a.set_backup && log.BackupFileSet(U16(a.backup))) return ReportError("backup");
+  if (!a.sync.empty() && log.SyncModeSet(U16(a.sync))) return ReportError("sync");
   int32_t wrapping = 0, days = 0, max = 0;
-  kiv::String backup;
-  if (log.WrappingGet(wrapping, days) || log.MaxRecordsGet(max) || log.BackupFileGet(backup)) {
+  kiv::String backup, sync;
+  if (log.WrappingGet(wrapping, days) || log.MaxRecordsGet(max) || log.BackupFileGet(backup) ||
+      log.SyncModeGet(sync)) {
     return ReportError("settings");
   }
   if (Globals().json) {
     std::cout << nlohmann::json{{"wrapping", wrapping},
                                 {"days", days},
                                 {"max_records", max},
-                                {"backup", U8(backup)}}
+                                {"backup", U8(backup)},
+                                {"sync", U8(sync)}}
                      .dump()
               << "\n";
   } else {
     const char* policy = wrapping == kiv::KLFWM_DONTOVERWRITE       ? "never overwrite"
                          : wrapping == kiv::KLFWM_OVERWRITEASNEEDED ? "overwrite as needed"
                                                                     : "overwrite older";
-    std::printf("wrapping     %d (%s)\ndays         %d\nmax records  %d\nbackup file  %s\n",
-                wrapping, policy, days, max, U8(backup).c_str());
+    std::printf(
+        "wrapping     %d (%s)\ndays         %d\nmax records  %d\nbackup file  %s\nsync         "
+        "%s\n",
+        wrapping, policy, days, max, U8(backup).c_str(), U8(sync).c_str());
   }
   return 0;
 }
@@ -354,6 +359,11 @@ void AddDbCommands(CLI::App& app) {
       ->each([&a](const std::string&) { a.set_max = true; });
   settings->add_option("--backup", a.backup, "Backup log file (empty: none)")
       ->each([&a](const std::string&) { a.set_backup = true; });
+  settings
+      ->add_option("--sync", a.sync,
+                   "normal (WAL, default), full (WAL, a sync per report) or rollback "
+                   "(rollback journal, for network shares)")
+      ->check(CLI::IsMember({"normal", "full", "rollback"}, CLI::ignore_case));
 
   auto* watch = Sub(*db, "watch", "Print every record reported from now on, in order", Watch);
   watch->add_option("--interval", a.interval_ms, "Milliseconds between checks");
