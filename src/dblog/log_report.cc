@@ -192,6 +192,8 @@ bool KivLogFile::PurgeEventLog(int32_t Records, int32_t Days, const String& SubS
 }
 
 bool KivLogFile::Trim(int32_t Records, int32_t Days, const String& SubSet) {
+  const bool wrapping_step = SubSet.empty() && Records == 0 && Days == 0;
+  if (wrapping_step && wrapping_ == KLFWM_DONTOVERWRITE) return false;
   std::shared_ptr<dao::Recordset> rs;
   if (!SubSet.empty()) {
     Records = -1;
@@ -202,7 +204,6 @@ bool KivLogFile::Trim(int32_t Records, int32_t Days, const String& SubSet) {
     rs = purge_rs_;
   } else {
     rs = events_;
-    rs->Index(kDateIndex);
   }
   // The count as the recordset reports it right after opening.
   const int32_t n = rs->RecordCount();
@@ -219,6 +220,7 @@ bool KivLogFile::Trim(int32_t Records, int32_t Days, const String& SubSet) {
     }
   }
   PassOn(PurgeLock());
+  if (rs == events_) rs->Index(kDateIndex);  // oldest first
   const Date now = Now();
   auto young = [&] { return DateDiffDays(CDate(rs->Fields()[u"DATE"]->Value()), now) < Days; };
   rs->MoveFirst();

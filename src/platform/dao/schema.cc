@@ -1,5 +1,7 @@
 #include "platform/dao/schema.h"
 
+#include <optional>
+
 #include "kivdbxt/dao.h"
 #include "platform/dao/dao_errors.h"
 #include "platform/text_compare.h"
@@ -356,16 +358,18 @@ std::vector<String> TableNames(Connection& conn) {
 }
 
 int64_t CountRows(Connection& conn, StringView table) {
-  sqlite3_stmt* raw = nullptr;
-  const std::string sql = std::string("SELECT n FROM ") + kCountTable + " WHERE name = ?1";
-  if (sqlite3_prepare_v2(conn.Db(), sql.c_str(), -1, &raw, nullptr) == SQLITE_OK) {
-    const std::string name = Utf8(table);
-    sqlite3_bind_text(raw, 1, name.c_str(), -1, SQLITE_TRANSIENT);
-    const bool found = sqlite3_step(raw) == SQLITE_ROW;
-    const int64_t n = found ? sqlite3_column_int64(raw, 0) : 0;
-    sqlite3_finalize(raw);
-    if (found) return n;
+  std::optional<int64_t> counted;
+  try {
+    // Asked at every report of a wrapping log: prepared once per connection.
+    Statement& count =
+        conn.Prepared(std::string("SELECT n FROM ") + kCountTable + " WHERE name = ?1");
+    count.BindText(1, table);
+    if (count.Step()) counted = count.Int(0);
+    count.Reset();
+  } catch (const Error&) {
+    // A database made elsewhere, without the row counters.
   }
+  if (counted) return *counted;
   Statement count(conn.Db(), "SELECT count(*) FROM " + QuoteName(table));
   count.Step();
   return count.Int(0);
