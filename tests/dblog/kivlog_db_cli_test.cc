@@ -73,17 +73,17 @@ TEST_F(KivlogDb, ShowReadsWithoutWritingAndDecodesRawData) {
   auto page = JsonLines(RunTool("--json db show " + file_));
   ASSERT_EQ(page.size(), 5u);
   EXPECT_EQ(page[2]["rawdata"], "Città 20 €");
-  EXPECT_EQ(page[2]["datatype"], "text");
+  EXPECT_EQ(page[2]["datatype"], RWDT_ASCII);
   EXPECT_EQ(page[3]["rawdata"], "0D0A");
-  EXPECT_EQ(page[3]["datatype"], "binary");
-  EXPECT_EQ(page[4]["rawdata"], "plain");
-  EXPECT_EQ(page[4]["datatype"], "");
+  EXPECT_EQ(page[3]["datatype"], RWDT_BINARY);
+  EXPECT_EQ(page[4]["rawdata"], "plain");  // stored without a letter: all of it is the text
+  EXPECT_EQ(page[4]["datatype"], RWDT_ASCII);
   auto last = JsonLines(RunTool("--json db show --mode last " + file_));
   ASSERT_EQ(last.size(), 1u);
   EXPECT_EQ(last[0]["rawdata"], "plain");  // not a marker of the viewer's own
   EXPECT_EQ(ReadBytes(file_), before);
   const std::string text = RunTool("db show " + file_);
-  EXPECT_NE(text.find("(text) Città 20 €\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("\n    Città 20 €\n"), std::string::npos) << text;
 }
 
 // Five reports made at once by other processes: the watch prints each of them once, in order.

@@ -9,6 +9,7 @@
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_file.h"
 #include "output.h"
+#include "pager.h"
 #include "platform/date.h"
 
 namespace kivlog {
@@ -27,6 +28,7 @@ struct DbArgs {
   // show
   std::string mode = "page", where, order;
   int pos = 0, count = 20;
+  bool reverse = false;
   // purge
   int records = 0, purge_days = 0;
   // watch
@@ -39,57 +41,10 @@ DbArgs& Args() {
   return a;
 }
 
-// Raw data as stored: a type letter, "A" text or "B" binary, then the data, one character per
-// byte; a text with characters above 255 was stored as UTF-16 code units, low byte first.
-struct RawData {
-  const char* type;  // "text", "binary", or "" for data stored without a letter
-  kiv::String text;
-};
-
-RawData DecodeRawData(const kiv::String& stored) {
-  kiv::String bytes = stored;
-  const bool letter = !bytes.empty() && (bytes[0] == u'A' || bytes[0] == u'B');
-  if (letter && bytes.size() % 2 == 0 && bytes[1] == 0) {
-    kiv::String units;
-    for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
-      units.push_back(static_cast<char16_t>(bytes[i] | (bytes[i + 1] << 8)));
-    }
-    bytes = units;
-  }
-  if (!letter) return {"", bytes};
-  return {bytes[0] == u'A' ? "text" : "binary", bytes.substr(1)};
-}
-
-nlohmann::json RecordJson(const kiv::LOGRECORDTYPE& r) {
-  const RawData raw = DecodeRawData(r.EvRawData);
-  return {{"unk", r.EvUnk},
-          {"date", U8(kiv::FormatIsoDateTime(r.EvDate))},
-          {"type", r.EvType},
-          {"category", U8(r.EvCategory)},
-          {"id", r.EvId},
-          {"user", U8(r.EvUser)},
-          {"computer", U8(r.EvComputer)},
-          {"source", U8(r.EvSource)},
-          {"server", U8(r.EvServer)},
-          {"datatype", raw.type},
-          {"rawdata", U8(raw.text)}};
-}
-
+// Records print in the output format in force, in the one event shape of every subcommand.
 void PrintRecord(const kiv::LOGRECORDTYPE& r) {
-  if (Globals().json) {
-    std::cout << RecordJson(r).dump() << "\n";
-    return;
-  }
-  std::printf("%s  %-12s type %-2d id %-6d %s@%s", U8(kiv::GeneralDate(r.EvDate)).c_str(),
-              U8(r.EvSource).c_str(), r.EvType, r.EvId, U8(r.EvUser).c_str(),
-              U8(r.EvComputer).c_str());
-  if (!r.EvCategory.empty()) std::printf(" [%s]", U8(r.EvCategory).c_str());
-  const RawData raw = DecodeRawData(r.EvRawData);
-  if (*raw.type) {
-    std::printf("\n    (%s) %s\n", raw.type, U8(raw.text).c_str());
-  } else {
-    std::printf("\n    %s\n", U8(raw.text).c_str());
-  }
+  static EventPrinter printer;
+  printer.Print(FromRecord(r, Args().file));
 }
 
 int Open(kiv::KivLogFile& log) {
@@ -134,10 +89,11 @@ int Show() {
     int32_t rc = log.ReadEventLogEx(pos == 0 ? kiv::ELREF_FIRST : kiv::ELREF_ABSOLUTE, pos, where,
                                     order, max);
     if (rc < 0) return ReportError("show");
+    StartPager();
     if (rc == 0) {
-      for (int32_t i = 1; i <= max; ++i) PrintRecord(log.LogRecordEx(i));
+      for (int32_t k = 1; k <= max; ++k) PrintRecord(log.LogRecordEx(a.reverse ? max + 1 - k : k));
     }
-    if (!Globals().json) std::printf("-- next page: --pos %d\n", pos);
+    if (OutputFormat() == "short") std::printf("-- next page: --pos %d\n", pos);
     return 0;
   }
   const int32_t flags = a.mode == "first"  ? kiv::ELREF_FIRST
@@ -147,14 +103,14 @@ int Show() {
   int32_t rc = log.ReadEventLog(flags, pos, where, order);
   if (rc < 0) return ReportError("show");
   if (flags == kiv::ELREF_COUNT) {
-    if (Globals().json) {
+    if (JsonOutput()) {
       std::cout << nlohmann::json{{"count", rc == 0 ? pos : 0}}.dump() << "\n";
     } else {
       std::printf("%d\n", rc == 0 ? pos : 0);
     }
   } else if (rc == 0) {
     PrintRecord(log.LogRecord());
-  } else if (!Globals().json) {
+  } else if (!JsonOutput()) {
     std::printf("no record\n");
   }
   return 0;
@@ -190,7 +146,7 @@ int Settings() {
       log.SyncModeGet(sync)) {
     return ReportError("settings");
   }
-  if (Globals().json) {
+  if (JsonOutput()) {
     std::cout << nlohmann::json{{"wrapping", wrapping},
                                 {"days", days},
                                 {"max_records", max},
@@ -244,12 +200,12 @@ bool ReadWhere(kiv::KivLogFile& log, const std::string& where_clause,
 }
 
 void PrintChange(const kiv::LOGRECORDTYPE& r) {
-  if (Globals().json) {
+  if (JsonOutput()) {
     std::cout << nlohmann::json{{"event", "EventLogChanged"},
                                 {"EvUnk", r.EvUnk},
                                 {"EvType", r.EvType},
                                 {"EvId", r.EvId},
-                                {"record", RecordJson(r)}}
+                                {"record", EventJson(FromRecord(r, Args().file))}}
                      .dump()
               << "\n";
     return;
@@ -343,6 +299,7 @@ void AddDbCommands(CLI::App& app) {
   show->add_option("--count", a.count, "Records per page");
   show->add_option("--where", a.where, "A where-clause, e.g. \"where TYPE = 1\"");
   show->add_option("--order", a.order, "An order-by clause");
+  show->add_flag("-r,--reverse", a.reverse, "The page's records newest first");
 
   auto* purge = Sub(*db, "purge", "Purge records (0 0: apply the wrapping policy)", Purge);
   purge->add_option("--records", a.records, "Oldest records to delete (-1 all)");
