@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "kivdbxt/constants.h"
@@ -31,9 +32,19 @@ class KivLogFile : public Object {
                       int32_t eWrapping = KLFWM_OVERWRITEOLDER, int32_t lWrappingDays = 7,
                       const String& sBacupkFile = String());
   bool OpenEventLog(const String& sFileName, bool bKeepAlive = false);
+  // An addition of this library: opens the log for reading only. It writes nothing to the file
+  // (no "Event Log Started" record, no LASTCHANGE) and works on a file its user may only read.
+  // The reads, CheckEventLogChanges, the *Get settings and BackupEventLog work as after
+  // OpenEventLog; ReportEvent, ReportEventEx, PurgeEventLog, Purge, CompactEventLog and the *Set
+  // settings are refused: they return True with error 20000 "Il file " + name + " è aperto in
+  // sola lettura.". CloseEventLog closes it without writing "Event Log Closed". The next
+  // CreateEventLog or OpenEventLog opens for writing again.
+  bool OpenEventLogReadOnly(const String& sFileName, bool bKeepAlive = false);
   bool CloseEventLog();
   bool CompactEventLog();
   String FileName() const { return file_name_; }
+  // True after OpenEventLogReadOnly.
+  bool ReadOnly() const { return read_only_; }
   bool KeepAlive() const { return keep_alive_; }
   void KeepAlive(bool value);
   bool BackupFileSet(const String& sFileName);
@@ -42,6 +53,19 @@ class KivLogFile : public Object {
   bool MaxRecordsGet(int32_t& lMaxRecords);
   bool WrappingSet(int32_t lWrapping, int32_t lWrappingDays);
   bool WrappingGet(int32_t& lWrapping, int32_t& lWrappingDays);
+  // An addition of this library: how the file keeps its commits, stored in PARMS under the key
+  // SYNC (no row: "NORMAL"). Every report is one transaction (the trim, the record and
+  // LASTCHANGE together), so a crash never leaves half of one.
+  //   "NORMAL"   WAL journal, no sync per commit: a crash of the process loses nothing that was
+  //              reported; a loss of power may lose the reports of the last moments, never the
+  //              file.
+  //   "FULL"     WAL journal, a sync per commit: a report that returned survives a power loss.
+  //   "ROLLBACK" rollback journal, a sync per commit: for file systems without shared memory
+  //              (network shares), where WAL cannot work; the slowest.
+  // Any other text fails with 20000 "Errore nel parametro SyncMode.". The journal changes when no
+  // other process has the file open, else at the next writable open.
+  bool SyncModeSet(const String& sMode);
+  bool SyncModeGet(String& sMode);
 
   // ---- reporting and purging ----
   // An empty User or Computer is replaced by the current user's or computer's name; the long
@@ -105,12 +129,20 @@ class KivLogFile : public Object {
   bool OpenLog(bool bDbOnly);
   bool CloseLog(bool bForce);
   dao::Recordset& SeekParm(const String& Key);
-  bool ParmRead(const String& Key, String& Value);
+  // Without a row for Key: fallback when given, else error 20000.
+  bool ParmRead(const String& Key, String& Value,
+                const std::optional<String>& fallback = std::nullopt);
   bool ParmRead(const String& Key, int32_t& Value);
   bool ParmWrite(const String& Key, const String& Value);
+  void DropDuplicateParms(dao::Recordset& rs, const String& Key);
+  bool ReadSettings();
+  void RefuseWhenReadOnly() const;
   bool UpdateLastLog(int32_t lUnk);
   bool PurgeLock();
-  void PurgeUnlock();
+  bool PurgeUnlock();
+  // The purge proper, inside the caller's transaction. True when a backup failed (recorded);
+  // raises on other failures.
+  bool Trim(int32_t Records, int32_t Days, const String& SubSet);
   bool BackupRecord(dao::Recordset& rs, BackupTarget& target);
   bool Report(const String& Source, const String& StoredRawData, int32_t EventType,
               const String& Category, int32_t EventId, String& User, String& Computer,
@@ -128,6 +160,8 @@ class KivLogFile : public Object {
   std::shared_ptr<dao::Recordset> parms_;
   String file_name_;
   bool keep_alive_ = false;
+  bool read_only_ = false;
+  String sync_mode_ = u"NORMAL";
   int32_t wrapping_ = 7;
   int32_t max_records_ = 1000;
   String backup_file_;

@@ -178,15 +178,32 @@ bool Close_WorkSpace(WorkspaceRef& Wksp) {
       [&] { Wksp.reset(); });
 }
 
+namespace {
+
+// The compacted copy holds the whole database: without a file named by the caller it is made in
+// a folder of its own that only this user may enter, removed with the copy on every path.
+struct PrivateCopy {
+  PrivateCopy() : folder(PrivateTempFolder(u"MDB")), file(folder + kPathSeparator + u"MDB.tmp") {}
+  ~PrivateCopy() {
+    RemoveFile(file);
+    RemoveFolder(folder);
+  }
+  const String folder;
+  const String file;
+};
+
+}  // namespace
+
 bool Db_CompactEx(const String& DbName, const Variant& TmpFile, int32_t /*DbType*/) {
   return Guard(u"QvDbXtMod.DbCompact", true, [&] {
-    String tmp =
+    const String tmp =
         TmpFile.IsMissing() || TmpFile.IsNull() || TmpFile.IsEmpty() ? String() : CStr(TmpFile);
-    if (tmp.empty()) {
-      tmp = TempFileName(u"MDB");
-      RemoveFile(tmp);  // only the name is wanted: the compaction creates the file
+    if (!tmp.empty()) {
+      dao::detail::CompactInPlace(DbName, tmp);
+      return false;
     }
-    dao::detail::CompactInPlace(DbName, tmp);
+    PrivateCopy copy;
+    dao::detail::CompactInPlace(DbName, copy.file);
     return false;
   });
 }

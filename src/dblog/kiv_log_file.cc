@@ -3,6 +3,8 @@
 #include "kivdbxt/kiv_log_file.h"
 
 #include "dblog/log_schema.h"
+#include "dblog/log_sync.h"
+#include "dblog/log_transaction.h"
 #include "frame/error.h"
 #include "frame/factory.h"
 #include "frame/guard.h"
@@ -10,6 +12,7 @@
 #include "kivdbxt/qv_db_xt_mod.h"
 #include "platform/clock.h"
 #include "platform/fs.h"
+#include "platform/text_compare.h"
 #include "platform/vb_convert.h"
 
 namespace kiv {
@@ -41,8 +44,10 @@ bool KivLogFile::OpenLog(bool bDbOnly) {
       [&] {
         for (int32_t attempt = 1; !db_; ++attempt) {
           try {
-            db_ = dao::DBEngine::ForThread()->OpenDatabase(file_name_, false, false);
+            db_ = dao::DBEngine::ForThread()->OpenDatabase(file_name_, false, read_only_);
+            ApplySyncMode(*db_, ParseSyncMode(sync_mode_).value_or(SyncMode::Normal), false);
           } catch (...) {
+            QvDbXtMod::Close_Db(db_);
             if (attempt >= kOpenAttempts) throw;
             WaitTicks(retry_wait_ms_);
           }
@@ -79,16 +84,21 @@ dao::Recordset& KivLogFile::SeekParm(const String& Key) {
   return *parms_;
 }
 
-bool KivLogFile::ParmRead(const String& Key, String& Value) {
+bool KivLogFile::ParmRead(const String& Key, String& Value, const std::optional<String>& fallback) {
   return Guard(
       u"KivLogFile.ParmRead", true,
       [&] {
-        Check(OpenLog(false));
+        PassOn(OpenLog(false));
         dao::Recordset& rs = SeekParm(Key);
+        if (rs.NoMatch() && fallback) {
+          Value = *fallback;
+          PassOn(CloseLog(false));
+          return false;
+        }
         if (rs.NoMatch()) RaiseLibrary(u"Il parametro " + Key + u"non esiste.");
         Variant v = rs.Fields()[u"VALUE"]->Value();
         Value = v.IsNull() ? String() : CStr(v);
-        Check(CloseLog(false));
+        PassOn(CloseLog(false));
         return false;
       },
       [&] { CloseLog(false); });
@@ -97,7 +107,7 @@ bool KivLogFile::ParmRead(const String& Key, String& Value) {
 bool KivLogFile::ParmRead(const String& Key, int32_t& Value) {
   String text;
   return Guard(u"KivLogFile.ParmRead", true, [&] {
-    Check(ParmRead(Key, text));
+    PassOn(ParmRead(Key, text));
     Value = CLng(Variant(text));
     return false;
   });
@@ -110,23 +120,45 @@ bool KivLogFile::ParmWrite(const String& Key, const String& Value) {
         if (Value.size() > kMaxParmLength) {
           RaiseLibrary(u"Il valore del  parametro eccede la dimensione massima.");
         }
-        Check(OpenLog(false));
-        dao::Recordset& rs = SeekParm(Key);
-        if (rs.NoMatch()) {
-          rs.AddNew();
-          rs.Fields()[u"KEY"]->Value(Variant(Key));
-        } else {
-          rs.Edit();
+        RefuseWhenReadOnly();
+        PassOn(OpenLog(false));
+        {
+          // Seek and add as one step: two processes writing a new key make one row, not two.
+          LogTransaction tx(*db_);
+          dao::Recordset& rs = SeekParm(Key);
+          if (rs.NoMatch()) {
+            rs.AddNew();
+            rs.Fields()[u"KEY"]->Value(Variant(Key));
+            rs.Fields()[u"VALUE"]->Value(Variant(Value));
+            rs.Update();
+          } else {
+            rs.Edit();
+            rs.Fields()[u"VALUE"]->Value(Variant(Value));
+            rs.Update();
+            DropDuplicateParms(rs, Key);
+          }
+          tx.Commit();
         }
-        rs.Fields()[u"VALUE"]->Value(Variant(Value));
-        rs.Update();
-        Check(CloseLog(false));
+        PassOn(CloseLog(false));
         return false;
       },
       [&] {
         if (parms_ && parms_->EditMode() != dao::dbEditNone) parms_->CancelUpdate();
         CloseLog(false);
       });
+}
+
+// Rows of the same key after the current one, left by older versions that could add a key twice:
+// reads take the first, so the rest go.
+void KivLogFile::DropDuplicateParms(dao::Recordset& rs, const String& Key) {
+  for (rs.MoveNext(); !rs.EOF_(); rs.MoveNext()) {
+    if (!TextEquals(CStr(rs.Fields()[u"KEY"]->Value()), Key)) break;
+    rs.Delete();
+  }
+}
+
+void KivLogFile::RefuseWhenReadOnly() const {
+  if (read_only_) RaiseLibrary(u"Il file " + file_name_ + u" è aperto in sola lettura.");
 }
 
 bool KivLogFile::CreateEventLog(const String& sFileName, int32_t lMaxRecords, int32_t eWrapping,
@@ -137,19 +169,22 @@ bool KivLogFile::CreateEventLog(const String& sFileName, int32_t lMaxRecords, in
       [&] {
         if (FileExists(sFileName)) RaiseLibrary(u"Il file " + sFileName + u" esiste già.");
         CloseLog(true);
+        read_only_ = false;
         file_name_ = sFileName;
+        sync_mode_ = SyncModeText(SyncMode::Normal);
         db_ = CreateLogDatabase(sFileName);
+        ApplySyncMode(*db_, SyncMode::Normal, true);
         created = true;
         keep_alive_ = true;
-        Check(MaxRecordsSet(lMaxRecords));
-        Check(WrappingSet(eWrapping, lWrappingDays));
-        Check(BackupFileSet(sBacupkFile));
+        PassOn(MaxRecordsSet(lMaxRecords));
+        PassOn(WrappingSet(eWrapping, lWrappingDays));
+        PassOn(BackupFileSet(sBacupkFile));
         no_notify_.Step(true);
         bool failed = ReportEvent(kSelfSource, u"AEvent Log Created", EVENTLOG_INFORMATION_TYPE);
         no_notify_.Step(false);
-        Check(failed);
+        PassOn(failed);
         keep_alive_ = false;
-        Check(CloseLog(false));
+        PassOn(CloseLog(false));
         return false;
       },
       [&] {
@@ -164,34 +199,63 @@ bool KivLogFile::OpenEventLog(const String& sFileName, bool bKeepAlive) {
       u"KivLogFile.OpenEventLog", true,
       [&] {
         CloseLog(true);
+        read_only_ = false;
         keep_alive_ = bKeepAlive;
         file_name_ = sFileName;
-        Check(ParmRead(u"WRAPPING", wrapping_));
-        Check(ParmRead(u"MAXRECORDS", max_records_));
-        Check(ParmRead(u"BACKUPFILE", backup_file_));
+        PassOn(ReadSettings());
         no_notify_.Step(true);
         bool failed =
             ReportEvent(kSelfSource, u"AEvent Log Started", EVENTLOG_INFORMATION_TYPE, String(), 1);
         no_notify_.Step(false);
-        Check(failed);
+        PassOn(failed);
         return false;
       },
       [&] { CloseLog(true); });
+}
+
+bool KivLogFile::OpenEventLogReadOnly(const String& sFileName, bool bKeepAlive) {
+  return Guard(
+      u"KivLogFile.OpenEventLogReadOnly", true,
+      [&] {
+        CloseLog(true);
+        read_only_ = true;
+        keep_alive_ = bKeepAlive;
+        file_name_ = sFileName;
+        PassOn(ReadSettings());
+        PassOn(CloseLog(false));
+        return false;
+      },
+      [&] { CloseLog(true); });
+}
+
+bool KivLogFile::ReadSettings() {
+  in_use_.Step(true);  // one open of the database for all the reads
+  bool failed = ParmRead(u"WRAPPING", wrapping_) || ParmRead(u"MAXRECORDS", max_records_) ||
+                ParmRead(u"BACKUPFILE", backup_file_) ||
+                ParmRead(u"SYNC", sync_mode_, String(u"NORMAL"));
+  // A writable open also puts the file in the journal its mode asks for (logs made before the
+  // WAL journal move to it here).
+  failed = failed || Guard(u"KivLogFile.OpenLog", true, [&] {
+             ApplySyncMode(*db_, ParseSyncMode(sync_mode_).value_or(SyncMode::Normal), !read_only_);
+             return false;
+           });
+  in_use_.Step(false);
+  return failed;
 }
 
 bool KivLogFile::CloseEventLog() {
   return Guard(
       u"KivLogFile.CloseEventLog", true,
       [&] {
-        if (db_) {
+        if (db_ && !read_only_) {
           no_purge_.Step(true);
           no_notify_.Step(true);
           bool failed = ReportEvent(kSelfSource, u"AEvent Log Closed", EVENTLOG_INFORMATION_TYPE);
           no_purge_.Step(false);
           no_notify_.Step(false);
-          Check(failed);
+          PassOn(failed);
         }
-        Check(CloseLog(true));
+        PassOn(CloseLog(true));
         return false;
       },
       [&] { CloseLog(true); });
@@ -199,6 +263,7 @@ bool KivLogFile::CloseEventLog() {
 
 bool KivLogFile::CompactEventLog() {
   return Guard(u"KivLogFile.CompactEventLog", true, [&] {
+    RefuseWhenReadOnly();
     const String name = file_name_;
     const bool keep = keep_alive_;
     Check(CloseEventLog());
@@ -220,14 +285,14 @@ bool KivLogFile::MaxRecordsSet(int32_t lMaxRecords) {
       RaiseLibrary(u"Errore nel parametro MaxRecords: Valore minimo=" + IntText(kMinMaxRecords));
     }
     max_records_ = lMaxRecords;
-    Check(ParmWrite(u"MAXRECORDS", IntText(max_records_)));
+    PassOn(ParmWrite(u"MAXRECORDS", IntText(max_records_)));
     return false;
   });
 }
 
 bool KivLogFile::MaxRecordsGet(int32_t& lMaxRecords) {
   return Guard(u"KivLogFile.MaxRecordsGet", true, [&] {
-    Check(ParmRead(u"MAXRECORDS", lMaxRecords));
+    PassOn(ParmRead(u"MAXRECORDS", lMaxRecords));
     max_records_ = lMaxRecords;
     return false;
   });
@@ -245,14 +310,14 @@ bool KivLogFile::WrappingSet(int32_t lWrapping, int32_t lWrappingDays) {
       RaiseLibrary(u"Errore nel parametro Wrapping.");
     }
     wrapping_ = stored;
-    Check(ParmWrite(u"WRAPPING", IntText(wrapping_)));
+    PassOn(ParmWrite(u"WRAPPING", IntText(wrapping_)));
     return false;
   });
 }
 
 bool KivLogFile::WrappingGet(int32_t& lWrapping, int32_t& lWrappingDays) {
   return Guard(u"KivLogFile.WrappingGet", true, [&] {
-    Check(ParmRead(u"WRAPPING", wrapping_));
+    PassOn(ParmRead(u"WRAPPING", wrapping_));
     if (wrapping_ < 1) {
       lWrapping = wrapping_;
       lWrappingDays = 0;
@@ -267,15 +332,39 @@ bool KivLogFile::WrappingGet(int32_t& lWrapping, int32_t& lWrappingDays) {
 bool KivLogFile::BackupFileSet(const String& sFileName) {
   return Guard(u"KivLogFile.BackupFileSet", true, [&] {
     backup_file_ = sFileName;
-    Check(ParmWrite(u"BACKUPFILE", backup_file_));
+    PassOn(ParmWrite(u"BACKUPFILE", backup_file_));
     return false;
   });
 }
 
 bool KivLogFile::BackupFileGet(String& sFileName) {
   return Guard(u"KivLogFile.BackupFileGet", true, [&] {
-    Check(ParmRead(u"BACKUPFILE", sFileName));
+    PassOn(ParmRead(u"BACKUPFILE", sFileName));
     backup_file_ = sFileName;
+    return false;
+  });
+}
+
+bool KivLogFile::SyncModeSet(const String& sMode) {
+  return Guard(
+      u"KivLogFile.SyncModeSet", true,
+      [&] {
+        const std::optional<SyncMode> mode = ParseSyncMode(sMode);
+        if (!mode) RaiseLibrary(u"Errore nel parametro SyncMode.");
+        PassOn(ParmWrite(u"SYNC", SyncModeText(*mode)));
+        sync_mode_ = SyncModeText(*mode);
+        PassOn(OpenLog(false));
+        ApplySyncMode(*db_, *mode, true);
+        PassOn(CloseLog(false));
+        return false;
+      },
+      [&] { CloseLog(false); });
+}
+
+bool KivLogFile::SyncModeGet(String& sMode) {
+  return Guard(u"KivLogFile.SyncModeGet", true, [&] {
+    PassOn(ParmRead(u"SYNC", sMode, String(u"NORMAL")));
+    sync_mode_ = sMode;
     return false;
   });
 }

@@ -88,19 +88,19 @@ bool KivLogFile::BackupEventLog(const String& sFileName, int32_t Flags) {
             target->Append(rec);
           } else {
             KivLogEvent e = AsEvent(rec);
-            Check(e.Save(text));
+            PassOn(e.Save(text));
           }
         };
         if (Flags & ELRC_BACKUPCURRENTREC) {
           put(record_);
         } else {
-          Check(OpenLog(false));
+          PassOn(OpenLog(false));
           rs = db_->OpenRecordset(
               String(u"select * from ") + kEventsTable + u" order by " + kDateIndex,
               dao::dbOpenDynaset);
           for (; !rs->EOF_(); rs->MoveNext()) put(ReadLogRecord(*rs));
           QvDbXtMod::Close_Recordset(rs);
-          Check(CloseLog(false));
+          PassOn(CloseLog(false));
         }
         FileClose(text);
         return false;
@@ -114,7 +114,7 @@ bool KivLogFile::BackupEventLog(const String& sFileName, int32_t Flags) {
 
 bool KivLogFile::Backup(const String& sFileName) {
   return Guard(u"KivLogFile.Backup", true, [&] {
-    Check(BackupEventLog(sFileName, 0));
+    PassOn(BackupEventLog(sFileName, 0));
     return false;
   });
 }

@@ -72,7 +72,7 @@ int32_t KivLogFile::ReadEventLog(int32_t Flags) {
 int32_t KivLogFile::ReadQuery(int32_t Flags, int32_t& RecordPos, const String& SubSet,
                               const String& OrderBy, bool absolute_allowed,
                               const std::function<void(dao::Recordset&)>& read) {
-  Check(OpenLog(false));
+  PassOn(OpenLog(false));
   auto rs = db_->OpenRecordset(Query(SubSet, OrderBy), dao::dbOpenDynaset);
   struct Closer {
     std::shared_ptr<dao::Recordset>& rs;
@@ -93,8 +93,8 @@ int32_t KivLogFile::ReadEventLog(int32_t Flags, int32_t& RecordPos, const String
       [&] {
         const int32_t result =
             ReadQuery(Flags, RecordPos, SubSet, OrderBy, false,
-                      [&](dao::Recordset& rs) { Check(RecordRead(rs, record_)); });
-        Check(CloseLog(false));
+                      [&](dao::Recordset& rs) { PassOn(RecordRead(rs, record_)); });
+        PassOn(CloseLog(false));
         return result;
       },
       [&] { CloseLog(false); });
@@ -107,7 +107,7 @@ int32_t KivLogFile::ReadEventLogEx(int32_t Flags, int32_t& RecordPos, const Stri
     block_.assign(static_cast<size_t>(MaxRecords), LOGRECORDTYPE{});
     int32_t read = 0;
     for (; read < MaxRecords && !rs.EOF_(); ++read) {
-      Check(RecordRead(rs, block_[static_cast<size_t>(read)]));
+      PassOn(RecordRead(rs, block_[static_cast<size_t>(read)]));
       rs.MoveNext();
       ++RecordPos;
     }
@@ -117,7 +117,7 @@ int32_t KivLogFile::ReadEventLogEx(int32_t Flags, int32_t& RecordPos, const Stri
       u"KivLogFile.ReadEventLogEx", -1,
       [&] {
         const int32_t result = ReadQuery(Flags, RecordPos, SubSet, OrderBy, true, read_block);
-        Check(CloseLog(false));
+        PassOn(CloseLog(false));
         return result;
       },
       [&] { CloseLog(false); });
@@ -140,7 +140,7 @@ LOGRECORDTYPE KivLogFile::LogRecordEx(int32_t RecNum) const {
 int32_t KivLogFile::CheckEventLogChanges(int32_t& unk) {
   return Guard(u"KivLogFile.CheckEventLogChanges", -1, [&] {
     int32_t last = 0;
-    Check(ParmRead(u"LASTCHANGE", last));
+    PassOn(ParmRead(u"LASTCHANGE", last));
     const int32_t result = last == unk ? 0 : 1;
     unk = last;
     return result;

@@ -46,7 +46,7 @@ void AppendLogRecord(dao::Recordset& rs, const LOGRECORDTYPE& rec) {
     rs.Fields()[u"SOURCE"]->Value(Variant(rec.EvSource));
     rs.Fields()[u"SERVER"]->Value(Variant(rec.EvServer));
     auto raw = rs.Fields()[u"RAWDATA"];
-    Check(QvDbXtMod::Str_2_Blob(raw, rec.EvRawData));
+    PassOn(QvDbXtMod::Str_2_Blob(raw, rec.EvRawData));
     rs.Update();
   } catch (...) {
     RunCleanup([&] { rs.CancelUpdate(); });

@@ -2,13 +2,13 @@
 // EventLogChanged notification.
 #include "dblog/log_backup.h"
 #include "dblog/log_schema.h"
+#include "dblog/log_transaction.h"
 #include "frame/error.h"
 #include "frame/guard.h"
 #include "kivdbxt/dao.h"
 #include "kivdbxt/kiv_log_file.h"
 #include "kivdbxt/qv_db_xt_mod.h"
 #include "platform/clock.h"
-#include "platform/dao/dao_errors.h"
 #include "platform/date.h"
 #include "platform/system.h"
 #include "platform/vb_convert.h"
@@ -20,17 +20,6 @@ constexpr size_t kTextLimit = 255;
 constexpr int32_t kWrapBatch = 100;  // overwrite-as-needed trims this many oldest at a time
 
 String Left255(const String& s) { return s.substr(0, kTextLimit); }
-
-// Runs one step of a purge on the current row. Another process purging the same log may have
-// deleted that row a moment ago: it is gone, as this purge wanted, so the step is skipped.
-template <class Step>
-void OnRow(Step&& step) {
-  try {
-    step();
-  } catch (const Error& e) {
-    if (e.number != dao::kDaoRecordDeleted) throw;
-  }
-}
 
 }  // namespace
 
@@ -69,39 +58,48 @@ bool KivLogFile::Report(const String& Source, const String& StoredRawData, int32
                         const String& Server, const char16_t* source) {
   int32_t unk = 0;
   bool adding = false;
+  bool holding = false;  // the log stays open from the wrapping step to the commit
   bool failed = Guard(
       source, true,
       [&] {
+        RefuseWhenReadOnly();
         if (User.empty()) User = UserName();
         if (Computer.empty()) Computer = ComputerName();
+        PassOn(OpenLog(false));
         in_use_.Step(true);
-        bool purge_failed = Purge(0, 0);
+        holding = true;
+        {
+          // The trim, the record and LASTCHANGE go in together, or not at all.
+          LogTransaction tx(*db_);
+          PassOn(Purge(0, 0));
+          unk = static_cast<int32_t>(TickCount());
+          events_->AddNew();
+          adding = true;
+          events_->Fields()[u"UNK"]->Value(Variant(unk));
+          events_->Fields()[u"DATE"]->Value(Variant::FromDate(Now()));
+          events_->Fields()[u"TYPE"]->Value(Variant(EventType));
+          events_->Fields()[u"CATEGORY"]->Value(Variant(Left255(Category)));
+          events_->Fields()[u"ID"]->Value(Variant(EventId));
+          events_->Fields()[u"USER"]->Value(Variant(Left255(User)));
+          events_->Fields()[u"COMPUTER"]->Value(Variant(Left255(Computer)));
+          events_->Fields()[u"SOURCE"]->Value(Variant(Left255(Source)));
+          events_->Fields()[u"SERVER"]->Value(Variant(Left255(Server)));
+          auto raw = events_->Fields()[u"RAWDATA"];
+          PassOn(QvDbXtMod::Str_2_Blob(raw, StoredRawData));
+          events_->Update();
+          adding = false;
+          // The record is stored: a failure to move LASTCHANGE is recorded but fails nothing.
+          UpdateLastLog(unk);
+          tx.Commit();
+        }
         in_use_.Step(false);
-        Check(purge_failed);
-        Check(OpenLog(false));
-        unk = static_cast<int32_t>(TickCount());
-        events_->AddNew();
-        adding = true;
-        events_->Fields()[u"UNK"]->Value(Variant(unk));
-        events_->Fields()[u"DATE"]->Value(Variant::FromDate(Now()));
-        events_->Fields()[u"TYPE"]->Value(Variant(EventType));
-        events_->Fields()[u"CATEGORY"]->Value(Variant(Left255(Category)));
-        events_->Fields()[u"ID"]->Value(Variant(EventId));
-        events_->Fields()[u"USER"]->Value(Variant(Left255(User)));
-        events_->Fields()[u"COMPUTER"]->Value(Variant(Left255(Computer)));
-        events_->Fields()[u"SOURCE"]->Value(Variant(Left255(Source)));
-        events_->Fields()[u"SERVER"]->Value(Variant(Left255(Server)));
-        auto raw = events_->Fields()[u"RAWDATA"];
-        Check(QvDbXtMod::Str_2_Blob(raw, StoredRawData));
-        events_->Update();
-        adding = false;
-        // The record is stored: a failure to move LASTCHANGE is recorded but fails nothing.
-        UpdateLastLog(unk);
-        Check(CloseLog(false));
+        holding = false;
+        PassOn(CloseLog(false));
         return false;
       },
       [&] {
         if (adding && events_) events_->CancelUpdate();
+        if (holding) in_use_.Step(false);
         CloseLog(false);
       });
   if (!failed && !no_notify_.Active()) RaiseChanged(unk, EventType, EventId);
@@ -132,22 +130,24 @@ void KivLogFile::UnsubscribeEventLogChanged(int64_t token) { handlers_.erase(tok
 bool KivLogFile::UpdateLastLog(int32_t lUnk) {
   return Guard(u"KivLogFile.UpdateLastLog", true, [&] {
     if (lUnk == 0) lUnk = static_cast<int32_t>(TickCount());
-    Check(ParmWrite(u"LASTCHANGE", IntText(lUnk)));
+    PassOn(ParmWrite(u"LASTCHANGE", IntText(lUnk)));
     return false;
   });
 }
 
+// The marker is taken and given back inside the purge's transaction: other processes never see
+// it set, and a process killed while purging leaves it as it was.
 bool KivLogFile::PurgeLock() {
   return Guard(u"KivLogFile.PurgeLock", true, [&] {
-    Check(ParmWrite(u"LOCK", u"1"));
+    PassOn(ParmWrite(u"LOCK", u"1"));
     return false;
   });
 }
 
-void KivLogFile::PurgeUnlock() {
-  RunCleanup([&] {
-    QvDbXtMod::Close_Recordset(purge_rs_);
-    ParmWrite(u"LOCK", u"0");
+bool KivLogFile::PurgeUnlock() {
+  return Guard(u"KivLogFile.PurgeUnlock", true, [&] {
+    PassOn(ParmWrite(u"LOCK", u"0"));
+    return false;
   });
 }
 
@@ -156,99 +156,103 @@ bool KivLogFile::Purge(int32_t Records, int32_t Days) {
 }
 
 bool KivLogFile::PurgeEventLog(int32_t Records, int32_t Days, const String& SubSet) {
-  bool locked = false;
   bool holding = false;  // the purge keeps the log open while it works, as a report does
-  std::unique_ptr<BackupTarget> backup;
+  bool backup_failed = false;
   auto release = [&] {
-    backup.reset();
-    if (locked) PurgeUnlock();
-    locked = false;
+    QvDbXtMod::Close_Recordset(purge_rs_);
     if (holding) in_use_.Step(false);
     holding = false;
-  };
-  // The normal way out: the lock released, the subset closed, the log closed when idle.
-  auto finish = [&] {
-    release();
-    QvDbXtMod::Close_Recordset(purge_rs_);
-    Check(CloseLog(false));
-    return false;
   };
   return Guard(
       u"KivLogFile.PurgeEventLog", true,
       [&] {
         if (Records < -1) RaiseLibrary(u"Il parametro Records dev'essere >= 0 o -1");
         if (Days < 0) RaiseLibrary(u"Il parametro Days dev'essere >= 0");
-        Check(OpenLog(false));
+        if (no_purge_.Active()) return false;
+        RefuseWhenReadOnly();
+        PassOn(OpenLog(false));
         in_use_.Step(true);
         holding = true;
-        std::shared_ptr<dao::Recordset> rs;
-        if (!SubSet.empty()) {
-          Records = -1;
-          Days = 0;
-          purge_rs_ = db_->OpenRecordset(
-              String(u"select * from ") + kEventsTable + u" " + SubSet + u" order by " + kDateIndex,
-              dao::dbOpenDynaset, 0, dao::dbOptimistic);
-          rs = purge_rs_;
-        } else {
-          rs = events_;
-          rs->Index(kDateIndex);
+        {
+          // Counting, deciding and deleting under the write lock: processes trim one at a time.
+          LogTransaction tx(*db_);
+          backup_failed = Trim(Records, Days, SubSet);
+          tx.Commit();
         }
-        if (no_purge_.Active()) return finish();
-        // The count as the recordset reports it right after opening.
-        const int32_t n = rs->RecordCount();
-        if (n == 0) return finish();
-        if (Records == -1) Records = n;
-        if (Records == 0 && Days == 0) {
-          if (wrapping_ == KLFWM_OVERWRITEASNEEDED) {
-            if (n < max_records_) return finish();
-            Records = kWrapBatch;
-          } else if (wrapping_ >= 1) {
-            Days = wrapping_;
-          } else {
-            return finish();  // never overwrite
-          }
-        }
-        Check(PurgeLock());
-        locked = true;
-        const Date now = Now();
-        auto young = [&] {
-          return DateDiffDays(CDate(rs->Fields()[u"DATE"]->Value()), now) < Days;
-        };
-        rs->MoveFirst();
-        bool stop = false;
-        if (Days > 0) OnRow([&] { stop = young(); });
-        if (stop) return finish();
-        bool deleted = false;
-        while (!rs->EOF_()) {
-          OnRow([&] {
-            stop = Days > 0 ? young() : --Records < 0;
-            if (stop) return;
-            if (!backup_file_.empty()) {
-              if (!backup) backup = std::make_unique<BackupTarget>(backup_file_);
-              in_use_.Step(true);
-              bool failed = BackupRecord(*rs, *backup);
-              in_use_.Step(false);
-              Check(failed);
-            }
-            rs->Delete();
-            deleted = true;
-          });
-          if (stop) break;
-          rs->MoveNext();
-        }
-        if (deleted) Check(UpdateLastLog(0));
-        no_purge_.Step(true);
-        bool failed =
-            ReportEvent(kSelfSource, u"AEvent Log Purged", EVENTLOG_INFORMATION_TYPE, String(), 2);
-        no_purge_.Step(false);
-        Check(failed);
-        return finish();
+        release();
+        PassOn(CloseLog(false));
+        // A failed backup kept the records not yet copied; its error stands as recorded.
+        PassOn(backup_failed);
+        return false;
       },
       [&] {
         release();
-        QvDbXtMod::Close_Recordset(purge_rs_);
         CloseLog(false);
       });
+}
+
+bool KivLogFile::Trim(int32_t Records, int32_t Days, const String& SubSet) {
+  const bool wrapping_step = SubSet.empty() && Records == 0 && Days == 0;
+  if (wrapping_step && wrapping_ == KLFWM_DONTOVERWRITE) return false;
+  std::shared_ptr<dao::Recordset> rs;
+  if (!SubSet.empty()) {
+    Records = -1;
+    Days = 0;
+    purge_rs_ = db_->OpenRecordset(
+        String(u"select * from ") + kEventsTable + u" " + SubSet + u" order by " + kDateIndex,
+        dao::dbOpenDynaset, 0, dao::dbOptimistic);
+    rs = purge_rs_;
+  } else {
+    rs = events_;
+  }
+  // The count as the recordset reports it right after opening.
+  const int32_t n = rs->RecordCount();
+  if (n == 0) return false;
+  if (Records == -1) Records = n;
+  if (Records == 0 && Days == 0) {
+    if (wrapping_ == KLFWM_OVERWRITEASNEEDED) {
+      if (n < max_records_) return false;
+      Records = kWrapBatch;
+    } else if (wrapping_ >= 1) {
+      Days = wrapping_;
+    } else {
+      return false;  // never overwrite
+    }
+  }
+  PassOn(PurgeLock());
+  if (rs == events_) rs->Index(kDateIndex);  // oldest first
+  const Date now = Now();
+  auto young = [&] { return DateDiffDays(CDate(rs->Fields()[u"DATE"]->Value()), now) < Days; };
+  rs->MoveFirst();
+  if (Days > 0 && young()) {
+    PassOn(PurgeUnlock());
+    return false;
+  }
+  std::unique_ptr<BackupTarget> backup;
+  bool deleted = false;
+  for (; !rs->EOF_(); rs->MoveNext()) {
+    if (Days > 0 ? young() : --Records < 0) break;
+    if (!backup_file_.empty()) {
+      if (!backup) backup = std::make_unique<BackupTarget>(backup_file_);
+      in_use_.Step(true);
+      const bool failed = BackupRecord(*rs, *backup);
+      in_use_.Step(false);
+      if (failed) {
+        PassOn(PurgeUnlock());
+        return true;
+      }
+    }
+    rs->Delete();
+    deleted = true;
+  }
+  PassOn(PurgeUnlock());
+  if (deleted) PassOn(UpdateLastLog(0));
+  no_purge_.Step(true);
+  const bool failed =
+      ReportEvent(kSelfSource, u"AEvent Log Purged", EVENTLOG_INFORMATION_TYPE, String(), 2);
+  no_purge_.Step(false);
+  PassOn(failed);
+  return false;
 }
 
 }  // namespace kiv

@@ -3,7 +3,8 @@
 // It runs the body; on any exception it makes that exception the current run-time error, records
 // it with Set_Error under the operation's fixed Source (Flags 0), runs the clean-up with the
 // recorded error saved and restored (so the first error is the one reported), and returns the
-// operation's error value. Nothing escapes.
+// operation's error value. Nothing escapes. A failure that an inner procedure has recorded
+// already (AlreadyRecorded) keeps that procedure's Source: the guard only cleans up.
 #pragma once
 
 #include <utility>
@@ -22,6 +23,14 @@ void RecordFailure(const char16_t* source);
 // For inner operations that return True on failure: `Check(OpenLog(false));`.
 inline void Check(bool failed) {
   if (failed) RaiseRecorded();
+}
+
+// Thrown for a failure that an inner procedure has already recorded under its own Source: the
+// guards it passes through return their error value and record nothing again.
+struct AlreadyRecorded {};
+// For inner procedures whose failure stays under their Source: `PassOn(ParmRead(key, v));`.
+inline void PassOn(bool failed) {
+  if (failed) throw AlreadyRecorded{};
 }
 
 // Saves the recorded error (and the current run-time error) and restores them when it goes.
@@ -55,6 +64,9 @@ template <class R, class Body, class Cleanup = NoCleanup>
 R Guard(const char16_t* source, R error_value, Body&& body, Cleanup&& cleanup = Cleanup{}) {
   try {
     return body();
+  } catch (const AlreadyRecorded&) {
+    RunCleanup(cleanup);
+    return error_value;
   } catch (...) {
     CaptureCurrentException();
   }

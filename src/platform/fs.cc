@@ -136,4 +136,12 @@ String TempFileName(const String& prefix) {
   return FromUtf8(templ);
 }
 
+String PrivateTempFolder(const String& prefix) {
+  std::string templ = ToUtf8(WithTrailingSeparator(TempFolder()) + prefix) + "XXXXXX";
+  if (!::mkdtemp(templ.data())) RaiseErrno(errno, true);
+  return FromUtf8(templ);
+}
+
+bool RemoveFolder(const String& path) { return ::rmdir(ToUtf8(path).c_str()) == 0; }
+
 }  // namespace kiv

@@ -31,5 +31,10 @@ bool WildcardMatch(StringView pattern, StringView name);
 String TempFolder();
 // A new, empty file in the temporary folder whose name begins with prefix.
 String TempFileName(const String& prefix);
+// A new folder in the temporary folder, whose name begins with prefix, that only its owner may
+// enter (mode 0700).
+String PrivateTempFolder(const String& prefix);
+// Removes an empty folder; never raises.
+bool RemoveFolder(const String& path);
 
 }  // namespace kiv

@@ -72,7 +72,11 @@ TEST(DaoSchema, LogSchemaSurvivesReopen) {
   EXPECT_FALSE(index->Unique());
   ASSERT_EQ(index->Fields().Count(), 1);
   EXPECT_EQ(index->Fields().Item(0)->Name(), u"DATE");
-  EXPECT_EQ(tables[u"PARMS"]->Indexes()[u"KEY"]->Fields().Item(0)->Name(), u"KEY");
+  auto key = tables[u"PARMS"]->Indexes()[u"KEY"]->Fields().Item(0);
+  EXPECT_EQ(key->Name(), u"KEY");
+  // An index field's Attributes come back as they were created, not as the column's.
+  EXPECT_EQ(key->Attributes(), 2);
+  EXPECT_EQ(index->Fields().Item(0)->Attributes(), 0);
 
   EXPECT_EQ(NumberRaisedBy([&] { tables[u"NOPE"]; }), 3265);
   EXPECT_EQ(RaisedBy([&] { tables.Item(2); })->description, u"Item not found in this collection.");
@@ -129,7 +133,23 @@ TEST(DaoSchema, OpenAndCreateFailures) {
   auto back = reread->Indexes()[u"BA"];
   EXPECT_TRUE(back->Unique());
   ASSERT_EQ(back->Fields().Count(), 2);
-  EXPECT_EQ(back->Fields().Item(1)->Attributes() & dbDescending, dbDescending);
+  EXPECT_EQ(back->Fields().Item(0)->Attributes(), 0);
+  EXPECT_EQ(back->Fields().Item(1)->Attributes(), dbDescending);
+  // Attributes beyond the direction are kept too, and such an index can still be dropped.
+  auto mixed = stored->CreateIndex(u"MIXED");
+  auto a = mixed->CreateField(u"A");
+  a->Attributes(dbDescending | dbVariableField);
+  mixed->Fields().Append(a);
+  auto b = mixed->CreateField(u"B");
+  b->Attributes(dbVariableField);
+  mixed->Fields().Append(b);
+  stored->Indexes().Append(mixed);
+  auto mixed_back = db->TableDefs()[u"T"]->Indexes()[u"MIXED"];
+  EXPECT_EQ(mixed_back->Fields().Item(0)->Attributes(), dbDescending | dbVariableField);
+  EXPECT_EQ(mixed_back->Fields().Item(1)->Attributes(), dbVariableField);
+  EXPECT_FALSE(mixed_back->Unique());
+  db->TableDefs()[u"T"]->Indexes().Delete(u"MIXED");
+  EXPECT_EQ(db->TableDefs()[u"T"]->Indexes().Count(), 1);
   db->TableDefs().Delete(u"T");
   EXPECT_EQ(db->TableDefs().Count(), 0);
 }

@@ -1,8 +1,12 @@
 // Table, recordset and database utilities, and the QvDbXt object that forwards to them.
+#include <dirent.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "dao/dao_test_util.h"
 #include "kivdbxt/class_table.h"
@@ -44,6 +48,50 @@ struct Keyed {
 };
 
 std::vector<Variant> Key(int32_t k) { return {Variant(k)}; }
+
+// The compacted copy holds the whole database: while it exists, nobody but its owner can read
+// it, and it is gone afterwards.
+TEST(TableUtils, CompactionCopyIsNeverReadableByOthers) {
+  Keyed t;
+  t.db->Execute(
+      u"WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 60000) "
+      u"INSERT INTO T SELECT 1000 + i, printf('%.200c', 'x') FROM n",
+      dbFailOnError);
+  M::Close_Recordset(t.rs);
+  M::Close_Db(t.db);
+  const std::string tmp = t.dir.path() + "/tmp";
+  ASSERT_EQ(mkdir(tmp.c_str(), 0755), 0);
+
+  // Watches the temporary folder while the compaction runs, noting every entry's mode.
+  std::atomic<bool> done{false};
+  int seen = 0, open_to_others = 0;
+  std::thread watcher([&] {
+    while (!done) {
+      DIR* d = opendir(tmp.c_str());
+      for (dirent* e; d && (e = readdir(d));) {
+        struct stat st;
+        if (e->d_name[0] == '.' || lstat((tmp + "/" + e->d_name).c_str(), &st) != 0) continue;
+        ++seen;
+        if (st.st_mode & 077) ++open_to_others;
+      }
+      if (d) closedir(d);
+    }
+  });
+  const char* old_tmp = getenv("TMPDIR");
+  const std::string saved = old_tmp ? old_tmp : "";
+  setenv("TMPDIR", tmp.c_str(), 1);
+  const bool failed = M::Db_Compact(t.name);
+  if (old_tmp)
+    setenv("TMPDIR", saved.c_str(), 1);
+  else
+    unsetenv("TMPDIR");
+  done = true;
+  watcher.join();
+  EXPECT_FALSE(failed);
+  EXPECT_GT(seen, 0) << "the compaction was not seen at work";
+  EXPECT_EQ(open_to_others, 0);
+  EXPECT_TRUE(std::filesystem::is_empty(tmp));
+}
 
 }  // namespace
 

@@ -1,9 +1,14 @@
 // Several processes reporting into one event log file at once.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
 
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_file.h"
@@ -89,6 +94,132 @@ TEST_P(TwoProcesses, OverwriteAsNeededHoldsTheLimit) {
 }
 
 INSTANTIATE_TEST_SUITE_P(KeepAlive, TwoProcesses, testing::Bool());
+
+// The file as SQLite sees it, once recovered from any crash: its integrity and every PARMS row,
+// duplicates included.
+struct FileState {
+  std::string integrity;
+  std::multimap<std::string, std::string> parms;
+  int events = 0;
+};
+
+FileState Inspect(const String& file) {
+  FileState st;
+  sqlite3* db = nullptr;
+  sqlite3_open_v2(ToUtf8(file).c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
+  sqlite3_busy_timeout(db, 10000);
+  sqlite3_stmt* q = nullptr;
+  sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &q, nullptr);
+  while (sqlite3_step(q) == SQLITE_ROW) {
+    st.integrity += reinterpret_cast<const char*>(sqlite3_column_text(q, 0));
+  }
+  sqlite3_finalize(q);
+  sqlite3_prepare_v2(db, "SELECT KEY, VALUE FROM PARMS", -1, &q, nullptr);
+  while (sqlite3_step(q) == SQLITE_ROW) {
+    const auto* v = sqlite3_column_text(q, 1);
+    st.parms.emplace(reinterpret_cast<const char*>(sqlite3_column_text(q, 0)),
+                     v ? reinterpret_cast<const char*>(v) : "");
+  }
+  sqlite3_finalize(q);
+  sqlite3_prepare_v2(db, "SELECT count(*) FROM EVENTS", -1, &q, nullptr);
+  if (sqlite3_step(q) == SQLITE_ROW) st.events = sqlite3_column_int(q, 0);
+  sqlite3_finalize(q);
+  sqlite3_close(db);
+  return st;
+}
+
+void ExpectOneRowPerKey(const FileState& st) {
+  for (const char* key : {"WRAPPING", "MAXRECORDS", "BACKUPFILE", "LASTCHANGE", "LOCK"}) {
+    EXPECT_EQ(st.parms.count(key), 1u) << key;
+  }
+  EXPECT_EQ(st.parms.size(), 5u);
+}
+
+// Four processes wrapping one small log at once: each trim is decided under the write lock, so
+// the log is trimmed by one process at a time and never below MaxRecords - 100.
+TEST(ManyProcesses, WrappingTrimsOneAtATimeAndKeepsOneParameterRowPerKey) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  {
+    KivLogFile log;
+    ASSERT_FALSE(log.CreateEventLog(file, 150, KLFWM_OVERWRITEASNEEDED));
+  }
+  constexpr int kProcesses = 4, kReports = 150;
+  std::vector<pid_t> pids;
+  for (int p = 0; p < kProcesses; ++p) {
+    pid_t pid = fork();
+    if (pid == 0) {
+      int failures = 0;
+      {
+        KivLogFile log;
+        if (log.OpenEventLog(file, p % 2 == 0)) _exit(100);
+        for (int i = 0; i < kReports; ++i) failures += log.ReportEvent(u"P", u"Ax", 2, u"", i);
+        if (log.CloseEventLog()) ++failures;
+      }
+      _exit(failures > 99 ? 99 : failures);
+    }
+    pids.push_back(pid);
+  }
+  for (pid_t pid : pids) {
+    int status = 0;
+    waitpid(pid, &status, 0);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0) << "reports that failed in one process";
+  }
+  const FileState st = Inspect(file);
+  EXPECT_EQ(st.integrity, "ok");
+  EXPECT_GE(st.events, 50);
+  EXPECT_LE(st.events, 150 + 2);
+  ExpectOneRowPerKey(st);
+  EXPECT_EQ(st.parms.find("LOCK")->second, "0");
+}
+
+// Reporters killed at any moment of a report or a trim: the file stays whole, the purge marker
+// is never left taken, and the next process reports as usual.
+TEST(ManyProcesses, ReportersKilledMidWayLeaveAUsableLog) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  {
+    KivLogFile log;
+    ASSERT_FALSE(log.CreateEventLog(file, 100, KLFWM_OVERWRITEASNEEDED));
+    ASSERT_FALSE(log.OpenEventLog(file, true));
+    for (int i = 0; i < 110; ++i) ASSERT_FALSE(log.ReportEvent(u"PRE", u"Ax"));  // one trim done
+  }
+  for (int round = 0; round < 20; ++round) {
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    pid_t pid = fork();
+    if (pid == 0) {
+      KivLogFile log;
+      if (log.OpenEventLog(file, round % 2 == 0)) _exit(100);
+      if (write(ready[1], "r", 1) != 1) _exit(101);
+      for (int i = 0;; ++i) {
+        log.ReportEvent(u"K", u"Ax", 2, u"", i);
+        if (i % 2 == 1) log.PurgeEventLog(2);  // purges often, to be killed in one
+      }
+    }
+    close(ready[1]);
+    char c = 0;
+    ASSERT_EQ(read(ready[0], &c, 1), 1);
+    close(ready[0]);
+    usleep(static_cast<useconds_t>(2000 + 1700 * round));  // a different moment each round
+    kill(pid, SIGKILL);
+    int status = 0;
+    waitpid(pid, &status, 0);
+
+    const FileState st = Inspect(file);
+    ASSERT_EQ(st.integrity, "ok") << "round " << round;
+    ASSERT_NE(st.parms.find("LOCK"), st.parms.end());
+    EXPECT_EQ(st.parms.find("LOCK")->second, "0") << "round " << round;
+    ExpectOneRowPerKey(st);
+    KivLogFile next;
+    next.RetryWaitMilliseconds(10);
+    ASSERT_FALSE(next.OpenEventLog(file)) << ToUtf8(LastErrorRecord().Description);
+    ASSERT_FALSE(next.ReportEvent(u"NEXT", u"Aafter", 2, u"", round));
+    EXPECT_EQ(CountWhere(next, u"where SOURCE = 'NEXT' and ID = " + IntText(round)), 1);
+    EXPECT_LE(CountWhere(next, u"where ID >= 0"), 100 + 2);
+  }
+}
 
 }  // namespace
 }  // namespace kiv

@@ -3,6 +3,7 @@
 #include "kivdbxt/kiv_log_file.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -105,7 +106,10 @@ TEST(KivLogFile, CreateWithDefaultsWritesTheSchemaSettingsAndOneRecord) {
   auto idx = events->Indexes().Item(u"DATE");
   EXPECT_FALSE(idx->Unique());
   EXPECT_FALSE(idx->Primary());
-  EXPECT_FALSE(db->TableDefs().Item(u"PARMS")->Indexes().Item(u"KEY")->Unique());
+  auto key = db->TableDefs().Item(u"PARMS")->Indexes().Item(u"KEY");
+  EXPECT_FALSE(key->Unique());
+  EXPECT_EQ(key->Fields().Item(0)->Attributes(), 2);  // as created
+  EXPECT_EQ(idx->Fields().Item(0)->Attributes(), 0);
   db->Close();
 }
 
@@ -113,14 +117,15 @@ TEST(KivLogFile, CreateAndSettingsErrorsCarryTheirExactTexts) {
   TempDir dir;
   const String file = dir.File("log.db");
   KivLogFile log;
+  // Each failure stays under the procedure it happened in, not the public operation's.
   EXPECT_TRUE(log.CreateEventLog(file, 99));
   ExpectError(20000, u"Errore nel parametro MaxRecords: Valore minimo=100",
-              u"KivLogFile.CreateEventLog");
+              u"KivLogFile.MaxRecordsSet");
   EXPECT_FALSE(FileExists(file));  // a half-made file is removed
   EXPECT_TRUE(log.CreateEventLog(file, 1000, KLFWM_OVERWRITEOLDER, 0));
-  ExpectError(20000, u"Errore nel parametro WrappingDays.", u"KivLogFile.CreateEventLog");
+  ExpectError(20000, u"Errore nel parametro WrappingDays.", u"KivLogFile.WrappingSet");
   EXPECT_TRUE(log.CreateEventLog(file, 1000, 5));
-  ExpectError(20000, u"Errore nel parametro Wrapping.", u"KivLogFile.CreateEventLog");
+  ExpectError(20000, u"Errore nel parametro Wrapping.", u"KivLogFile.WrappingSet");
   EXPECT_FALSE(FileExists(file));
 
   ASSERT_FALSE(log.CreateEventLog(file, 100, KLFWM_OVERWRITEASNEEDED));
@@ -147,7 +152,7 @@ TEST(KivLogFile, CreateAndSettingsErrorsCarryTheirExactTexts) {
   EXPECT_EQ(m, 250);
   EXPECT_TRUE(log.BackupFileSet(String(256, u'x')));
   ExpectError(20000, u"Il valore del  parametro eccede la dimensione massima.",
-              u"KivLogFile.BackupFileSet");
+              u"KivLogFile.ParmWrite");
   EXPECT_FALSE(log.BackupFileSet(String(255, u'y')));
   String b;
   EXPECT_FALSE(log.BackupFileGet(b));
@@ -496,8 +501,8 @@ TEST(KivLogFile, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
   const std::string junk = "this is not a database at all\r\n" + std::string(5000, '\x7f');
   WriteBytes(dir.FileU8("junk.db"), junk);
   EXPECT_TRUE(log.OpenEventLog(dir.File("junk.db")));
-  EXPECT_NE(Last_Error(), 0);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.OpenEventLog");
+  EXPECT_EQ(Last_Error(), 3343);
+  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.OpenLog");
   EXPECT_EQ(ReadBytes(dir.FileU8("junk.db")), junk);
 
   // A database without PARMS.
@@ -509,7 +514,8 @@ TEST(KivLogFile, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
   }
   const std::string before = ReadBytes(ToUtf8(other));
   EXPECT_TRUE(log.OpenEventLog(other));
-  EXPECT_NE(Last_Error(), 0);
+  EXPECT_EQ(Last_Error(), 3078);
+  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.OpenLog");  // opening EVENTS
   EXPECT_EQ(ReadBytes(ToUtf8(other)), before);
 
   // PARMS without WRAPPING.
@@ -521,10 +527,104 @@ TEST(KivLogFile, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
     db->Close();
   }
   EXPECT_TRUE(log.OpenEventLog(file));
-  ExpectError(20000, u"Il parametro WRAPPINGnon esiste.", u"KivLogFile.OpenEventLog");
+  ExpectError(20000, u"Il parametro WRAPPINGnon esiste.", u"KivLogFile.ParmRead");
   EXPECT_TRUE(log.OpenEventLog(dir.File("missing.db")));
-  EXPECT_NE(Last_Error(), 0);
+  EXPECT_EQ(Last_Error(), 3024);
+  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.OpenLog");
   EXPECT_FALSE(FileExists(dir.File("missing.db")));  // opening never creates
+
+  // A log that disappears under an open object: the report fails where the open failed.
+  const String gone = dir.File("gone.db");
+  ASSERT_FALSE(log.CreateEventLog(gone));
+  ASSERT_FALSE(log.OpenEventLog(gone));
+  ASSERT_TRUE(RemoveFile(gone));
+  EXPECT_TRUE(log.ReportEvent(u"S", u"Ax"));
+  EXPECT_EQ(Last_Error(), 3024);
+  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.OpenLog");
+}
+
+// Rows added twice by older versions: reads take the first, and the next write of the key leaves
+// one row.
+TEST(KivLogFile, DuplicateParameterRowsAreReadFirstAndMendedByTheNextWrite) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  KivLogFile log;
+  ASSERT_FALSE(log.CreateEventLog(file, 100, KLFWM_OVERWRITEASNEEDED));
+  {
+    auto db = dao::DBEngine::ForThread()->OpenDatabase(file);
+    db->Execute(u"insert into PARMS (KEY, VALUE) values ('WRAPPING', '-2')", dao::dbFailOnError);
+    db->Execute(u"insert into PARMS (KEY, VALUE) values ('lock', '1')", dao::dbFailOnError);
+    db->Execute(u"insert into PARMS (KEY, VALUE) values ('LOCK', '1')", dao::dbFailOnError);
+    db->Close();
+  }
+  ASSERT_FALSE(log.OpenEventLog(file, true));
+  int32_t w = 9, d = 9;
+  ASSERT_FALSE(log.WrappingGet(w, d));
+  EXPECT_EQ(w, KLFWM_OVERWRITEASNEEDED);  // the first row, not the later "-2"
+  ASSERT_FALSE(log.WrappingSet(KLFWM_OVERWRITEOLDER, 3));
+  ASSERT_FALSE(log.PurgeEventLog(1));
+  log.CloseEventLog();
+  std::multimap<String, String> rows;
+  auto db = dao::DBEngine::ForThread()->OpenDatabase(file);
+  auto rs = db->OpenRecordset(u"PARMS", dao::dbOpenTable);
+  for (; !rs->EOF_(); rs->MoveNext()) {
+    rows.emplace(rs->Fields()[u"KEY"]->Value().StringValue(),
+                 rs->Fields()[u"VALUE"]->Value().StringValue());
+  }
+  rs->Close();
+  db->Close();
+  EXPECT_EQ(rows.count(u"WRAPPING"), 1u);
+  EXPECT_EQ(rows.find(u"WRAPPING")->second, u"3");
+  EXPECT_EQ(rows.count(u"LOCK") + rows.count(u"lock"), 1u);
+  EXPECT_EQ(rows.size(), 5u);
+}
+
+// Looking at a log changes nothing in it, works where the file may only be read, and refuses
+// every change with one clear error.
+TEST(KivLogFile, ReadOnlyOpenWritesNothingAndRefusesChanges) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  {
+    KivLogFile log;
+    ASSERT_FALSE(log.CreateEventLog(file, 100, KLFWM_OVERWRITEASNEEDED));
+    ASSERT_FALSE(log.OpenEventLog(file));
+    ASSERT_FALSE(log.ReportEvent(u"S", u"Alast one", 2, u"", 42));
+    ASSERT_FALSE(log.CloseEventLog());
+  }
+  const std::string before = ReadBytes(ToUtf8(file));
+  ASSERT_EQ(chmod(ToUtf8(file).c_str(), 0444), 0);
+  KivLogFile ro;
+  ASSERT_FALSE(ro.OpenEventLogReadOnly(file)) << ToUtf8(LastErrorRecord().Description);
+  EXPECT_TRUE(ro.ReadOnly());
+  EXPECT_EQ(Count(ro), 3);
+  int32_t pos = 0;
+  ASSERT_EQ(ro.ReadEventLog(ELREF_LAST, pos), 0);
+  EXPECT_EQ(ro.LogRecord().EvRawData, u"Alast one");  // no marker of its own
+  int32_t unk = 0, w = 0, d = 0;
+  EXPECT_EQ(ro.CheckEventLogChanges(unk), 1);
+  EXPECT_EQ(ro.CheckEventLogChanges(unk), 0);
+  EXPECT_FALSE(ro.WrappingGet(w, d));
+
+  const String refused = u"Il file " + file + u" è aperto in sola lettura.";
+  EXPECT_TRUE(ro.ReportEvent(u"S", u"Ax"));
+  ExpectError(20000, refused, u"KivLogFile.ReportEvent");
+  EXPECT_TRUE(ro.ReportEventEx(u"S", u"x", RWDT_ASCII));
+  ExpectError(20000, refused, u"KivLogFile.ReportEventEx");
+  EXPECT_TRUE(ro.PurgeEventLog(-1));
+  ExpectError(20000, refused, u"KivLogFile.PurgeEventLog");
+  EXPECT_TRUE(ro.MaxRecordsSet(500));
+  ExpectError(20000, refused, u"KivLogFile.ParmWrite");
+  EXPECT_TRUE(ro.CompactEventLog());
+  ExpectError(20000, refused, u"KivLogFile.CompactEventLog");
+  EXPECT_FALSE(ro.CloseEventLog());
+  EXPECT_EQ(ReadBytes(ToUtf8(file)), before);
+
+  // The next ordinary open writes again.
+  ASSERT_EQ(chmod(ToUtf8(file).c_str(), 0644), 0);
+  ASSERT_FALSE(ro.OpenEventLog(file));
+  EXPECT_FALSE(ro.ReadOnly());
+  EXPECT_FALSE(ro.ReportEvent(u"S", u"Aagain"));
+  EXPECT_EQ(Count(ro), 5);
 }
 
 }  // namespace

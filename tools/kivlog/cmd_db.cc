@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <iostream>
 #include <thread>
+#include <vector>
 
 #include "commands.h"
 #include "kivdbxt/error.h"
@@ -18,7 +19,7 @@ struct DbArgs {
   std::string file;
   // create / settings
   int max_records = 1000, wrapping = kiv::KLFWM_OVERWRITEOLDER, days = 7;
-  std::string backup;
+  std::string backup, sync;
   bool set_max = false, set_wrapping = false, set_backup = false;
   // report
   std::string source = "KIVLOG", raw, category, user, computer, server;
@@ -50,6 +51,11 @@ int Open(kiv::KivLogFile& log) {
   return log.OpenEventLog(U16(Args().file), Args().keep_alive) ? ReportError("open") : 0;
 }
 
+// For looking only: nothing is written to the log, and a file the user may only read will do.
+int OpenToRead(kiv::KivLogFile& log) {
+  return log.OpenEventLogReadOnly(U16(Args().file), Args().keep_alive) ? ReportError("open") : 0;
+}
+
 int Create() {
   DbArgs& a = Args();
   kiv::KivLogFile log;
@@ -75,7 +81,7 @@ int Report() {
 int Show() {
   DbArgs& a = Args();
   kiv::KivLogFile log;
-  if (int rc = Open(log)) return rc;
+  if (int rc = OpenToRead(log)) return rc;
   const kiv::String where = U16(a.where), order = U16(a.order);
   int32_t pos = a.pos;
   if (a.mode == "page") {
@@ -128,47 +134,129 @@ int Compact() {
 int Settings() {
   DbArgs& a = Args();
   kiv::KivLogFile log;
-  if (int rc = Open(log)) return rc;
+  const bool changing = a.set_wrapping || a.set_max || a.set_backup || !a.sync.empty();
+  if (int rc = changing ? Open(log) : OpenToRead(log)) return rc;
   if (a.set_wrapping && log.WrappingSet(a.wrapping, a.days)) return ReportError("wrapping");
   if (a.set_max && log.MaxRecordsSet(a.max_records)) return ReportError("max-records");
   if (a.set_backup && log.BackupFileSet(U16(a.backup))) return ReportError("backup");
+  if (!a.sync.empty() && log.SyncModeSet(U16(a.sync))) return ReportError("sync");
   int32_t wrapping = 0, days = 0, max = 0;
-  kiv::String backup;
-  if (log.WrappingGet(wrapping, days) || log.MaxRecordsGet(max) || log.BackupFileGet(backup)) {
+  kiv::String backup, sync;
+  if (log.WrappingGet(wrapping, days) || log.MaxRecordsGet(max) || log.BackupFileGet(backup) ||
+      log.SyncModeGet(sync)) {
     return ReportError("settings");
   }
   if (JsonOutput()) {
     std::cout << nlohmann::json{{"wrapping", wrapping},
                                 {"days", days},
                                 {"max_records", max},
-                                {"backup", U8(backup)}}
+                                {"backup", U8(backup)},
+                                {"sync", U8(sync)}}
                      .dump()
               << "\n";
   } else {
     const char* policy = wrapping == kiv::KLFWM_DONTOVERWRITE       ? "never overwrite"
                          : wrapping == kiv::KLFWM_OVERWRITEASNEEDED ? "overwrite as needed"
                                                                     : "overwrite older";
-    std::printf("wrapping     %d (%s)\ndays         %d\nmax records  %d\nbackup file  %s\n",
-                wrapping, policy, days, max, U8(backup).c_str());
+    std::printf(
+        "wrapping     %d (%s)\ndays         %d\nmax records  %d\nbackup file  %s\nsync         "
+        "%s\n",
+        wrapping, policy, days, max, U8(backup).c_str(), U8(sync).c_str());
   }
   return 0;
+}
+
+// Where a watch stands: the date of the newest record printed, and how many records of exactly
+// that date it has printed. Reports take their date under the log's write lock, so a record
+// committed later never has an earlier date.
+struct WatchMark {
+  bool started = false;  // false before the first look
+  bool any = false;
+  double date = 0;
+  int32_t at_date = 0;
+};
+
+std::string DateLiteral(double date) {
+  char text[40];
+  std::snprintf(text, sizeof text, "%.17g", date);
+  return text;
+}
+
+// Every record of the where-clause, in date order (the row id orders records of one date).
+bool ReadWhere(kiv::KivLogFile& log, const std::string& where_clause,
+               std::vector<kiv::LOGRECORDTYPE>& out) {
+  const kiv::String where = U16(where_clause);
+  const kiv::String order = U16("order by DATE, rowid");
+  constexpr int32_t kPage = 500;
+  int32_t pos = 0;
+  for (int32_t flags = kiv::ELREF_FIRST;; flags = kiv::ELREF_ABSOLUTE) {
+    int32_t max = kPage;
+    const int32_t rc = log.ReadEventLogEx(flags, pos, where, order, max);
+    if (rc < 0) return false;
+    if (rc == 1) return true;
+    for (int32_t i = 1; i <= max; ++i) out.push_back(log.LogRecordEx(i));
+    if (max < kPage) return true;
+  }
+}
+
+void PrintChange(const kiv::LOGRECORDTYPE& r) {
+  if (JsonOutput()) {
+    std::cout << nlohmann::json{{"event", "EventLogChanged"},
+                                {"EvUnk", r.EvUnk},
+                                {"EvType", r.EvType},
+                                {"EvId", r.EvId},
+                                {"record", EventJson(FromRecord(r, Args().file))}}
+                     .dump()
+              << "\n";
+    return;
+  }
+  std::printf("EventLogChanged(EvUnk=%d, EvType=%d, EvId=%d) ", r.EvUnk, r.EvType, r.EvId);
+  PrintRecord(r);
+}
+
+// Prints the records after the mark and moves it on; false on a read error.
+bool PrintNew(kiv::KivLogFile& log, WatchMark& mark, bool print, int& printed) {
+  std::vector<kiv::LOGRECORDTYPE> records;
+  // The first look starts at the newest date: what is there already is not printed.
+  const std::string where = mark.any       ? "where DATE >= " + DateLiteral(mark.date)
+                            : mark.started ? std::string()
+                                           : "where DATE >= (select max(DATE) from EVENTS)";
+  mark.started = true;
+  if (!ReadWhere(log, where, records)) return false;
+  int32_t skip = mark.any ? mark.at_date : 0;
+  for (const kiv::LOGRECORDTYPE& r : records) {
+    if (mark.any && r.EvDate == mark.date && skip > 0) {
+      --skip;
+      continue;
+    }
+    if (mark.any && r.EvDate == mark.date) {
+      ++mark.at_date;
+    } else {
+      mark = {true, true, r.EvDate, 1};
+    }
+    if (print) {
+      PrintChange(r);
+      ++printed;
+    }
+  }
+  std::fflush(stdout);
+  return true;
 }
 
 int Watch() {
   DbArgs& a = Args();
   kiv::KivLogFile log;
-  if (int rc = Open(log)) return rc;
+  if (int rc = OpenToRead(log)) return rc;
   int32_t unk = 0;
   if (log.CheckEventLogChanges(unk) < 0) return ReportError("watch");
-  for (int seen = 0; a.changes == 0 || seen < a.changes;) {
+  WatchMark mark;
+  int printed = 0;
+  if (!PrintNew(log, mark, false, printed)) return ReportError("watch");
+  while (a.changes == 0 || printed < a.changes) {
     std::this_thread::sleep_for(std::chrono::milliseconds(a.interval_ms));
-    int32_t rc = log.CheckEventLogChanges(unk);
+    const int32_t rc = log.CheckEventLogChanges(unk);
     if (rc < 0) return ReportError("watch");
-    if (rc == 0) continue;
-    ++seen;
-    int32_t pos = 0;
-    if (log.ReadEventLog(kiv::ELREF_LAST, pos) == 0) PrintRecord(log.LogRecord());
-    std::fflush(stdout);
+    if (rc == 1 && !PrintNew(log, mark, true, printed)) return ReportError("watch");
   }
   return 0;
 }
@@ -228,10 +316,15 @@ void AddDbCommands(CLI::App& app) {
       ->each([&a](const std::string&) { a.set_max = true; });
   settings->add_option("--backup", a.backup, "Backup log file (empty: none)")
       ->each([&a](const std::string&) { a.set_backup = true; });
+  settings
+      ->add_option("--sync", a.sync,
+                   "normal (WAL, default), full (WAL, a sync per report) or rollback "
+                   "(rollback journal, for network shares)")
+      ->check(CLI::IsMember({"normal", "full", "rollback"}, CLI::ignore_case));
 
-  auto* watch = Sub(*db, "watch", "Print each change as it is seen", Watch);
+  auto* watch = Sub(*db, "watch", "Print every record reported from now on, in order", Watch);
   watch->add_option("--interval", a.interval_ms, "Milliseconds between checks");
-  watch->add_option("--changes", a.changes, "Stop after this many changes (0: never)");
+  watch->add_option("--changes", a.changes, "Stop after this many records (0: never)");
   watch->add_flag("--keep-alive", a.keep_alive, "Keep the database open between checks");
 }
 

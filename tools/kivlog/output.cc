@@ -36,7 +36,31 @@ EventRecord FromEvent(const kiv::KivLogEvent& e, const std::string& log) {
           e.EvDataType()};
 }
 
+namespace {
+
+// Raw data as the database log stores it: a type letter, "A" text or "B" binary, then the data,
+// one character per byte; a text with characters above 255 was stored as UTF-16 code units, low
+// byte first. The letter becomes the data type; data stored without one is text.
+void DecodeRawData(const kiv::String& stored, std::string& text, int32_t& datatype) {
+  kiv::String chars = stored;
+  const bool letter = !chars.empty() && (chars[0] == u'A' || chars[0] == u'B');
+  if (letter && chars.size() % 2 == 0 && chars[1] == 0) {
+    kiv::String units;
+    for (size_t i = 0; i + 1 < chars.size(); i += 2) {
+      units.push_back(static_cast<char16_t>(chars[i] | (chars[i + 1] << 8)));
+    }
+    chars = units;
+  }
+  datatype = letter && chars[0] == u'B' ? kiv::RWDT_BINARY : kiv::RWDT_ASCII;
+  text = U8(letter ? chars.substr(1) : chars);
+}
+
+}  // namespace
+
 EventRecord FromRecord(const kiv::LOGRECORDTYPE& r, const std::string& log) {
+  std::string rawdata;
+  int32_t datatype = 0;
+  DecodeRawData(r.EvRawData, rawdata, datatype);
   return {log,
           0,
           0,
@@ -47,10 +71,10 @@ EventRecord FromRecord(const kiv::LOGRECORDTYPE& r, const std::string& log) {
           U8(r.EvUser),
           U8(r.EvComputer),
           U8(r.EvServer),
-          U8(r.EvRawData),
+          rawdata,
           r.EvType,
           r.EvId,
-          0};
+          datatype};
 }
 
 namespace {

@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include "platform/dao/dao_errors.h"
+#include "platform/dao/schema.h"
 #include "platform/fs.h"
 
 namespace kiv::dao::detail {
@@ -36,8 +37,23 @@ void VacuumInto(Connection& source, const String& dst) {
   }
 }
 
+// A database in WAL mode is kept open by every connection to it (each holds the shared memory),
+// so it is never free for an exclusive hold: it is compacted by one write transaction instead,
+// which writers wait for and readers read beside, through SQLite's own unnamed copy.
+bool CompactedInWal(const String& name) {
+  auto conn = OpenConnection(name, false, false, false);
+  Statement mode(conn->Db(), "PRAGMA journal_mode");
+  const bool wal = mode.Step() && mode.Text(0) == u"wal";
+  mode.Reset();
+  if (!wal) return false;
+  ExecSql(*conn, "VACUUM");
+  sqlite3_exec(conn->Db(), "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr, nullptr);
+  return true;
+}
+
 void CompactInPlace(const String& name, const String& tmp) {
   if (FileExists(tmp)) RaiseDao(kDaoDatabaseExists);
+  if (CompactedInWal(name)) return;
   auto conn = OpenConnection(name, false, true, false);
   try {
     VacuumInto(*conn, tmp);

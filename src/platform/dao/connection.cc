@@ -299,10 +299,13 @@ bool Statement::Step() {
 }
 
 void Statement::Run() {
-  // A write on its own gets its own transaction; VACUUM cannot run inside one.
+  // A write on its own gets its own transaction; VACUUM cannot run inside one. Inside an open
+  // transaction one statement needs no savepoint: SQLite undoes a failed statement by itself.
   std::optional<WriteTransaction> tx;
-  if (!sqlite3_stmt_readonly(stmt_) && sql_.compare(0, 6, "VACUUM") != 0) {
-    tx.emplace(sqlite3_db_handle(stmt_), "kiv_run");
+  sqlite3* db = sqlite3_db_handle(stmt_);
+  if (!sqlite3_stmt_readonly(stmt_) && sqlite3_get_autocommit(db) &&
+      sql_.compare(0, 6, "VACUUM") != 0) {
+    tx.emplace(db, "kiv_run");
   }
   while (Step()) {
   }

@@ -129,6 +129,8 @@ class WriteTransaction {
   WriteTransaction(const WriteTransaction&) = delete;
   WriteTransaction& operator=(const WriteTransaction&) = delete;
   void Commit();
+  // Forgets the transaction without a rollback: its connection was closed, which rolled it back.
+  void Abandon() { done_ = true; }
 
  private:
   sqlite3* db_;

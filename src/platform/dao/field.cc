@@ -73,6 +73,7 @@ void Field::Size(int32_t value) {
 }
 
 int32_t Field::Attributes() const {
+  if (core_->of_index) return core_->def.attributes;
   return core_->def.attributes ? core_->def.attributes : detail::DefaultAttributes(core_->def.type);
 }
 void Field::Attributes(int32_t value) { Changeable(core_).def.attributes = value; }

@@ -33,6 +33,7 @@ std::shared_ptr<Field> IndexField(const String& name, bool descending) {
   auto core = std::make_shared<detail::FieldCore>();
   core->def.name = name;
   core->def.attributes = descending ? dbDescending : 0;
+  core->of_index = true;
   return std::make_shared<Field>(core);
 }
 
@@ -44,7 +45,8 @@ IndexDef IndexFromCore(const IndexCore& core) {
   IndexDef def = core.def;
   def.keys.clear();
   for (const auto& field : core.fields) {
-    def.keys.push_back({field->Name(), (field->Core()->def.attributes & dbDescending) != 0});
+    const int32_t attributes = field->Core()->def.attributes;
+    def.keys.push_back({field->Name(), (attributes & dbDescending) != 0, attributes});
   }
   return def;
 }

@@ -15,6 +15,7 @@ namespace kiv::dao::detail {
 struct FieldCore {
   ColumnDef def;
   bool appended = false;  // part of a stored table or index: the definition is fixed
+  bool of_index = false;  // an index's field: its Attributes are only what was set
   int16_t ordinal = 0;
   std::shared_ptr<RecordsetCore> rs;  // a recordset's field: its value is the current record's
   int col = -1;

@@ -1,5 +1,7 @@
 #include "platform/dao/schema.h"
 
+#include <optional>
+
 #include "kivdbxt/dao.h"
 #include "platform/dao/dao_errors.h"
 #include "platform/text_compare.h"
@@ -70,18 +72,46 @@ void TypeFromDeclared(StringView declared, ColumnDef& column) {
   column.size = TypeSize(column.type, size);
 }
 
+// The index fields' Attributes, when any holds more than its key's direction says.
+String AttributesFlag(const IndexDef& index) {
+  bool plain = true;
+  for (const IndexKey& k : index.keys) plain &= k.attributes == (k.descending ? dbDescending : 0);
+  if (plain) return String();
+  String flag = u"A";
+  for (size_t i = 0; i < index.keys.size(); ++i) {
+    flag += (i ? u"." : u"") + FromUtf8(std::to_string(index.keys[i].attributes));
+  }
+  return flag;
+}
+
 std::string IndexSqlName(StringView table, const IndexDef& index) {
   String name = String(table) + u"!" + index.name;
   String flags;
   if (index.primary) flags += u"P";
   if (index.required) flags += u"R";
   if (index.ignore_nulls) flags += u"N";
+  flags += AttributesFlag(index);
   if (!flags.empty()) name += u"!" + flags;
   return QuoteName(name);
 }
 
-// Reads back the DAO name and flags from an SQLite index name.
-IndexDef IndexFromSqlName(StringView table, const String& sql_name, bool unique, bool is_pk) {
+// "2.0.1" into the attributes of the keys, in order.
+std::vector<int32_t> ParseAttributes(StringView text) {
+  std::vector<int32_t> out(1, 0);
+  for (char16_t c : text) {
+    if (c == u'.') {
+      out.push_back(0);
+    } else if (c >= u'0' && c <= u'9') {
+      out.back() = out.back() * 10 + (c - u'0');
+    }
+  }
+  return out;
+}
+
+// Reads back the DAO name and flags from an SQLite index name; `attributes` receives the index
+// fields' Attributes when the name carries them.
+IndexDef IndexFromSqlName(StringView table, const String& sql_name, bool unique, bool is_pk,
+                          std::vector<int32_t>& attributes) {
   IndexDef index;
   index.unique = unique;
   const String prefix = String(table) + u"!";
@@ -89,7 +119,13 @@ IndexDef IndexFromSqlName(StringView table, const String& sql_name, bool unique,
     String rest = sql_name.substr(prefix.size());
     const size_t bang = rest.find(u'!');
     if (bang != String::npos) {
-      for (char16_t f : rest.substr(bang + 1)) {
+      String flags = rest.substr(bang + 1);
+      const size_t a = flags.find(u'A');
+      if (a != String::npos) {
+        attributes = ParseAttributes(StringView(flags).substr(a + 1));
+        flags.resize(a);
+      }
+      for (char16_t f : flags) {
         index.primary |= f == u'P';
         index.required |= f == u'R';
         index.ignore_nulls |= f == u'N';
@@ -125,17 +161,23 @@ void LoadIndexes(Connection& conn, TableSchema& schema) {
   Statement list(conn.Db(), "PRAGMA index_list(" + QuoteName(schema.name) + ")");
   std::vector<IndexDef> found;
   std::vector<String> sql_names;
+  std::vector<std::vector<int32_t>> attributes;
   while (list.Step()) {
     const String sql_name = list.Text(1);
-    found.push_back(
-        IndexFromSqlName(schema.name, sql_name, list.Int(2) != 0, list.Text(3) == u"pk"));
+    attributes.emplace_back();
+    found.push_back(IndexFromSqlName(schema.name, sql_name, list.Int(2) != 0, list.Text(3) == u"pk",
+                                     attributes.back()));
     sql_names.push_back(sql_name);
   }
   for (size_t i = 0; i < found.size(); ++i) {
     Statement keys(conn.Db(), "PRAGMA index_xinfo(" + QuoteName(sql_names[i]) + ")");
     while (keys.Step()) {
       if (keys.Int(5) == 0 || keys.Int(1) < 0) continue;  // the row id and non-key columns
-      found[i].keys.push_back({keys.Text(2), keys.Int(3) != 0});
+      const bool descending = keys.Int(3) != 0;
+      const size_t k = found[i].keys.size();
+      const int32_t attr =
+          k < attributes[i].size() ? attributes[i][k] : (descending ? dbDescending : 0);
+      found[i].keys.push_back({keys.Text(2), descending, attr});
     }
   }
   // PRAGMA index_list lists the newest first; DAO lists them in creation order.
@@ -316,16 +358,18 @@ std::vector<String> TableNames(Connection& conn) {
 }
 
 int64_t CountRows(Connection& conn, StringView table) {
-  sqlite3_stmt* raw = nullptr;
-  const std::string sql = std::string("SELECT n FROM ") + kCountTable + " WHERE name = ?1";
-  if (sqlite3_prepare_v2(conn.Db(), sql.c_str(), -1, &raw, nullptr) == SQLITE_OK) {
-    const std::string name = Utf8(table);
-    sqlite3_bind_text(raw, 1, name.c_str(), -1, SQLITE_TRANSIENT);
-    const bool found = sqlite3_step(raw) == SQLITE_ROW;
-    const int64_t n = found ? sqlite3_column_int64(raw, 0) : 0;
-    sqlite3_finalize(raw);
-    if (found) return n;
+  std::optional<int64_t> counted;
+  try {
+    // Asked at every report of a wrapping log: prepared once per connection.
+    Statement& count =
+        conn.Prepared(std::string("SELECT n FROM ") + kCountTable + " WHERE name = ?1");
+    count.BindText(1, table);
+    if (count.Step()) counted = count.Int(0);
+    count.Reset();
+  } catch (const Error&) {
+    // A database made elsewhere, without the row counters.
   }
+  if (counted) return *counted;
   Statement count(conn.Db(), "SELECT count(*) FROM " + QuoteName(table));
   count.Step();
   return count.Int(0);

@@ -4,8 +4,9 @@
 // A column's declared type keeps its DAO type and size ("TEXT(255)", "LONG", "DATETIME",
 // "LONGBINARY", ...); text compares without case (COLLATE NOCASE). A DAO index is an SQLite index
 // named "<table>!<name>", with "!" and the letters P (primary), R (required), N (ignore nulls)
-// appended when any is set. The system table MSysRowCounts keeps every table's row count,
-// maintained by triggers, so that a table's RecordCount is exact without a scan.
+// appended when any is set, and "A" with the index fields' Attributes separated by "." when any
+// holds more than the descending bit ("PARMS!KEY!A2"). The system table MSysRowCounts keeps every
+// table's row count, maintained by triggers, so that a table's RecordCount is exact without a scan.
 #pragma once
 
 #include <cstdint>
@@ -30,6 +31,7 @@ struct ColumnDef {
 struct IndexKey {
   String field;
   bool descending = false;
+  int32_t attributes = 0;  // the index field's Attributes as created (dbDescending among them)
 };
 
 struct IndexDef {

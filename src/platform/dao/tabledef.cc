@@ -12,7 +12,8 @@ std::shared_ptr<Index> StoredIndex(const detail::IndexDef& def) {
   for (const detail::IndexKey& key : def.keys) {
     auto field = std::make_shared<detail::FieldCore>();
     field->def.name = key.field;
-    field->def.attributes = key.descending ? dbDescending : 0;
+    field->def.attributes = key.attributes;
+    field->of_index = true;
     field->appended = true;
     core->fields.push_back(std::make_shared<Field>(field));
   }

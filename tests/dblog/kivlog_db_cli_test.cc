@@ -1,0 +1,166 @@
+// kivlog db show and watch, run as a user runs them.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kivdbxt/kiv_log_file.h"
+#include "support/temp_dir.h"
+
+namespace kiv {
+namespace {
+
+using kivtest::ReadBytes;
+using kivtest::TempDir;
+
+std::string Tool() {
+  std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe");
+  return (exe.parent_path().parent_path() / "tools/kivlog/kivlog").string();
+}
+
+std::string RunTool(const std::string& args) {
+  FILE* p = ::popen((Tool() + " " + args + " 2>/dev/null").c_str(), "r");
+  std::string out;
+  char buf[4096];
+  for (size_t n; (n = std::fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
+  ::pclose(p);
+  return out;
+}
+
+std::vector<nlohmann::json> JsonLines(const std::string& text) {
+  std::vector<nlohmann::json> out;
+  size_t start = 0;
+  for (size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
+    if (end > start) out.push_back(nlohmann::json::parse(text.substr(start, end - start)));
+  }
+  return out;
+}
+
+class KivlogDb : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!std::filesystem::exists(Tool())) GTEST_SKIP() << "kivlog not built";
+    file_ = dir_.FileU8("log.db");
+    KivLogFile log;
+    ASSERT_FALSE(log.CreateEventLog(FromUtf8(file_), 1000, KLFWM_DONTOVERWRITE));
+  }
+  TempDir dir_;
+  std::string file_;
+};
+
+// Showing decodes text stored as UTF-16 code units, gives the type letter as the data type, and
+// leaves the file exactly as it was.
+TEST_F(KivlogDb, ShowReadsWithoutWritingAndDecodesRawData) {
+  {
+    KivLogFile log;
+    ASSERT_FALSE(log.OpenEventLog(FromUtf8(file_)));
+    ASSERT_FALSE(log.ReportEventEx(u"S", u"Città 20 €", RWDT_ASCII, 2, u"", 1));
+    ASSERT_FALSE(log.ReportEventEx(u"S", u"0D0A", RWDT_BINARY, 2, u"", 2));
+    ASSERT_FALSE(log.ReportEvent(u"S", u"plain", 2, u"", 3));
+    ASSERT_FALSE(log.CloseEventLog());
+  }
+  const std::string before = ReadBytes(file_);
+  auto page = JsonLines(RunTool("--json db show " + file_));
+  ASSERT_EQ(page.size(), 5u);
+  EXPECT_EQ(page[2]["rawdata"], "Città 20 €");
+  EXPECT_EQ(page[2]["datatype"], RWDT_ASCII);
+  EXPECT_EQ(page[3]["rawdata"], "0D0A");
+  EXPECT_EQ(page[3]["datatype"], RWDT_BINARY);
+  EXPECT_EQ(page[4]["rawdata"], "plain");  // stored without a letter: all of it is the text
+  EXPECT_EQ(page[4]["datatype"], RWDT_ASCII);
+  auto last = JsonLines(RunTool("--json db show --mode last " + file_));
+  ASSERT_EQ(last.size(), 1u);
+  EXPECT_EQ(last[0]["rawdata"], "plain");  // not a marker of the viewer's own
+  EXPECT_EQ(ReadBytes(file_), before);
+  const std::string text = RunTool("db show " + file_);
+  EXPECT_NE(text.find("\n    Città 20 €\n"), std::string::npos) << text;
+}
+
+// Five reports made at once by other processes: the watch prints each of them once, in order.
+TEST_F(KivlogDb, WatchPrintsEveryRecordOnceInOrder) {
+  int out[2];
+  ASSERT_EQ(pipe(out), 0);
+  pid_t watch = fork();
+  if (watch == 0) {
+    dup2(out[1], 1);
+    close(out[0]);
+    execl(Tool().c_str(), "kivlog", "--json", "db", "watch", file_.c_str(), "--interval", "20",
+          static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  close(out[1]);
+  std::mutex mu;
+  std::string text;
+  std::thread reader([&] {
+    char buf[4096];
+    for (ssize_t n; (n = read(out[0], buf, sizeof buf)) > 0;) {
+      std::lock_guard<std::mutex> lock(mu);
+      text.append(buf, n);
+    }
+  });
+  auto lines = [&](const std::string& what) {
+    std::lock_guard<std::mutex> lock(mu);
+    int n = 0;
+    for (size_t at = 0; (at = text.find(what, at)) != std::string::npos; ++at) ++n;
+    return n;
+  };
+
+  // Until the watch shows it is looking, markers; then five processes report at once.
+  KivLogFile log;
+  ASSERT_FALSE(log.OpenEventLog(FromUtf8(file_), true));
+  const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (lines("\n") == 0 && std::chrono::steady_clock::now() < give_up) {
+    ASSERT_FALSE(log.ReportEvent(u"READY", u"Ax"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  ASSERT_GT(lines("\n"), 0) << "the watch printed nothing";
+  std::vector<pid_t> reporters;
+  for (int id = 1; id <= 5; ++id) {
+    pid_t pid = fork();
+    if (pid == 0) {
+      KivLogFile other;
+      const bool failed =
+          other.OpenEventLog(FromUtf8(file_)) || other.ReportEvent(u"P", u"Ax", 2, u"", id);
+      _exit(failed ? 1 : 0);
+    }
+    reporters.push_back(pid);
+  }
+  for (pid_t pid : reporters) {
+    int status = 0;
+    waitpid(pid, &status, 0);
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+  }
+  while (lines("\"source\":\"P\"") < 5 && std::chrono::steady_clock::now() < give_up) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));  // a sixth would show by now
+  kill(watch, SIGTERM);
+  waitpid(watch, nullptr, 0);
+  reader.join();
+  close(out[0]);
+
+  std::vector<int> p_ids;
+  std::vector<std::string> dates;
+  for (const auto& line : JsonLines(text)) {
+    EXPECT_EQ(line["event"], "EventLogChanged");
+    EXPECT_EQ(line["EvId"], line["record"]["id"]);
+    dates.push_back(line["record"]["date"]);
+    if (line["record"]["source"] == "P") p_ids.push_back(line["EvId"]);
+  }
+  EXPECT_TRUE(std::is_sorted(dates.begin(), dates.end()));
+  std::sort(p_ids.begin(), p_ids.end());
+  EXPECT_EQ(p_ids, (std::vector<int>{1, 2, 3, 4, 5}));
+}
+
+}  // namespace
+}  // namespace kiv
