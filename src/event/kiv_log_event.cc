@@ -142,14 +142,17 @@ bool KivLogEvent::Load(int32_t& hndl) {
     };
     StringView key, value;
     String line;
-    LineInput(hndl, line);
-    split(line, key, value);
+    // A line longer than any record holds is not read on: the file is damaged or not a log.
+    auto next_line = [&] {
+      if (!LineInput(hndl, line, kMaxRecordLine)) RaiseMisaligned();
+      split(line, key, value);
+    };
+    next_line();
     if (KeyOf(key) != KeyCode(u"UNK=")) RaiseMisaligned();
     ev_unk_ = ToLong(value);
     ev_raw_data_.clear();
     for (;;) {
-      LineInput(hndl, line);
-      split(line, key, value);
+      next_line();
       switch (KeyOf(key)) {
         case KeyCode(u"SRC="):
           ev_source_ = value;
