@@ -22,7 +22,8 @@ struct LogTarget {
 };
 
 void AddTargetOptions(CLI::App& cmd, LogTarget& target);
-// The log base name of the target. Raises CLI::ValidationError on a bad date.
+// The log base name of the target; its folder is not created. Raises CLI::ValidationError on a
+// bad date.
 kiv::String TargetBase(kiv::KivLog& log, const LogTarget& target);
 
 // A date from the command line: ISO "YYYY-MM-DD[ hh:mm[:ss]]" or the locale's form.
