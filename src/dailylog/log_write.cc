@@ -51,7 +51,7 @@ std::string BuildRecord(const KivLogInfo& info, Date now, const String& Source,
   event.EvUser(info.User());
   if (event.TranslateData()) RaiseRecorded();
   std::string record;
-  EventAccess::AppendRecord(event, record);
+  EventAccess::AppendRecord(event, record, (info.Options() & KIVLIOPT_UTF8) != 0);
   return record;
 }
 

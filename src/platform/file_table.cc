@@ -149,10 +149,16 @@ String LineInput(int32_t number) {
 }
 
 void LineInput(int32_t number, String& line) {
-  LineInput(number, line, std::numeric_limits<size_t>::max());
+  std::string bytes;
+  LineInputBytes(number, bytes);
+  line = FromCp1252(bytes);
 }
 
-bool LineInput(int32_t number, String& line, size_t max_bytes) {
+void LineInputBytes(int32_t number, std::string& line) {
+  LineInputBytes(number, line, std::numeric_limits<size_t>::max());
+}
+
+bool LineInputBytes(int32_t number, std::string& line, size_t max_bytes) {
   OpenFile& f = Lookup(number);
   RequireText(f, false);
   if (f.Peek(f.pos) < 0) Raise(kErrInputPastEnd);
@@ -168,12 +174,7 @@ bool LineInput(int32_t number, String& line, size_t max_bytes) {
       f.pos += static_cast<int64_t>(max_bytes - line.size() + 1);
       return false;
     }
-    size_t old = line.size();
-    line.resize(old + n);
-    for (size_t i = 0; i < n; ++i) {
-      uint8_t b = static_cast<uint8_t>(data[i]);
-      line[old + i] = b < 0x80 ? b : FromCp1252(b);
-    }
+    line.append(data, n);
     f.pos += static_cast<int64_t>(n);
     if (cr) {
       ++f.pos;

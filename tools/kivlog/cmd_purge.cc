@@ -8,6 +8,7 @@
 #include "dailylog/log_files.h"
 #include "output.h"
 #include "platform/date.h"
+#include "when.h"
 
 namespace kivlog {
 namespace {
@@ -36,7 +37,7 @@ bool AnyLogFile(const kiv::String& base) {
 int PurgeOne(kiv::KivLog& log, const PurgeArgs& a) {
   const kiv::String base = TargetBase(log, a.target);
   if (!AnyLogFile(base)) {
-    if (Globals().json) {
+    if (JsonOutput()) {
       std::cout
           << nlohmann::json{{"removed", nlohmann::json::array()}, {"missing", U8(base)}}.dump()
           << std::endl;
@@ -46,7 +47,7 @@ int PurgeOne(kiv::KivLog& log, const PurgeArgs& a) {
     return 1;
   }
   if (kiv::KillEventLog(base)) return ReportError("purge");
-  if (Globals().json) {
+  if (JsonOutput()) {
     std::cout << nlohmann::json{{"removed", {U8(base)}}}.dump() << std::endl;
   } else {
     std::printf("removed %s\n", U8(base).c_str());
@@ -55,15 +56,15 @@ int PurgeOne(kiv::KivLog& log, const PurgeArgs& a) {
 }
 
 int PurgeBefore(kiv::KivLog& log, const PurgeArgs& a) {
-  kiv::Date before = ParseDateOption(a.before, "--before");
+  kiv::Date before = ParseWhen(a.before, "--before");
   const kiv::String folder = a.target.path.empty() ? log.LogDefaultPath() : U16(a.target.path);
   const int before_count = CountLogs(log, folder);
-  if (!Globals().json)
+  if (!JsonOutput())
     std::fprintf(stderr, "purging logs before %s in %s ...\n",
                  U8(kiv::FormatIsoDateTime(before)).substr(0, 10).c_str(), U8(folder).c_str());
   bool failed = log.EventLogPurgeEx(before, U16(a.target.app), folder);
   const int removed = before_count - CountLogs(log, folder);
-  if (Globals().json) {
+  if (JsonOutput()) {
     std::cout << nlohmann::json{{"folder", U8(folder)}, {"removed", removed}}.dump() << std::endl;
   } else {
     std::printf("removed %d log%s\n", removed, removed == 1 ? "" : "s");
@@ -87,10 +88,13 @@ void AddPurgeCommand(CLI::App& app) {
       "purge",
       "Remove one day's log (--app, --day; exit code 1 when it is not there), or every day "
       "before --before");
-  cmd->add_option("--app", a.target.app, "Application identifier (with --before: only its logs)");
+  cmd->add_option("--app", a.target.app, "Application identifier (with --before: only its logs)")
+      ->check(CLI::Validator(CheckAppId, "APPID", "AppId"));
   cmd->add_option("--path", a.target.path, "Log folder (default: the default log folder)");
   cmd->add_option("--day", a.target.day, "Day of the log to remove, YYYY-MM-DD (default: today)");
-  auto* before = cmd->add_option("--before", a.before, "Remove every day before this date");
+  auto* before = cmd->add_option(
+      "--before", a.before,
+      "Remove every day before this date (\"-30d\", \"yesterday\", \"2024-03-01\")");
   before->excludes(cmd->get_option("--day"));
   cmd->callback([] { std::exit(Purge(a)); });
 }

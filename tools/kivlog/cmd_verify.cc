@@ -166,7 +166,7 @@ bool Examine(kiv::KivLog& log, const std::shared_ptr<kiv::KivLogInfo>& info, Fin
 }
 
 void Report(const kiv::KivLogInfo& info, const Findings& f) {
-  if (Globals().json) {
+  if (JsonOutput()) {
     std::cout << ReportJson(info, f).dump() << std::endl;
   } else {
     PrintText(info, f);
@@ -177,7 +177,7 @@ void Report(const kiv::KivLogInfo& info, const Findings& f) {
 int Repair(kiv::KivLog& log, const std::shared_ptr<kiv::KivLogInfo>& info, Findings& f) {
   kiv::String backup;
   if (kiv::RebuildLogIndex(*info, backup)) return ReportError("verify");
-  if (!Globals().json) {
+  if (!JsonOutput()) {
     std::printf("%s: index rebuilt from the data file, %d events; old index kept as %s\n",
                 U8(info->FileName()).c_str(), info->Events(), U8(backup).c_str());
   }
@@ -223,13 +223,13 @@ int VerifyAll(const VerifyArgs& a) {
       f.damaged.push_back({0, r.Number, U8(r.Description)});
     }
     any_damaged = any_damaged || !f.Sound();
-    if (Globals().json) {
+    if (JsonOutput()) {
       reports.push_back(ReportJson(*info, f));
     } else {
       PrintText(*info, f);
     }
   }
-  if (Globals().json) {
+  if (JsonOutput()) {
     std::cout << nlohmann::json{{"folder", U8(folder)}, {"logs", reports}}.dump() << std::endl;
   }
   return any_damaged ? kDamaged : 0;
