@@ -45,9 +45,11 @@ void LibraryWrite(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 
-// The same work by hand, system call for system call: open and lock both files, read the count,
-// read the last 29 bytes of the data file (where a writer checks that the last record is whole),
-// write count, entry and a record of the same size, close both.
+// The same work by hand, system call for system call: open both files (regular files only),
+// lock the index, then the data file (the writers' turnstile), check that both are regular
+// files and take their sizes, read the count and the last entry, read the last record (where a
+// writer checks that it is whole and ends the data file), write count, entry and a record of the
+// same size, close both.
 void BaselineWrite(benchmark::State& state) {
   const std::string folder = BenchFolder("baseline");
   const std::string data = folder + "/BENCH.ZLG", index = folder + "/BENCH.ZLI";
@@ -55,23 +57,28 @@ void BaselineWrite(benchmark::State& state) {
       "UNK=1234567890\r\nDAT=2024-03-05 10:00:00\r\nSRC=bench\r\nTYP=4\r\nCAT=cat\r\nEID=7\r\n"
       "USR=user\r\nCOM=host\r\nSVR=\r\nDTP=0\r\nRWD=" +
       kRaw + "\r\nEND=-----------------------\r\n";
-  char tail[29];
+  std::string last(record.size(), '\0');
+  const int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   for (auto _ : state) {
-    int d = ::open(data.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-    ::flock(d, LOCK_EX | LOCK_NB);
-    int x = ::open(index.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    int d = ::open(data.c_str(), flags, 0666);
+    int x = ::open(index.c_str(), flags, 0666);
     ::flock(x, LOCK_EX | LOCK_NB);
-    struct stat st;
-    int32_t count = 0;
-    ::fstat(x, &st);
-    if (st.st_size >= 4) ::pread(x, &count, 4, 0);
-    ::fstat(d, &st);
-    if (st.st_size >= 29) ::pread(d, tail, sizeof tail, st.st_size - 29);
+    ::flock(d, LOCK_EX | LOCK_NB);
+    struct stat ds, xs;
+    ::fstat(d, &ds);
+    ::fstat(x, &xs);
+    if (!S_ISREG(ds.st_mode) || !S_ISREG(xs.st_mode)) break;
+    int32_t count = 0, entry = 0;
+    if (xs.st_size >= 4) ::pread(x, &count, 4, 0);
+    if (count > 0) ::pread(x, &entry, 4, 4 * count);
+    if (ds.st_size >= static_cast<off_t>(last.size())) {
+      ::pread(d, last.data(), last.size(), ds.st_size - static_cast<off_t>(last.size()));
+    }
     ++count;
     ::pwrite(x, &count, 4, 0);
-    int32_t position = static_cast<int32_t>(st.st_size) + 1;
+    int32_t position = static_cast<int32_t>(ds.st_size) + 1;
     ::pwrite(x, &position, 4, 4 * count);
-    ::pwrite(d, record.data(), record.size(), st.st_size);
+    ::pwrite(d, record.data(), record.size(), ds.st_size);
     ::close(x);
     ::close(d);
   }

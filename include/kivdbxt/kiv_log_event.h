@@ -43,7 +43,8 @@ class KivLogEvent : public Object {
   // Each returns True when it failed (the error is recorded), False on success.
   // Writes the record as one block of text lines on a file opened for text output.
   bool Save(int32_t& hndl);
-  // Reads one block of lines from a file opened for text input.
+  // Reads one block of lines from a file opened for text input. A line longer than 64 MiB is
+  // refused with the misalignment error instead of being read on.
   bool Load(int32_t& hndl);
   // Cleans the text fields and turns binary raw data into hexadecimal text.
   bool TranslateData();

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "event/event_access.h"
+#include "dailylog/record_scan.h"
 #include "frame/error.h"
 #include "platform/rt_errors.h"
 #include "platform/text_codec.h"
@@ -13,32 +13,52 @@ namespace {
 
 // The count at the head of the index, bounded by the entries that follow it: a writer stopped
 // between the count and its entry leaves a count one too large.
-int32_t IndexCount(const File& index) {
-  int64_t length = index.Size();
-  if (length < 4) return 0;
-  int64_t entries = length / 4 - 1;
-  return static_cast<int32_t>(std::clamp<int64_t>(ReadIndexValue(index, 0), 0, entries));
+int32_t IndexCount(const LogFiles& files) {
+  if (files.index_size < 4) return 0;
+  int64_t entries = files.index_size / 4 - 1;
+  return static_cast<int32_t>(std::clamp<int64_t>(ReadIndexValue(files.index, 0), 0, entries));
 }
 
-// For reading, others may read too; for writing, the file is locked against all others and
-// created when missing.
+// Opened without a lock: the locks are taken by OpenBoth, in the turnstile's order. A writer
+// reads the data file too (the end of the last record), and creates a missing file.
 File OpenOne(const std::string& path, bool read_only) {
+  OpenOptions options{Access::ReadWrite, true, false, ShareLock::None};
+  if (read_only) options = OpenOptions{Access::Read, false, false, ShareLock::None};
+  options.regular_only = true;
+  return File::OpenNative(path, options);
+}
+
+// Writers come first. The index file's lock doubles as a turnstile: a writer takes it exclusively
+// and keeps it while it waits for the data file's exclusive lock and while it writes; a reader
+// takes it shared only to pass: it takes the data file's shared lock, then lets go of the
+// index's at once. So a writer that holds the turnstile stops new readers while the readers
+// already through finish their one read, instead of polling while shared locks keep being
+// granted. A reader holds the data file's lock for its whole read, so it never sees a write in
+// progress; each of its two waits is bounded like any open's.
+void LockBoth(LogFiles& files, bool read_only) {
   if (read_only) {
-    return File::OpenNative(path, OpenOptions{Access::Read, false, false, ShareLock::Shared});
+    files.index.Lock(ShareLock::Shared);
+    files.data.Lock(ShareLock::Shared);
+    files.index.Unlock();
+  } else {
+    files.index.Lock(ShareLock::Exclusive);
+    files.data.Lock(ShareLock::Exclusive);
   }
-  return File::OpenNative(path, OpenOptions{Access::ReadWrite, true, false, ShareLock::Exclusive});
 }
 
 void OpenBoth(const LogPaths& paths, LogFiles& files, bool read_only, bool create) {
   if (read_only && create) Raise(kErrInvalidCall);
-  if (create) {
-    // Both files are emptied before either is opened for the write that follows.
-    File::OpenNative(paths.data, OpenOptions{Access::Write, true, true, ShareLock::Exclusive});
-    File::OpenNative(paths.index, OpenOptions{Access::Write, true, true, ShareLock::Exclusive});
-  }
-  // A writer reads the end of the data file too, to find a record cut short.
   files.data = OpenOne(paths.data, read_only);
   files.index = OpenOne(paths.index, read_only);
+  LockBoth(files, read_only);
+  files.data_size = files.data.RegularSize();
+  files.index_size = files.index.RegularSize();
+  if (create) {
+    // Emptied under the locks, so that no other process sees one file emptied and not the other.
+    files.data.Truncate(0);
+    files.index.Truncate(0);
+    files.data_size = files.index_size = 0;
+  }
 }
 
 }  // namespace
@@ -64,17 +84,9 @@ void WriteIndexValue(File& index, int64_t offset, int32_t value) {
   index.WriteAt(offset, b, 4);
 }
 
-bool EndsWithEndLine(const File& data, int64_t length) {
-  const size_t n = kRecordEndLine.size();
-  if (length < static_cast<int64_t>(n)) return false;
-  char tail[64];
-  return data.ReadAt(length - static_cast<int64_t>(n), tail, n) == n &&
-         std::string_view(tail, n) == kRecordEndLine;
-}
-
-bool LastRecordWhole(const File& data, int64_t length, int64_t position) {
-  return position >= 1 && position <= length - static_cast<int64_t>(kRecordEndLine.size()) + 1 &&
-         EndsWithEndLine(data, length);
+bool LastRecordWritten(const LogFiles& files, int64_t position) {
+  if (position < 1 || position > files.data_size) return false;
+  return ScanRecord(files.data, position - 1, files.data_size).kind != RecordSpan::kCut;
 }
 
 void OpenLogFiles(KivLogInfo& info, const LogPaths& paths, LogFiles& files, bool read_only,
@@ -88,7 +100,7 @@ void OpenLogFiles(KivLogInfo& info, const LogPaths& paths, LogFiles& files, bool
         u"Impossibile aprire il file di log " + info.FileName() + u"\r\n" + RtErrorText(e.number),
         e.last_dll_error};
   }
-  info.Events(IndexCount(files.index));
+  info.Events(IndexCount(files));
 }
 
 void OpenLogFiles(KivLogInfo& info, LogFiles& files, bool read_only, bool create) {

@@ -24,10 +24,13 @@ struct LogPaths {
 };
 LogPaths NativeLogPaths(const String& base);
 
-// The two open files of a log. Closing both is safe at any time.
+// The two open files of a log and their sizes, read once both locks are held. Closing both is
+// safe at any time.
 struct LogFiles {
   File data;
   File index;
+  int64_t data_size = 0;
+  int64_t index_size = 0;
   void Close() {
     index.Close();
     data.Close();
@@ -36,9 +39,11 @@ struct LogFiles {
 
 // Opens the data file, then the index file, of info's FileName (whose native names are `paths`):
 // for writing (locked against all others, missing files created, emptied first when `create`)
-// or for reading (others may read but not write; missing files are error 53). A failure raises
-// its number with "Impossibile aprire il file di log <base>" and the run time's text. On success
-// info's Events holds the index count, bounded by the entries the index file really holds.
+// or for reading (others may read but not write; missing files are error 53). Only regular files
+// are opened: a symlink, FIFO, device or folder in place of either file is error 75. A failure
+// raises its number with "Impossibile aprire il file di log <base>" and the run time's text. On
+// success info's Events holds the index count, bounded by the entries the index file really
+// holds.
 void OpenLogFiles(KivLogInfo& info, const LogPaths& paths, LogFiles& files, bool read_only,
                   bool create);
 // The same, working out the native names from info's FileName.
@@ -70,12 +75,11 @@ inline int32_t DecodeIndexValue(const unsigned char* b) {
 int32_t ReadIndexValue(const File& index, int64_t offset);
 void WriteIndexValue(File& index, int64_t offset, int32_t value);
 
-// A writer stopped inside its record (a crash, a power cut) leaves it cut short, or leaves an
-// entry whose record is missing. Every record ends the data file with its END line, so the last
-// record, starting at the 1-based `position`, is whole exactly when the file ends with that line
-// and the record starts before it.
-bool LastRecordWhole(const File& data, int64_t length, int64_t position);
-bool EndsWithEndLine(const File& data, int64_t length);
+// A writer stopped by a crash leaves an entry whose record is missing (the entry points at the
+// end of the data file) or cut short. Such a last record, starting at the 1-based `position`,
+// counts as not written; a record that is there but damaged counts, so that reading it reports
+// the damage.
+bool LastRecordWritten(const LogFiles& files, int64_t position);
 
 // 0-based offset of the index entry of an ordinal.
 inline int64_t IndexEntryOffset(int64_t ordinal) { return 4 * ordinal; }
@@ -85,6 +89,8 @@ String DefaultLogFolder();
 // The base name of AppId's log for the day of `when` (0 = now) in `path` (empty = the default
 // folder, stored back into path): folder, one separator, AppId, "_", YYYYMMDD. Creates the folder.
 String MakeLogFileName(const String& app_id, String& path, Date when);
+// The same in a folder that is neither defaulted nor created, for those who only read.
+String LogBaseName(const String& folder, const String& app_id, Date when);
 // The date of a day written YYYYMMDD in a file name: the first four characters, characters 5
 // and 6, the last two. Raises 13 when one of them is not a number.
 Date CompactDayDate(StringView day);

@@ -53,8 +53,12 @@ String DefaultLogFolder() {
 String MakeLogFileName(const String& app_id, String& path, Date when) {
   if (path.empty()) path = DefaultLogFolder();
   PrepareFolder(path);
-  String base = path;
-  if (base.back() != kPathSeparator) base.push_back(kPathSeparator);
+  return LogBaseName(path, app_id, when);
+}
+
+String LogBaseName(const String& folder, const String& app_id, Date when) {
+  String base = folder;
+  if (base.empty() || base.back() != kPathSeparator) base.push_back(kPathSeparator);
   return base + app_id + u"_" + FormatYYYYMMDD(when == 0 ? Now() : when);
 }
 

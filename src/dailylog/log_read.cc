@@ -111,10 +111,7 @@ bool ReadEventLog(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int3
         OpenLogFiles(*EvLog, files, true, false);
         IndexCursor index(files.index);
         int32_t events = EvLog->Events();
-        if (events > 0 &&
-            !LastRecordWhole(files.data, files.data.Size(), index.Position(events, events))) {
-          --events;
-        }
+        if (events > 0 && !LastRecordWritten(files, index.Position(events, events))) --events;
         data_file.Reset(FileAdopt(std::move(files.data), FileMode::Input));
         EvLog->Events(events);
         if (events == 0) return false;

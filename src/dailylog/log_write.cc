@@ -4,6 +4,7 @@
 #include <string>
 
 #include "dailylog/log_files.h"
+#include "dailylog/log_repair.h"
 #include "event/event_access.h"
 #include "frame/error.h"
 #include "frame/guard.h"
@@ -27,49 +28,56 @@ void FollowDay(OpenLogEntry& log, Date now) {
 }
 
 void CheckSize(const KivLogInfo& info, const LogFiles& files) {
-  if (info.MaxSize() > 0 && files.data.Size() > info.MaxSize()) {
+  if (info.MaxSize() > 0 && files.data_size > info.MaxSize()) {
     RaiseLibrary(u"Il file di log " + info.FileName() + u" ha superato la dimensione massima.");
   }
 }
 
-// The largest cut record a writer reads back to recognise it.
-constexpr int64_t kMaxCutRecord = 16 << 20;
-
-// A writer stopped inside its record (a crash, a power cut) leaves the data file without an END
-// line at its end. Readers count that record as not written; so does the next writer, which
-// cuts it off and puts its own record in its place, so that the day reads whole again. Only a
-// tail that is plainly one cut record, from its "UNK=" line to the end without an END line, is
-// taken for one. Returns the events that stay; `size` becomes the data file's new length.
-int32_t DropCutRecord(LogFiles& files, int32_t n, int64_t& size) {
-  if (n == 0 || EndsWithEndLine(files.data, size)) return n;
-  const int64_t start = int64_t{ReadIndexValue(files.index, IndexEntryOffset(n))} - 1;
-  if (start < 0 || start >= size || size - start > kMaxCutRecord) return n;
-  std::string rest(static_cast<size_t>(size - start), '\0');
-  if (files.data.ReadAt(start, rest.data(), rest.size()) != rest.size()) return n;
-  const std::string end_line = "\n" + std::string(kRecordEndLine);
-  if (!rest.starts_with("UNK=") || rest.find(end_line) != std::string::npos) return n;
-  files.data.Truncate(start);
-  size = start;
-  return n - 1;
+// The event's record, as Save writes it.
+std::string BuildRecord(const KivLogInfo& info, Date now, const String& Source,
+                        const String& RawData, int32_t RawDataType, int32_t EventType,
+                        const String& Category, int32_t EventId, const String& Server) {
+  KivLogEvent event;
+  event.EvCategory(Category);
+  event.EvComputer(info.Computer());
+  event.EvDate(now);
+  event.EvId(EventId);
+  event.EvDataType(RawDataType);
+  event.EvRawData(RawData);
+  event.EvServer(Server);
+  event.EvSource(Source);
+  event.EvType(EventType);
+  event.EvUnk(UniqueNumber());
+  event.EvUser(info.User());
+  if (event.TranslateData()) RaiseRecorded();
+  std::string record;
+  EventAccess::AppendRecord(event, record, (info.Options() & KIVLIOPT_UTF8) != 0);
+  return record;
 }
 
 // Appends in this order: the new count, the new entry, the record. The count comes first, so an
-// interrupted append leaves a count that readers bound by the entries really present. A record
-// that cannot be written whole (a full disk) is taken back: the data file is cut to where it was
-// and the count restored, so that the next write does not leave a damaged record behind it.
-void AppendEvent(KivLogInfo& info, LogFiles& files, std::string_view record) {
-  int64_t size = files.data.Size();
-  const int32_t n = DropCutRecord(files, info.Events(), size);
-  // With no events counted the record goes to the start, whatever the data file holds.
-  const int64_t data_offset = n == 0 ? 0 : size;
+// interrupted append leaves a count that readers bound by the entries really present; an entry
+// without its record, or a record cut short, is taken back by the next writer. A record that
+// cannot be written whole (a full disk) is taken back at once: the data file is cut to where it
+// was and the count restored, so that the next write does not leave a damaged record behind it.
+void AppendEvent(KivLogInfo& info, LogFiles& files, const LogTail& tail, std::string_view record) {
+  const int32_t n = tail.events;
+  std::string block;
+  if (tail.needs_line_end) {
+    // The data file ends inside a line: the record must start a line of its own.
+    block = "\r\n";
+    block += record;
+    record = block;
+  }
+  const int64_t data_offset = tail.append_at + (tail.needs_line_end ? 2 : 0);
   if (data_offset + 1 > std::numeric_limits<int32_t>::max()) Raise(kErrOverflow);
   WriteIndexValue(files.index, 0, n + 1);
   WriteIndexValue(files.index, IndexEntryOffset(n + 1), static_cast<int32_t>(data_offset + 1));
   try {
-    files.data.WriteAt(data_offset, record.data(), record.size());  // the whole record at once
+    files.data.WriteAt(tail.append_at, record.data(), record.size());  // the record at once
   } catch (...) {
     RunCleanup([&] {
-      files.data.Truncate(size);
+      files.data.Truncate(tail.append_at);
       WriteIndexValue(files.index, 0, n);
     });
     throw;
@@ -91,25 +99,15 @@ bool KivLog::EventLogWrite(int32_t Id, const String& Source, const String& RawDa
         const Date now = Now();
         FollowDay(log, now);
 
-        KivLogEvent event;
-        event.EvCategory(Category);
-        event.EvComputer(info.Computer());
-        event.EvDate(now);
-        event.EvId(EventId);
-        event.EvDataType(RawDataType);
-        event.EvRawData(RawData);
-        event.EvServer(Server);
-        event.EvSource(Source);
-        event.EvType(EventType);
-        event.EvUnk(UniqueNumber());
-        event.EvUser(info.User());
-        if (event.TranslateData()) RaiseRecorded();
-        std::string record;
-        EventAccess::AppendRecord(event, record, (info.Options() & KIVLIOPT_UTF8) != 0);
-
+        const std::string record = BuildRecord(info, now, Source, RawData, RawDataType, EventType,
+                                               Category, EventId, Server);
+        // The steps of a write: lock both files, put the index and the data file's end back
+        // in step, check the size limit, append.
         OpenLogFiles(info, log.Paths(), files, false, false);
+        const LogTail tail = RepairLogTail(files, info.Events());
+        info.Events(tail.events);
         CheckSize(info, files);
-        AppendEvent(info, files, record);
+        AppendEvent(info, files, tail, record);
         files.Close();
         return false;
       },

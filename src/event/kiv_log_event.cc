@@ -197,14 +197,17 @@ bool KivLogEvent::Load(int32_t& hndl) {
       [&] {
         std::string line;
         std::string_view key, value;
-        LineInputBytes(hndl, line);
-        SplitLine(line, key, value);
+        // A line longer than any record holds is not read on: the file is damaged or not a log.
+        auto next_line = [&] {
+          if (!LineInputBytes(hndl, line, kMaxRecordLine)) RaiseMisaligned();
+          SplitLine(line, key, value);
+        };
+        next_line();
         if (KeyOf(key) != KeyCode("UNK=")) RaiseMisaligned();
         ev_unk_ = ToLong(value);
         text.Set(RecordText::kRaw, {});
         for (;;) {
-          LineInputBytes(hndl, line);
-          SplitLine(line, key, value);
+          next_line();
           switch (KeyOf(key)) {
             case KeyCode("SRC="):
               text.Set(RecordText::kSource, value);

@@ -68,6 +68,9 @@ File File::OpenNative(const std::string& path, const OpenOptions& options) {
       break;
   }
   if (options.create) flags |= O_CREAT;
+  // O_NONBLOCK keeps the open of a FIFO from waiting for its other end; it changes nothing for
+  // a regular file.
+  if (options.regular_only) flags |= O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   int fd = ::open(path.c_str(), flags, 0666);
   if (fd < 0) {
     int err = errno;
@@ -75,17 +78,34 @@ File File::OpenNative(const std::string& path, const OpenOptions& options) {
   }
   File file(fd);
   // A folder opens for reading only: an open for writing has already failed with EISDIR (75).
+  // A caller that asked for a regular file checks it with RegularSize once its lock is held.
   struct stat st;
-  if (options.access == Access::Read && fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
+  if (!options.regular_only && options.access == Access::Read && fstat(fd, &st) == 0 &&
+      S_ISDIR(st.st_mode)) {
     Raise(kErrPathFileAccess);
   }
-  if (!AcquireLock(fd, options.lock)) {
-    int err = errno;
-    Error e{kErrPermissionDenied, RtErrorText(kErrPermissionDenied), err};
-    throw e;
-  }
+  file.Lock(options.lock);
   if (options.truncate) file.Truncate(0);
   return file;
+}
+
+void File::Lock(ShareLock lock) {
+  if (!AcquireLock(fd_, lock)) {
+    int err = errno;
+    throw Error{kErrPermissionDenied, RtErrorText(kErrPermissionDenied), err};
+  }
+}
+
+void File::Unlock() { ::flock(fd_, LOCK_UN); }
+
+int64_t File::RegularSize() const {
+  struct stat st;
+  if (fstat(fd_, &st) != 0) RaiseErrno(errno);
+  if (!S_ISREG(st.st_mode)) {
+    const int err = S_ISDIR(st.st_mode) ? EISDIR : EINVAL;
+    throw Error{kErrPathFileAccess, RtErrorText(kErrPathFileAccess), err};
+  }
+  return st.st_size;
 }
 
 int64_t File::Size() const {

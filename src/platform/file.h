@@ -22,6 +22,10 @@ struct OpenOptions {
   bool create = false;    // create a missing file
   bool truncate = false;  // empty the file once the lock is held
   ShareLock lock = ShareLock::None;
+  // Opens the file only if it is a regular file: the last path component is not followed when
+  // it is a symlink (error 75, LastDllError ELOOP), and the open never waits on a FIFO or a
+  // device, which RegularSize then refuses.
+  bool regular_only = false;
 };
 
 class File {
@@ -41,6 +45,13 @@ class File {
 
   bool IsOpen() const { return fd_ >= 0; }
   int64_t Size() const;
+  // The size of a regular file; raises 75 for anything else (a folder, a FIFO, a device), with
+  // EISDIR or EINVAL as the system error.
+  int64_t RegularSize() const;
+  // Takes or releases a lock on a file opened without one. Lock waits as an open does and
+  // raises 70 when the wait runs out.
+  void Lock(ShareLock lock);
+  void Unlock();
   // Reads up to n bytes at offset; returns the number read (short at end of file).
   size_t ReadAt(int64_t offset, void* buffer, size_t n) const;
   void WriteAt(int64_t offset, const void* data, size_t n);

@@ -1,6 +1,7 @@
 #include "platform/file_table.h"
 
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <mutex>
 
@@ -154,23 +155,31 @@ void LineInput(int32_t number, String& line) {
 }
 
 void LineInputBytes(int32_t number, std::string& line) {
+  LineInputBytes(number, line, std::numeric_limits<size_t>::max());
+}
+
+bool LineInputBytes(int32_t number, std::string& line, size_t max_bytes) {
   OpenFile& f = Lookup(number);
   RequireText(f, false);
   if (f.Peek(f.pos) < 0) Raise(kErrInputPastEnd);
   line.clear();
   for (;;) {
     if (!f.Buffered(f.pos)) f.Fill(f.pos);
-    if (!f.Buffered(f.pos)) return;  // last line without an end
+    if (!f.Buffered(f.pos)) return true;  // last line without an end
     const char* data = f.buf.data() + (f.pos - f.buf_start);
     size_t avail = f.buf.size() - static_cast<size_t>(f.pos - f.buf_start);
     const void* cr = std::memchr(data, '\r', avail);
     size_t n = cr ? static_cast<size_t>(static_cast<const char*>(cr) - data) : avail;
+    if (n > max_bytes - line.size()) {
+      f.pos += static_cast<int64_t>(max_bytes - line.size() + 1);
+      return false;
+    }
     line.append(data, n);
     f.pos += static_cast<int64_t>(n);
     if (cr) {
       ++f.pos;
       if (f.Peek(f.pos) == '\n') ++f.pos;
-      return;
+      return true;
     }
   }
 }

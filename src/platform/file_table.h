@@ -65,6 +65,9 @@ String LineInput(int32_t number);
 void LineInput(int32_t number, String& line);
 // The same line as the file's bytes, undecoded, for readers that choose the encoding themselves.
 void LineInputBytes(int32_t number, std::string& line);
+// The same for a line of at most max_bytes bytes: returns false, with the file positioned after
+// the first max_bytes + 1 bytes of the line, when it is longer.
+bool LineInputBytes(int32_t number, std::string& line, size_t max_bytes);
 // Writes the text and CR LF in one write.
 void PrintLine(int32_t number, StringView text);
 // Writes text already in the file's bytes (Windows-1252, line ends included) in one write.

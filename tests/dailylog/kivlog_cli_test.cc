@@ -1,4 +1,5 @@
 // The kivlog subcommands for daily logs, run as a user runs them.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include <sstream>
 
 #include "dailylog_support.h"
+#include "platform/vb_convert.h"
 
 namespace kiv::testing {
 namespace {
@@ -213,10 +215,14 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   EXPECT_EQ(text.find("#3 "), std::string::npos);
   EXPECT_EQ(text.find("#5 "), std::string::npos);
 
-  // A log that is not there is an error, not a damaged log.
-  auto err = nlohmann::json::parse(Run("--json verify --app NOPE", "", &rc));
+  // A log that is not there is an error, not a damaged log; so is a folder that is not there.
+  auto err =
+      nlohmann::json::parse(Run("--json verify --app NOPE --path '" + U8(folder) + "'", "", &rc));
   EXPECT_EQ(rc, 1);
   EXPECT_EQ(err["error"]["number"], 53);
+  err = nlohmann::json::parse(Run("--json verify --app NOPE", "", &rc));
+  EXPECT_EQ(rc, 1);
+  EXPECT_EQ(err["error"]["number"], 76);
 
   // --all goes through every log of the folder; one whose data file is missing is damaged too.
   WriteAll(Base(u"LONE") + u".ZLI", IndexBytes({0}));
@@ -232,6 +238,115 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   all = nlohmann::json::parse(
       Run("--json verify --all --app LONE --path '" + U8(folder) + "'", "", &rc));
   EXPECT_EQ(all["logs"].size(), 1u);
+}
+
+// purge --day removes that day's pair only, whatever today is, and says when nothing was there;
+// the reading subcommands never create the folder they are given.
+TEST_F(KivlogCliTest, PurgeOneDayAndReadersNeverCreateFolders) {
+  SetClockTo(Day1At());
+  {
+    KivLog log;
+    ASSERT_FALSE(log.EventLogClose(log.EventLogOpen(u"PUR", folder + u"/Q&V/Log")));
+  }
+  SetClock({});
+  const String old_day = folder + u"/Q&V/Log/PUR_20240305";
+  ASSERT_TRUE(FileExists(old_day + u".ZLG"));
+  int rc = -1;
+  Run("write --app PUR today", "", &rc);
+  ASSERT_EQ(rc, 0);
+  const std::string today = U8(folder) + "/Q&V/Log/PUR_" + U8(FormatYYYYMMDD(Now()));
+
+  auto out = nlohmann::json::parse(Run("--json purge --app PUR --day 2024-03-05", "", &rc));
+  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(out["removed"][0], U8(old_day));
+  EXPECT_FALSE(FileExists(old_day + u".ZLG"));
+  EXPECT_FALSE(FileExists(old_day + u".ZLI"));
+  EXPECT_TRUE(FileExists(FromUtf8(today) + u".ZLG"));
+  EXPECT_EQ(IndexValues(FromUtf8(today))[0], 3);  // the purge wrote nothing into today's log
+  Run("purge --app PUR --day 2024-03-05", "", &rc);
+  EXPECT_EQ(rc, 1);
+
+  const std::string missing = U8(folder) + "/nope/deeper";
+  for (const char* cmd : {"show", "tail", "export", "verify"}) {
+    Run(std::string(cmd) + " --app PUR --path '" + missing + "'", "", &rc);
+    EXPECT_EQ(rc, 1) << cmd;
+  }
+  Run("verify --all --path '" + missing + "'", "", &rc);
+  EXPECT_EQ(rc, 1);
+  Run("purge --app PUR --path '" + missing + "'", "", &rc);
+  EXPECT_EQ(rc, 1);
+  EXPECT_FALSE(std::filesystem::exists(U8(folder) + "/nope"));
+}
+
+// verify names each state the two files can be left in, and --repair rebuilds the index from
+// the data file, keeping the old one beside it, after which the day is sound and reads whole.
+TEST_F(KivlogCliTest, VerifyNamesEachStateAndRepairRebuildsTheIndex) {
+  SetClockTo(Day1At());
+  const String base = Base(u"REP");
+  {
+    KivLog log;
+    int32_t id = log.EventLogOpen(u"REP", folder);
+    for (int k = 1; k <= 4; ++k) ASSERT_FALSE(log.EventLogWrite(id, u"S", u"e" + IntText(k)));
+  }
+  SetClock({});
+  const std::vector<int32_t> index = IndexValues(base);
+  ASSERT_EQ(index[0], 6);
+  const std::string data = ReadAll(base + u".ZLG");
+  const std::string file = " --file '" + U8(base) + "'";
+  auto states = [&](const nlohmann::json& report) {
+    std::vector<std::string> names;
+    for (const auto& s : report["states"]) names.push_back(s["state"]);
+    return names;
+  };
+  int rc = -1;
+
+  // Entry 3 left out, two entries dropped from the end, a phantom entry, a cut record at the end.
+  const std::string cut = "UNK=9\r\nSRC=cut";
+  WriteAll(base + u".ZLI", IndexBytes({4, index[1], index[2], index[4],
+                                       static_cast<int32_t>(data.size() + cut.size()) + 1}));
+  WriteAll(base + u".ZLG", data + cut);
+  auto report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
+  EXPECT_EQ(rc, 2);
+  EXPECT_EQ(report["sound"], false);
+  EXPECT_EQ(states(report),
+            (std::vector<std::string>{"index behind the data file", "phantom entry", "cut tail",
+                                      "records not reachable from the index"}));
+  EXPECT_EQ(report["states"][0]["records"], 2);
+  EXPECT_EQ(report["states"][3]["records"], 1);
+  const std::string old_index = ReadAll(base + u".ZLI");
+
+  report = nlohmann::json::parse(Run("--json verify --repair" + file, "", &rc));
+  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(report["sound"], true);
+  EXPECT_EQ(report["events"], 6);
+  EXPECT_EQ(report["whole"], 6);
+  EXPECT_EQ(IndexValues(base), index);
+  EXPECT_EQ(ReadAll(base + u".ZLG"), data);
+  EXPECT_EQ(ReadAll(base + u".ZLI.bak"), old_index);
+
+  // A lost index: named, and rebuilt.
+  std::filesystem::remove(U8(base) + ".ZLI");
+  report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
+  EXPECT_EQ(rc, 2);
+  EXPECT_EQ(states(report), std::vector<std::string>{"index behind the data file"});
+  Run("verify --repair" + file, "", &rc);
+  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(IndexValues(base), index);
+  EXPECT_TRUE(FileExists(base + u".ZLI.bak2"));
+
+  // A FIFO in place of the data file: named at once, and every reader gives an error.
+  std::filesystem::rename(U8(base) + ".ZLG", U8(folder) + "/saved");
+  ASSERT_EQ(::mkfifo((U8(base) + ".ZLG").c_str(), 0600), 0);
+  report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
+  EXPECT_EQ(rc, 2);
+  EXPECT_EQ(states(report), std::vector<std::string>{"not a regular file"});
+  Run("verify --repair" + file, "", &rc);
+  EXPECT_EQ(rc, 2);
+  for (const char* cmd : {"show", "tail", "export"}) {
+    auto err = nlohmann::json::parse(Run(std::string("--json ") + cmd + file, "", &rc));
+    EXPECT_EQ(rc, 1) << cmd;
+    EXPECT_EQ(err["error"]["number"], 75) << cmd;
+  }
 }
 
 // Writes one event of source "T" into app's log at a moment of the real calendar.

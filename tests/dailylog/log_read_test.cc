@@ -254,8 +254,7 @@ TEST_F(LogReadTest, EmptyDaysAndInterruptedWrites) {
   ASSERT_FALSE(log.EventLogReadBack(info, 1000, 2));
   EXPECT_EQ(Ordinals(*info), (std::vector<int32_t>{n - 1, n}));
   const size_t last = static_cast<size_t>(index[n] - 1);
-  for (size_t cut :
-       {size_t{1}, size_t{9}, size_t{40}, data.size() - last - 1, data.size() - last - 3}) {
+  for (size_t cut : {size_t{1}, size_t{9}, size_t{40}, data.size() - last - 27}) {
     WriteAll(base + u".ZLI", IndexBytes(index));
     WriteAll(base + u".ZLG", data.substr(0, last + cut));
     ASSERT_FALSE(log.EventLogReadBack(info, 1000, 2)) << cut;
@@ -263,6 +262,12 @@ TEST_F(LogReadTest, EmptyDaysAndInterruptedWrites) {
     EXPECT_EQ(info->Events(), n - 1);
     ASSERT_FALSE(log.EventLogRead(info, n - 1, 5));
     EXPECT_EQ(Ordinals(*info), (std::vector<int32_t>{n - 1}));
+  }
+  // Cut inside its END line, after "END=", the record is whole as Load reads it.
+  for (size_t cut : {data.size() - last - 1, data.size() - last - 3}) {
+    WriteAll(base + u".ZLG", data.substr(0, last + cut));
+    ASSERT_FALSE(log.EventLogReadBack(info, 1000, 2)) << cut;
+    EXPECT_EQ(Ordinals(*info), (std::vector<int32_t>{n - 1, n})) << cut;
   }
 
   // A write after an interruption puts the log back in step.

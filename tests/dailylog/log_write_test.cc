@@ -351,11 +351,11 @@ TEST_F(LogWriteTest, NextWriteReplacesARecordCutShort) {
   EXPECT_EQ(events[2]->EvRawData(), u"after");
 
   // Stray bytes after a whole record are not a cut record: they stay, and the next record
-  // follows them.
+  // follows them on a line of its own.
   WriteAll(base + u".ZLG", now + "stray");
   ASSERT_FALSE(log.EventLogWrite(id, u"S", u"last"));
-  EXPECT_EQ(ReadAll(base + u".ZLG").substr(0, now.size() + 5), now + "stray");
-  EXPECT_EQ(IndexValues(base)[4], static_cast<int32_t>(now.size() + 5) + 1);
+  EXPECT_EQ(ReadAll(base + u".ZLG").substr(0, now.size() + 7), now + "stray\r\n");
+  EXPECT_EQ(IndexValues(base)[4], static_cast<int32_t>(now.size() + 7) + 1);
   ASSERT_FALSE(log.EventLogClose(id));
   events = ReadAllEvents(base);
   ASSERT_EQ(events.size(), 5u);

@@ -207,6 +207,14 @@ TEST(KivLogEvent, DamagedTextNeverCrashesOrHangs) {
   EXPECT_TRUE(LoadFrom(dir, whole.substr(0, whole.size() - 31), e, nullptr));
   EXPECT_EQ(Last_Error(), 62);
   EXPECT_FALSE(LoadFrom(dir, whole.substr(0, whole.size() - 10), e, nullptr));
+
+  // A line past the bound of 64 MiB is refused, not read on: the position stops one byte past
+  // the bound.
+  const size_t bound = size_t{64} << 20;
+  const std::string past = "UNK=1\r\nRWD=" + std::string(bound - 3, 'r') + "\r\n" + kEnd;
+  EXPECT_TRUE(LoadFrom(dir, past, e, &loc));
+  EXPECT_EQ(LastErrorRecord().Description, u"Disallineamento dei dati nel file di log.");
+  EXPECT_EQ(loc, static_cast<int64_t>(7 + bound + 1) + 1);
 }
 
 TEST(KivLogEvent, SaveOnABadFileFailsWithItsSource) {

@@ -1,9 +1,11 @@
 // kivlog purge: remove one day's log, or every day before a date.
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 
 #include "commands.h"
 #include "daily.h"
+#include "dailylog/log_files.h"
 #include "output.h"
 #include "platform/date.h"
 #include "when.h"
@@ -21,19 +23,34 @@ int CountLogs(kiv::KivLog& log, const kiv::String& folder) {
   return log.EventLogList(logs, folder) ? -1 : logs->Count();
 }
 
-// One day's log: open it (it must exist) and purge it under its Id.
+// Whether either file of a log is there, whatever it is (a symlink or a FIFO included).
+bool AnyLogFile(const kiv::String& base) {
+  std::error_code ec;
+  for (const char* ext : {".ZLG", ".ZLI"}) {
+    if (std::filesystem::exists(std::filesystem::symlink_status(U8(base) + ext, ec))) return true;
+  }
+  return false;
+}
+
+// One day's log (today's when --day is not given): its two files and nothing else. Exit code 1
+// when there is nothing to remove.
 int PurgeOne(kiv::KivLog& log, const PurgeArgs& a) {
-  kiv::Date day = a.target.day.empty() ? 0 : kiv::DateOnly(ParseWhen(a.target.day, "--day"));
-  int32_t id =
-      log.EventLogOpen(U16(a.target.app), U16(a.target.path), kiv::ELOF_OPEN_EXISTING, day);
-  if (id == 0) return ReportError("purge");
-  std::shared_ptr<kiv::KivLogInfo> info;
-  log.EventLogInfo(id, info);
-  if (log.EventLogPurge(id)) return ReportError("purge");
+  const kiv::String base = TargetBase(log, a.target);
+  if (!AnyLogFile(base)) {
+    if (JsonOutput()) {
+      std::cout
+          << nlohmann::json{{"removed", nlohmann::json::array()}, {"missing", U8(base)}}.dump()
+          << std::endl;
+    } else {
+      std::fprintf(stderr, "purge: nothing to remove: no log %s\n", U8(base).c_str());
+    }
+    return 1;
+  }
+  if (kiv::KillEventLog(base)) return ReportError("purge");
   if (JsonOutput()) {
-    std::cout << nlohmann::json{{"removed", {U8(info->FileName())}}}.dump() << std::endl;
+    std::cout << nlohmann::json{{"removed", {U8(base)}}}.dump() << std::endl;
   } else {
-    std::printf("removed %s\n", U8(info->FileName()).c_str());
+    std::printf("removed %s\n", U8(base).c_str());
   }
   return 0;
 }
@@ -68,7 +85,9 @@ int Purge(const PurgeArgs& a) {
 void AddPurgeCommand(CLI::App& app) {
   static PurgeArgs a;
   auto* cmd = app.add_subcommand(
-      "purge", "Remove one day's log (--app, --day), or every day before --before");
+      "purge",
+      "Remove one day's log (--app, --day; exit code 1 when it is not there), or every day "
+      "before --before");
   cmd->add_option("--app", a.target.app, "Application identifier (with --before: only its logs)")
       ->check(CLI::Validator(CheckAppId, "APPID", "AppId"));
   cmd->add_option("--path", a.target.path, "Log folder (default: the default log folder)");

@@ -1,11 +1,14 @@
-// kivlog verify: reads every event of a day's log through the library and reports the damaged
-// ones, so that a person can tell a sound log from one a crash or a disk fault has hurt.
+// kivlog verify: checks a day's two files against each other, reads every event of the day
+// through the library and reports the damaged ones, so that a person can tell a sound log from
+// one a crash or a disk fault has hurt. --repair rebuilds the index from the data file.
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <vector>
 
 #include "commands.h"
 #include "daily.h"
+#include "dailylog/log_repair.h"
 #include "kivdbxt/error.h"
 #include "output.h"
 
@@ -21,11 +24,61 @@ struct Damage {
   std::string description;
 };
 
+// A state of the two files that the next write, or --repair, puts right; `count` says how many
+// records it concerns (0 when that says nothing).
+struct State {
+  std::string name;
+  int32_t count;
+  std::string detail;
+};
+
 struct Findings {
   int32_t events = 0;
   int32_t whole = 0;
+  std::vector<State> states;
   std::vector<Damage> damaged;
+  bool Sound() const { return states.empty() && damaged.empty(); }
 };
+
+constexpr char kNotRegular[] = "not a regular file";
+constexpr char kIndexBehind[] = "index behind the data file";
+constexpr char kPhantom[] = "phantom entry";
+constexpr char kCutTail[] = "cut tail";
+constexpr char kUnreachable[] = "records not reachable from the index";
+
+// Either file of the log that is there but is not a regular file (a symlink, a FIFO, a device,
+// a folder): the library refuses to open it.
+bool CheckFileKinds(const kiv::String& base, Findings& f) {
+  for (const char* ext : {".ZLG", ".ZLI"}) {
+    std::error_code ec;
+    const std::string path = U8(base) + ext;
+    const auto status = std::filesystem::symlink_status(path, ec);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+      f.states.push_back({kNotRegular, 0, path});
+    }
+  }
+  return !f.states.empty();
+}
+
+bool IndexMissing(const kiv::String& base) {
+  std::error_code ec;
+  return std::filesystem::exists(U8(base) + ".ZLG", ec) &&
+         !std::filesystem::exists(std::filesystem::symlink_status(U8(base) + ".ZLI", ec));
+}
+
+void AddStates(const kiv::LogHealth& h, Findings& f) {
+  if (h.behind > 0) {
+    f.states.push_back({kIndexBehind, h.behind,
+                        std::to_string(h.behind) + " whole records after the last entry's"});
+  }
+  if (h.phantom) f.states.push_back({kPhantom, 1, "the last entry points at the data file's end"});
+  if (h.cut_tail) f.states.push_back({kCutTail, 1, "the data file ends inside a record"});
+  const int32_t elsewhere = h.unreachable - h.behind;
+  if (elsewhere > 0) {
+    f.states.push_back(
+        {kUnreachable, elsewhere, std::to_string(elsewhere) + " whole records no entry points at"});
+  }
+}
 
 // Records an event whose record does not start after the one before it: two entries sharing or
 // crossing a record mean the index is out of step with the data file.
@@ -65,15 +118,19 @@ nlohmann::json ReportJson(const kiv::KivLogInfo& info, const Findings& f) {
     damaged.push_back(
         {{"ordinal", d.ordinal}, {"number", d.number}, {"description", d.description}});
   }
-  return {{"log", U8(info.FileName())},
-          {"events", f.events},
-          {"whole", f.whole},
-          {"sound", f.damaged.empty()},
-          {"damaged", damaged}};
+  nlohmann::json states = nlohmann::json::array();
+  for (const State& s : f.states) {
+    states.push_back({{"state", s.name}, {"records", s.count}, {"detail", s.detail}});
+  }
+  return {{"log", U8(info.FileName())}, {"events", f.events}, {"whole", f.whole},
+          {"sound", f.Sound()},         {"states", states},   {"damaged", damaged}};
 }
 
 void PrintText(const kiv::KivLogInfo& info, const Findings& f) {
   const std::string name = U8(info.FileName());
+  for (const State& s : f.states) {
+    std::printf("%s: %s: %s\n", name.c_str(), s.name.c_str(), s.detail.c_str());
+  }
   for (const Damage& d : f.damaged) {
     if (d.ordinal == 0) {
       std::printf("%s: cannot be read: %s", name.c_str(), d.description.c_str());
@@ -84,28 +141,63 @@ void PrintText(const kiv::KivLogInfo& info, const Findings& f) {
     std::printf("\n");
   }
   std::printf("%s: %d events, %d read whole, %s\n", name.c_str(), f.events, f.whole,
-              f.damaged.empty() ? "sound" : "DAMAGED");
+              f.Sound() ? "sound" : "DAMAGED");
 }
 
 struct VerifyArgs {
   LogTarget target;
   bool all = false;
+  bool repair = false;
 };
+
+// Checks the files against each other, then reads every event. Returns True (error recorded)
+// when the log cannot be read at all.
+bool Examine(kiv::KivLog& log, const std::shared_ptr<kiv::KivLogInfo>& info, Findings& f) {
+  if (CheckFileKinds(info->FileName(), f)) return false;
+  if (IndexMissing(info->FileName())) {
+    f.states.push_back({kIndexBehind, 0, "the index file is missing"});
+    return false;
+  }
+  kiv::LogHealth health;
+  if (kiv::CheckLog(*info, health)) return true;
+  AddStates(health, f);
+  // A read of no events opens the log and fetches its count, bounded by the whole records.
+  return log.EventLogRead(info, 1, 0) || Verify(log, info, f);
+}
+
+void Report(const kiv::KivLogInfo& info, const Findings& f) {
+  if (JsonOutput()) {
+    std::cout << ReportJson(info, f).dump() << std::endl;
+  } else {
+    PrintText(info, f);
+  }
+}
+
+// Rebuilds the index of a log whose files are out of step, then examines it again.
+int Repair(kiv::KivLog& log, const std::shared_ptr<kiv::KivLogInfo>& info, Findings& f) {
+  kiv::String backup;
+  if (kiv::RebuildLogIndex(*info, backup)) return ReportError("verify");
+  if (!JsonOutput()) {
+    std::printf("%s: index rebuilt from the data file, %d events; old index kept as %s\n",
+                U8(info->FileName()).c_str(), info->Events(), U8(backup).c_str());
+  }
+  f = Findings{};
+  if (Examine(log, info, f)) return ReportError("verify");
+  return -1;
+}
 
 int VerifyOne(const VerifyArgs& a) {
   kiv::KivLog log;
   auto info = std::make_shared<kiv::KivLogInfo>();
   info->FileName(TargetBase(log, a.target));
-  // A read of no events opens the log and fetches its count, bounded by the whole records.
-  if (log.EventLogRead(info, 1, 0)) return ReportError("verify");
   Findings f;
-  if (Verify(log, info, f)) return ReportError("verify");
-  if (JsonOutput()) {
-    std::cout << ReportJson(*info, f).dump() << std::endl;
-  } else {
-    PrintText(*info, f);
+  if (Examine(log, info, f)) return ReportError("verify");
+  const bool not_regular = !f.states.empty() && f.states.front().name == kNotRegular;
+  if (a.repair && !f.Sound() && !not_regular) {
+    if (int rc = Repair(log, info, f); rc >= 0) return rc;
   }
-  return f.damaged.empty() ? 0 : kDamaged;
+  Report(*info, f);
+  return f.Sound() ? 0 : kDamaged;
 }
 
 // Every log of a folder (of one application, with --app). A log that cannot be read at all is
@@ -114,6 +206,11 @@ int VerifyAll(const VerifyArgs& a) {
   kiv::KivLog log;
   auto logs = std::make_shared<kiv::Collection>();
   const kiv::String folder = a.target.path.empty() ? log.LogDefaultPath() : U16(a.target.path);
+  std::error_code ec;
+  if (!std::filesystem::is_directory(U8(folder), ec)) {
+    std::fprintf(stderr, "verify: no such folder: %s\n", U8(folder).c_str());
+    return 1;
+  }
   if (log.EventLogList(logs, folder)) return ReportError("verify");
   nlohmann::json reports = nlohmann::json::array();
   bool any_damaged = false;
@@ -121,11 +218,11 @@ int VerifyAll(const VerifyArgs& a) {
     auto info = logs->ObjectAt<kiv::KivLogInfo>(i);
     if (!a.target.app.empty() && U8(info->AppId()) != a.target.app) continue;
     Findings f;
-    if (log.EventLogRead(info, 1, 0) || Verify(log, info, f)) {
+    if (Examine(log, info, f)) {
       const kiv::ErrorRecord r = kiv::LastErrorRecord();
       f.damaged.push_back({0, r.Number, U8(r.Description)});
     }
-    any_damaged = any_damaged || !f.damaged.empty();
+    any_damaged = any_damaged || !f.Sound();
     if (JsonOutput()) {
       reports.push_back(ReportJson(*info, f));
     } else {
@@ -143,8 +240,14 @@ int VerifyAll(const VerifyArgs& a) {
 void AddVerifyCommand(CLI::App& app) {
   static VerifyArgs a;
   auto* cmd = app.add_subcommand(
-      "verify", "Read every event of a day's log and report the damaged ones (exit code 2)");
+      "verify",
+      "Check a day's two files against each other and read every event; report each state by "
+      "name (index behind the data file, phantom entry, cut tail, records not reachable from "
+      "the index, not a regular file) and each damaged event (exit code 2)");
   AddTargetOptions(*cmd, a.target);
+  cmd->add_flag("--repair", a.repair,
+                "Rebuild the index from the data file (the old one is kept as .ZLI.bak) and "
+                "cut off a record cut short at its end; then verify again");
   cmd->add_flag("--all", a.all, "Every log of the folder (of --app only, when given)")
       ->excludes(cmd->get_option("--file"))
       ->excludes(cmd->get_option("--day"));

@@ -8,6 +8,7 @@
 #include <iostream>
 
 #include "commands.h"
+#include "dailylog/log_files.h"
 #include "output.h"
 #include "platform/clock.h"
 #include "platform/date.h"
@@ -175,7 +176,9 @@ kiv::String TargetBase(kiv::KivLog& log, const LogTarget& target) {
   }
   if (target.app.empty()) throw CLI::ValidationError("--app", "give --app or --file");
   kiv::Date day = target.day.empty() ? 0 : kiv::DateOnly(ParseWhen(target.day, "--day"));
-  return log.LogFileName(U16(target.app), U16(target.path), day);
+  // The name only: a subcommand that reads must not create the folder it was given.
+  const kiv::String folder = target.path.empty() ? log.LogDefaultPath() : U16(target.path);
+  return kiv::LogBaseName(folder, U16(target.app), day);
 }
 
 }  // namespace kivlog

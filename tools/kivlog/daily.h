@@ -25,7 +25,8 @@ struct LogTarget {
 // land outside its folder. Raises CLI::ValidationError otherwise (the check of --app options).
 std::string CheckAppId(const std::string& app);
 void AddTargetOptions(CLI::App& cmd, LogTarget& target);
-// The log base name of the target. Raises CLI::ValidationError on a bad date.
+// The log base name of the target; its folder is not created. Raises CLI::ValidationError on a
+// bad date.
 kiv::String TargetBase(kiv::KivLog& log, const LogTarget& target);
 
 // The event filter options of the reading subcommands.
