@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "frame/internal_api.h"
 #include "kivdbxt/types.h"
 
 namespace kiv {
@@ -32,13 +33,13 @@ int64_t DateDiffDays(Date from, Date to);
 
 // The general date text of the locale rule: short date, a space, long time; only the date when
 // the time part is zero.
-String GeneralDate(Date date);
+KIV_INTERNAL_API String GeneralDate(Date date);
 // Parses the text of the locale rule, or ISO "yyyy-mm-dd[ hh:mm[:ss]]" in any locale, or a time
 // alone. False when the text is not a date.
-bool ParseDate(StringView text, Date& out);
+KIV_INTERNAL_API bool ParseDate(StringView text, Date& out);
 // "YYYYMMDD".
 String FormatYYYYMMDD(Date date);
 // "YYYY-MM-DD hh:mm:ss".
-String FormatIsoDateTime(Date date);
+KIV_INTERNAL_API String FormatIsoDateTime(Date date);
 
 }  // namespace kiv
