@@ -22,12 +22,12 @@ inline constexpr Date kMaxDate = 2958465.99998843;
 Date MakeDate(const DateParts& parts);
 Date DateSerial(int year, int month, int day);
 // The fields of a date, rounded to the nearest second.
-DateParts SplitDate(Date date);
+KIV_INTERNAL_API DateParts SplitDate(Date date);
 // The day of a date (its integer part) and its time of day (0 <= t < 1).
-int64_t DayNumber(Date date);
+KIV_INTERNAL_API int64_t DayNumber(Date date);
 double TimeOfDay(Date date);
 // The date part only (midnight).
-Date DateOnly(Date date);
+KIV_INTERNAL_API Date DateOnly(Date date);
 // DateDiff("d", from, to): whole calendar days from the day of `from` to the day of `to`.
 int64_t DateDiffDays(Date from, Date to);
 
