@@ -4,18 +4,19 @@
 #include <memory>
 #include <span>
 
+#include "kivdbxt/export.h"
 #include "kivdbxt/types.h"
 
 namespace kiv {
 
-struct TypeLibraryInfo {
+struct KIV_API TypeLibraryInfo {
   const char16_t* Id;  // {61628F5A-...}
   int MajorVersion;
   int MinorVersion;
   int32_t Lcid;
 };
 
-struct ClassInfo {
+struct KIV_API ClassInfo {
   const char16_t* Name;        // "KivLog"
   const char16_t* Interface;   // "_KivLog"
   const char16_t* Clsid;       // "{D3C54845-...}"
@@ -26,15 +27,15 @@ struct ClassInfo {
   const char16_t* ProgId;  // "KivDbXtOle.KivLog"
 };
 
-const TypeLibraryInfo& TypeLibrary();
-std::span<const ClassInfo> ClassTable();
+KIV_API const TypeLibraryInfo& TypeLibrary();
+KIV_API std::span<const ClassInfo> ClassTable();
 // Looks a class up by name, CLSID (braces and case free) or ProgID; nullptr when unknown.
-const ClassInfo* FindClass(StringView name_clsid_or_progid);
+KIV_API const ClassInfo* FindClass(StringView name_clsid_or_progid);
 // The methods of _QvDbXt in interface order.
-std::span<const char16_t* const> QvDbXtMethodOrder();
+KIV_API std::span<const char16_t* const> QvDbXtMethodOrder();
 
 // Creates an object by CLSID or ProgID. An unknown class, or one this build does not provide,
 // answers nullptr and records error 429 "ActiveX component can't create object".
-std::shared_ptr<Object> CreateObject(StringView clsid_or_progid);
+KIV_API std::shared_ptr<Object> CreateObject(StringView clsid_or_progid);
 
 }  // namespace kiv

@@ -5,6 +5,7 @@
 #include <deque>
 #include <memory>
 
+#include "kivdbxt/export.h"
 #include "kivdbxt/types.h"
 #include "kivdbxt/variant.h"
 
@@ -13,7 +14,7 @@ namespace kiv {
 // Positions are 1-based. Keys compare without regard to case and are unique. As a public class
 // its operations never throw: a failure records the run time's error (5 for a missing key, 9 for a
 // position out of range, 457 for a duplicate key) and returns True (or an Empty Variant).
-class Collection : public Object {
+class KIV_API Collection : public Object {
  public:
   int32_t Count() const { return static_cast<int32_t>(items_.size()); }
 

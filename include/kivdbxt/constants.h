@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "kivdbxt/export.h"
 #include "kivdbxt/types.h"
 
 namespace kiv {
@@ -71,7 +72,7 @@ enum LOGFILTERFLAGS : int32_t {
 };
 
 // One record of the database event log, as handed out by reading.
-struct LOGRECORDTYPE {
+struct KIV_API LOGRECORDTYPE {
   int32_t EvUnk = 0;
   Date EvDate = 0;
   int32_t EvType = 0;

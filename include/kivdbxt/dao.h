@@ -13,6 +13,7 @@
 #include <memory>
 #include <vector>
 
+#include "kivdbxt/export.h"
 #include "kivdbxt/raised_error.h"
 #include "kivdbxt/types.h"
 #include "kivdbxt/variant.h"
@@ -95,7 +96,7 @@ struct ItemsHooks;
 // A collection of named DAO objects: Fields, Indexes, TableDefs. Names compare without regard
 // to case, positions are 0-based as in DAO.
 template <class T>
-class Items {
+class KIV_API Items {
  public:
   explicit Items(std::shared_ptr<detail::ItemsHooks<T>> hooks);
   int32_t Count() const;
@@ -125,7 +126,7 @@ using TableDefs = Items<TableDef>;
 
 // A column: its definition (on a new TableDef or Index), or its value on a Recordset's current
 // record.
-class Field : public Object {
+class KIV_API Field : public Object {
  public:
   explicit Field(std::shared_ptr<detail::FieldCore> core);
 
@@ -160,7 +161,7 @@ class Field : public Object {
   std::shared_ptr<detail::FieldCore> core_;
 };
 
-class Index : public Object {
+class KIV_API Index : public Object {
  public:
   explicit Index(std::shared_ptr<detail::IndexCore> core);
 
@@ -187,7 +188,7 @@ class Index : public Object {
   std::unique_ptr<dao::Fields> fields_;
 };
 
-class TableDef : public Object {
+class KIV_API TableDef : public Object {
  public:
   explicit TableDef(std::shared_ptr<detail::TableDefCore> core);
 
@@ -209,7 +210,7 @@ class TableDef : public Object {
   std::unique_ptr<dao::Indexes> indexes_;
 };
 
-class Recordset : public Object {
+class KIV_API Recordset : public Object {
  public:
   explicit Recordset(std::shared_ptr<detail::RecordsetCore> core);
 
@@ -263,7 +264,7 @@ class Recordset : public Object {
   std::unique_ptr<dao::Fields> fields_;
 };
 
-class Database : public Object {
+class KIV_API Database : public Object {
  public:
   explicit Database(std::shared_ptr<detail::Connection> connection);
 
@@ -288,7 +289,7 @@ class Database : public Object {
   std::unique_ptr<dao::TableDefs> tabledefs_;
 };
 
-class Workspace : public Object {
+class KIV_API Workspace : public Object {
  public:
   explicit Workspace(String name);
 
@@ -310,7 +311,7 @@ class Workspace : public Object {
 };
 
 // The engine: one per thread, made on first use.
-class DBEngine : public Object {
+class KIV_API DBEngine : public Object {
  public:
   static std::shared_ptr<DBEngine> ForThread();
 

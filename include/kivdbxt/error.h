@@ -3,13 +3,14 @@
 
 #include <cstdint>
 
+#include "kivdbxt/export.h"
 #include "kivdbxt/types.h"
 #include "kivdbxt/variant.h"
 
 namespace kiv {
 
 // The six fields of a recorded error, in their order.
-struct ErrorRecord {
+struct KIV_API ErrorRecord {
   int32_t Number = 0;
   String Source;
   String Description;
@@ -26,25 +27,26 @@ enum SetErrorFlags : int32_t {
 };
 
 // The library's single error recorder. Every argument but Flags and Option may be Missing.
-void Set_Error(const Variant& Number, const Variant& Source, const Variant& Description,
-               const Variant& HelpFile, const Variant& HelpContext, const Variant& LastDllError,
-               int32_t& Flags, const Variant& Extra, int32_t& Option);
+KIV_API void Set_Error(const Variant& Number, const Variant& Source, const Variant& Description,
+                       const Variant& HelpFile, const Variant& HelpContext,
+                       const Variant& LastDllError, int32_t& Flags, const Variant& Extra,
+                       int32_t& Option);
 // Short form: no extra value, option 0.
-void Set_Error(const Variant& Number = Variant::Missing(),
-               const Variant& Source = Variant::Missing(),
-               const Variant& Description = Variant::Missing(),
-               const Variant& HelpFile = Variant::Missing(),
-               const Variant& HelpContext = Variant::Missing(),
-               const Variant& LastDllError = Variant::Missing(), int32_t Flags = 0);
+KIV_API void Set_Error(const Variant& Number = Variant::Missing(),
+                       const Variant& Source = Variant::Missing(),
+                       const Variant& Description = Variant::Missing(),
+                       const Variant& HelpFile = Variant::Missing(),
+                       const Variant& HelpContext = Variant::Missing(),
+                       const Variant& LastDllError = Variant::Missing(), int32_t Flags = 0);
 
 // The Number recorded last on this thread (0 = none).
-int32_t Last_Error();
+KIV_API int32_t Last_Error();
 // All six fields recorded last on this thread.
-ErrorRecord LastErrorRecord();
+KIV_API ErrorRecord LastErrorRecord();
 // Forgets the recorded error of this thread (Number 0, every text empty).
-void ClearLastError();
+KIV_API void ClearLastError();
 
 // The system's message text for a system error code (errno).
-String SystemMessage(int32_t code);
+KIV_API String SystemMessage(int32_t code);
 
 }  // namespace kiv

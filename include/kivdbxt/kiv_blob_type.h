@@ -11,11 +11,12 @@
 #include <memory>
 
 #include "kivdbxt/dao.h"
+#include "kivdbxt/export.h"
 #include "kivdbxt/types.h"
 
 namespace kiv {
 
-class KivBlobType : public Object {
+class KIV_API KivBlobType : public Object {
  public:
   // The long binary or memo field.
   std::shared_ptr<dao::Field> Fld() const { return record_.Fld; }

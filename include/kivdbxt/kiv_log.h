@@ -8,6 +8,7 @@
 
 #include "kivdbxt/collection.h"
 #include "kivdbxt/constants.h"
+#include "kivdbxt/export.h"
 #include "kivdbxt/kiv_log_filter.h"
 #include "kivdbxt/kiv_log_info.h"
 #include "kivdbxt/types.h"
@@ -19,7 +20,7 @@ struct OpenLogEntry;
 
 // Every operation that returns bool returns True when it failed; the error is then recorded
 // (kiv::LastErrorRecord) with the operation's Source. Opening returns the Id 0 on failure.
-class KivLog : public Object {
+class KIV_API KivLog : public Object {
  public:
   KivLog();
   // Closes every log still open, each with its "Closed" marker.

@@ -4,11 +4,12 @@
 #include <cstdint>
 
 #include "kivdbxt/constants.h"
+#include "kivdbxt/export.h"
 #include "kivdbxt/types.h"
 
 namespace kiv {
 
-class KivLogEvent : public Object {
+class KIV_API KivLogEvent : public Object {
  public:
   KivLogEvent() = default;
 

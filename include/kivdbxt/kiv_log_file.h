@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "kivdbxt/constants.h"
+#include "kivdbxt/export.h"
 #include "kivdbxt/types.h"
 
 namespace kiv {
@@ -20,7 +21,7 @@ class Recordset;
 }  // namespace dao
 class BackupTarget;
 
-class KivLogFile : public Object {
+class KIV_API KivLogFile : public Object {
  public:
   KivLogFile();
   ~KivLogFile() override;

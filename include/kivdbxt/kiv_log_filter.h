@@ -6,12 +6,13 @@
 
 #include "kivdbxt/collection.h"
 #include "kivdbxt/constants.h"
+#include "kivdbxt/export.h"
 #include "kivdbxt/kiv_log_event.h"
 #include "kivdbxt/types.h"
 
 namespace kiv {
 
-class KivLogFilter : public Object {
+class KIV_API KivLogFilter : public Object {
  public:
   // The enabled checks, LOGFILTERFLAGS combined with OR; adding items enables nothing.
   int32_t Checks() const { return checks_; }

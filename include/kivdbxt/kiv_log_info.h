@@ -5,11 +5,12 @@
 #include <memory>
 
 #include "kivdbxt/collection.h"
+#include "kivdbxt/export.h"
 #include "kivdbxt/types.h"
 
 namespace kiv {
 
-class KivLogInfo : public Object {
+class KIV_API KivLogInfo : public Object {
  public:
   KivLogInfo();
 

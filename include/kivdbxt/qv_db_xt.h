@@ -3,11 +3,12 @@
 // of the _QvDbXt interface.
 #pragma once
 
+#include "kivdbxt/export.h"
 #include "kivdbxt/qv_db_xt_mod.h"
 
 namespace kiv {
 
-class QvDbXt : public Object {
+class KIV_API QvDbXt : public Object {
  public:
   using BlobRef = QvDbXtMod::BlobRef;
   using FieldRef = QvDbXtMod::FieldRef;

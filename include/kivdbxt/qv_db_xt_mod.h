@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "kivdbxt/dao.h"
+#include "kivdbxt/export.h"
 #include "kivdbxt/kiv_blob_type.h"
 #include "kivdbxt/types.h"
 #include "kivdbxt/variant.h"
@@ -24,59 +25,60 @@ using DatabaseRef = std::shared_ptr<dao::Database>;
 using WorkspaceRef = std::shared_ptr<dao::Workspace>;
 
 // Buffered blob input and output. Results: True on error.
-bool Blob_Init(const BlobRef& BT, const FieldRef& Fld);
+KIV_API bool Blob_Init(const BlobRef& BT, const FieldRef& Fld);
 // Integer, Boolean: 2 bytes; Long: 4; Single (widened), Double, Currency, Date: 8; Byte: 1;
 // String: its characters. Anything else: error 13.
-bool Blob_Put(const BlobRef& BT, const Variant& OutVal);
+KIV_API bool Blob_Put(const BlobRef& BT, const Variant& OutVal);
 // RetVal's type selects what is read (Single: 4 bytes) and receives the value.
-bool Blob_Get(const BlobRef& BT, Variant& RetVal);
-bool Blob_Seek(const BlobRef& BT, int32_t Offset);
-bool Blob_Flush(const BlobRef& BT);
+KIV_API bool Blob_Get(const BlobRef& BT, Variant& RetVal);
+KIV_API bool Blob_Seek(const BlobRef& BT, int32_t Offset);
+KIV_API bool Blob_Flush(const BlobRef& BT);
 // Appends the string in one AppendChunk: one byte per character when every character is 0..255,
 // else its UTF-16 little-endian code units. An empty string appends nothing.
-bool Str_2_Blob(const FieldRef& Fld, const String& Buffer);
+KIV_API bool Str_2_Blob(const FieldRef& Fld, const String& Buffer);
 // The field's bytes from Offset (default 0), Size of them (default: to the end), one character
 // per byte. An empty field gives "" with Last_Error 0; a failure "" with Last_Error not 0.
-String Blob_2_Str(const FieldRef& Fld, const Variant& Offset = Variant::Missing(),
-                  const Variant& Size = Variant::Missing());
-bool File_2_Blob(const String& FileName, const FieldRef& Fld);
-bool Blob_2_File(const String& FileName, const FieldRef& Fld);
+KIV_API String Blob_2_Str(const FieldRef& Fld, const Variant& Offset = Variant::Missing(),
+                          const Variant& Size = Variant::Missing());
+KIV_API bool File_2_Blob(const String& FileName, const FieldRef& Fld);
+KIV_API bool Blob_2_File(const String& FileName, const FieldRef& Fld);
 
 // Field typing, validation and conversion.
-int16_t Field_Size(int16_t FType, int16_t FSize);
-int16_t Field_Lenght(int16_t FType, int16_t FSize);
-int16_t Field_Align(int16_t FType);                           // 3 left, 4 right
-bool Type_StrCheck(const String& FieldVal, int16_t FldType);  // True: the text holds the type
-String Query_Argument(String fVal, int16_t FType);
+KIV_API int16_t Field_Size(int16_t FType, int16_t FSize);
+KIV_API int16_t Field_Lenght(int16_t FType, int16_t FSize);
+KIV_API int16_t Field_Align(int16_t FType);  // 3 left, 4 right
+KIV_API bool Type_StrCheck(const String& FieldVal,
+                           int16_t FldType);  // True: the text holds the type
+KIV_API String Query_Argument(String fVal, int16_t FType);
 // 0 OK, 1 mandatory field empty, 2 changed, -1 not of the type or error. FValue and PValue
 // receive their trimmed, upper-cased forms (a date FValue its date value).
-int16_t Field_Validate(Variant& FValue, Variant& PValue, int16_t FType, int16_t Mand,
-                       int16_t Changed);
-String Field_Convert(const String& SrcVal, int16_t SrcType, int16_t DstType);
-Variant Field_Value(const FieldRef& Fld);
-bool Field_ValueSet(const FieldRef& Fld, const Variant& Value);
-String Field_TruncStr(const FieldRef& Fld, const String& Value);
-bool Field_StrAssign(const FieldRef& Fld, String Value);
+KIV_API int16_t Field_Validate(Variant& FValue, Variant& PValue, int16_t FType, int16_t Mand,
+                               int16_t Changed);
+KIV_API String Field_Convert(const String& SrcVal, int16_t SrcType, int16_t DstType);
+KIV_API Variant Field_Value(const FieldRef& Fld);
+KIV_API bool Field_ValueSet(const FieldRef& Fld, const Variant& Value);
+KIV_API String Field_TruncStr(const FieldRef& Fld, const String& Value);
+KIV_API bool Field_StrAssign(const FieldRef& Fld, String Value);
 
 // Table, recordset and database utilities.
-bool Tb_Purge(const DatabaseRef& db, const String& TbName);
-bool Tb_Delete(const RecordsetRef& rs);
-bool Tb_IsNull(const RecordsetRef& rs);
+KIV_API bool Tb_Purge(const DatabaseRef& db, const String& TbName);
+KIV_API bool Tb_Delete(const RecordsetRef& rs);
+KIV_API bool Tb_IsNull(const RecordsetRef& rs);
 // Op: "=", ">=", ">", "<=", "<", or "*" for the nearest key. One to five key values.
-bool Tb_Seek(const RecordsetRef& Tb, const String& IdxName, const std::vector<Variant>& KeyVal,
-             const String& Op);
-String Tb_GetField(const DatabaseRef& db, const String& TbName, const String& IdxName,
-                   const std::vector<Variant>& KeyVal, const String& FldName);
-int32_t Get_LongUnk(const RecordsetRef& Tb);
-bool Bookmark_Set(const RecordsetRef& rs, const Variant& Bk);
-bool Bookmark_Check(const RecordsetRef& rs, const Variant& Bk);
+KIV_API bool Tb_Seek(const RecordsetRef& Tb, const String& IdxName,
+                     const std::vector<Variant>& KeyVal, const String& Op);
+KIV_API String Tb_GetField(const DatabaseRef& db, const String& TbName, const String& IdxName,
+                           const std::vector<Variant>& KeyVal, const String& FldName);
+KIV_API int32_t Get_LongUnk(const RecordsetRef& Tb);
+KIV_API bool Bookmark_Set(const RecordsetRef& rs, const Variant& Bk);
+KIV_API bool Bookmark_Check(const RecordsetRef& rs, const Variant& Bk);
 // Each closes the object its variable holds and sets the variable to nothing.
-bool Close_Recordset(RecordsetRef& rs);
-bool Close_Db(DatabaseRef& db);
-bool Close_WorkSpace(WorkspaceRef& Wksp);
-bool Db_CompactEx(const String& DbName, const Variant& TmpFile = Variant::Missing(),
-                  int32_t DbType = 0);
-bool Db_Compact(const String& DbName, const Variant& TmpFile = Variant::Missing());
-bool Db_Repair(const String& DbName);
+KIV_API bool Close_Recordset(RecordsetRef& rs);
+KIV_API bool Close_Db(DatabaseRef& db);
+KIV_API bool Close_WorkSpace(WorkspaceRef& Wksp);
+KIV_API bool Db_CompactEx(const String& DbName, const Variant& TmpFile = Variant::Missing(),
+                          int32_t DbType = 0);
+KIV_API bool Db_Compact(const String& DbName, const Variant& TmpFile = Variant::Missing());
+KIV_API bool Db_Repair(const String& DbName);
 
 }  // namespace kiv::QvDbXtMod

@@ -6,11 +6,12 @@
 #include <cstdint>
 #include <utility>
 
+#include "kivdbxt/export.h"
 #include "kivdbxt/types.h"
 
 namespace kiv {
 
-struct Error {
+struct KIV_API Error {
   Error(int32_t number_, String description_, int32_t last_dll_error_ = 0, String source_ = {})
       : number(number_),
         description(std::move(description_)),

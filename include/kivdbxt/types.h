@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "kivdbxt/export.h"
+
 namespace kiv {
 
 // Automation strings are UTF-16. A "string of one character per byte" is a String whose
@@ -18,7 +20,7 @@ using Date = double;
 
 // Base of every public class. Objects are owned through std::shared_ptr, as automation objects
 // are reference counted.
-class Object {
+class KIV_API Object {
  public:
   virtual ~Object() = default;
 };
@@ -29,7 +31,7 @@ inline constexpr char16_t kPathSeparator = u'/';
 // UTF-8 <-> UTF-16 at the edges (command line, file names, SQLite text). The decoding is
 // strict: each byte that starts no valid sequence (overlong forms and encoded surrogates
 // included) becomes U+FFFD; unpaired surrogates become U+FFFD in UTF-8.
-std::string ToUtf8(StringView text);
-String FromUtf8(std::string_view text);
+KIV_API std::string ToUtf8(StringView text);
+KIV_API String FromUtf8(std::string_view text);
 
 }  // namespace kiv

@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "kivdbxt/export.h"
 #include "kivdbxt/types.h"
 
 namespace kiv {
@@ -30,12 +31,12 @@ enum VarType : int16_t {
 };
 
 // Currency: a 64-bit integer scaled by 10,000.
-struct Currency {
+struct KIV_API Currency {
   int64_t scaled = 0;
   friend bool operator==(Currency, Currency) = default;
 };
 
-class Variant {
+class KIV_API Variant {
  public:
   Variant() = default;  // Empty
   Variant(bool v);
@@ -87,7 +88,7 @@ class Variant {
   std::optional<String> ToString() const;
 
   // Identity of type and value (not the run time's loose comparison).
-  friend bool operator==(const Variant& a, const Variant& b);
+  friend KIV_API bool operator==(const Variant& a, const Variant& b);
 
  private:
   int16_t type_ = vbEmpty;

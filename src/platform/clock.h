@@ -5,11 +5,12 @@
 #include <cstdint>
 #include <functional>
 
+#include "frame/internal_api.h"
 #include "kivdbxt/types.h"
 
 namespace kiv {
 
-Date Now();
+KIV_INTERNAL_API Date Now();
 // Replaces the date source; an empty function restores the system clock.
 void SetClock(std::function<Date()> source);
 // Milliseconds since an arbitrary start, wrapping at 2^32 like the system tick counter.

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "frame/internal_api.h"
 #include "kivdbxt/types.h"
 
 namespace kiv {
@@ -21,24 +22,24 @@ inline constexpr Date kMaxDate = 2958465.99998843;
 Date MakeDate(const DateParts& parts);
 Date DateSerial(int year, int month, int day);
 // The fields of a date, rounded to the nearest second.
-DateParts SplitDate(Date date);
+KIV_INTERNAL_API DateParts SplitDate(Date date);
 // The day of a date (its integer part) and its time of day (0 <= t < 1).
-int64_t DayNumber(Date date);
+KIV_INTERNAL_API int64_t DayNumber(Date date);
 double TimeOfDay(Date date);
 // The date part only (midnight).
-Date DateOnly(Date date);
+KIV_INTERNAL_API Date DateOnly(Date date);
 // DateDiff("d", from, to): whole calendar days from the day of `from` to the day of `to`.
 int64_t DateDiffDays(Date from, Date to);
 
 // The general date text of the locale rule: short date, a space, long time; only the date when
 // the time part is zero.
-String GeneralDate(Date date);
+KIV_INTERNAL_API String GeneralDate(Date date);
 // Parses the text of the locale rule, or ISO "yyyy-mm-dd[ hh:mm[:ss]]" in any locale, or a time
 // alone. False when the text is not a date.
-bool ParseDate(StringView text, Date& out);
+KIV_INTERNAL_API bool ParseDate(StringView text, Date& out);
 // "YYYYMMDD".
 String FormatYYYYMMDD(Date date);
 // "YYYY-MM-DD hh:mm:ss".
-String FormatIsoDateTime(Date date);
+KIV_INTERNAL_API String FormatIsoDateTime(Date date);
 
 }  // namespace kiv

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "frame/internal_api.h"
 #include "kivdbxt/file_numbers.h"
 #include "kivdbxt/types.h"
 #include "platform/file.h"
@@ -34,8 +35,8 @@ int32_t LowestFreeNumber();
 void FileOpenAs(int32_t number, const String& path, FileMode mode, ShareLock lock,
                 Access access = Access::ReadWrite);
 // Opens a file under the lowest free number and returns it.
-int32_t FileOpenNext(const String& path, FileMode mode, ShareLock lock,
-                     Access access = Access::ReadWrite);
+KIV_INTERNAL_API int32_t FileOpenNext(const String& path, FileMode mode, ShareLock lock,
+                                      Access access = Access::ReadWrite);
 // Puts a file opened by the caller under the lowest free number, positioned at its start (at its
 // end for Append), and returns the number.
 int32_t FileAdopt(File file, FileMode mode);
@@ -74,9 +75,9 @@ void PrintLine(int32_t number, StringView text);
 void WriteText(int32_t number, std::string_view bytes);
 
 // The run time's Seek statement and function: 1-based position of the next read or write.
-void FileSeek(int32_t number, int64_t position);
+KIV_INTERNAL_API void FileSeek(int32_t number, int64_t position);
 int64_t FileLoc(int32_t number);
-int64_t FileLof(int32_t number);
+KIV_INTERNAL_API int64_t FileLof(int32_t number);
 bool FileEof(int32_t number);
 
 // Binary access at a 1-based position (0 = the current position). A read that finds fewer bytes

@@ -4,17 +4,18 @@
 #include <cstdint>
 #include <vector>
 
+#include "frame/internal_api.h"
 #include "kivdbxt/types.h"
 
 namespace kiv {
 
-bool FileExists(const String& path);  // a regular file
+KIV_INTERNAL_API bool FileExists(const String& path);  // a regular file
 bool FolderExists(const String& path);
 // Removes a file; never raises (a missing or busy file is left to the caller's existence test).
-bool RemoveFile(const String& path);
-void RenameFile(const String& from, const String& to);  // raises 53, 58, 75 ...
-void CopyFile(const String& from, const String& to);    // raises
-int64_t FileLength(const String& path);                 // raises 53
+KIV_INTERNAL_API bool RemoveFile(const String& path);
+void RenameFile(const String& from, const String& to);    // raises 53, 58, 75 ...
+void CopyFile(const String& from, const String& to);      // raises
+KIV_INTERNAL_API int64_t FileLength(const String& path);  // raises 53
 // Creates a folder and its missing parents; failures are left to the first use of the folder.
 void PrepareFolder(const String& path);
 // The folder with exactly one trailing separator.
@@ -30,11 +31,11 @@ bool WildcardMatch(StringView pattern, StringView name);
 // The system's temporary folder, with no trailing separator.
 String TempFolder();
 // A new, empty file in the temporary folder whose name begins with prefix.
-String TempFileName(const String& prefix);
+KIV_INTERNAL_API String TempFileName(const String& prefix);
 // A new folder in the temporary folder, whose name begins with prefix, that only its owner may
 // enter (mode 0700).
-String PrivateTempFolder(const String& prefix);
+KIV_INTERNAL_API String PrivateTempFolder(const String& prefix);
 // Removes an empty folder; never raises.
-bool RemoveFolder(const String& path);
+KIV_INTERNAL_API bool RemoveFolder(const String& path);
 
 }  // namespace kiv

@@ -4,6 +4,8 @@
 
 #include <string_view>
 
+#include "frame/internal_api.h"
+
 namespace kiv {
 
 enum class LocaleKind {
@@ -20,8 +22,8 @@ struct LocaleRule {
 
 const LocaleRule& CurrentLocale();
 // Replaces the process's rule (tests, and the tool's --locale).
-void SetLocale(LocaleKind kind);
+KIV_INTERNAL_API void SetLocale(LocaleKind kind);
 // "it", "it_IT.UTF-8", "en-US", "en_US" ... ; anything else is ISO.
-LocaleKind LocaleFromName(std::string_view name);
+KIV_INTERNAL_API LocaleKind LocaleFromName(std::string_view name);
 
 }  // namespace kiv

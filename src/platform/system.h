@@ -3,12 +3,13 @@
 
 #include <cstdint>
 
+#include "frame/internal_api.h"
 #include "kivdbxt/types.h"
 
 namespace kiv {
 
-String UserName();
-String ComputerName();
+KIV_INTERNAL_API String UserName();
+KIV_INTERNAL_API String ComputerName();
 // Distinct positive 32-bit numbers within a process (never 0), from a random start.
 int32_t UniqueNumber();
 
