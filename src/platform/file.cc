@@ -79,11 +79,7 @@ File File::OpenNative(const std::string& path, const OpenOptions& options) {
   if (options.access == Access::Read && fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
     Raise(kErrPathFileAccess);
   }
-  if (!AcquireLock(fd, options.lock)) {
-    int err = errno;
-    Error e{kErrPermissionDenied, RtErrorText(kErrPermissionDenied), err};
-    throw e;
-  }
+  file.Lock(options.lock);
   if (options.truncate) file.Truncate(0);
   return file;
 }
@@ -124,6 +120,26 @@ void File::WriteAt(int64_t offset, const void* data, size_t n) {
 
 void File::Truncate(int64_t size) {
   if (::ftruncate(fd_, size) != 0) RaiseErrno(errno);
+}
+
+void File::Sync() {
+  if (::fdatasync(fd_) != 0) RaiseErrno(errno);
+}
+
+void File::Lock(ShareLock lock) {
+  if (!AcquireLock(fd_, lock)) {
+    int err = errno;
+    throw Error{kErrPermissionDenied, RtErrorText(kErrPermissionDenied), err};
+  }
+}
+
+bool File::TryLock(ShareLock lock) {
+  if (lock == ShareLock::None) return true;
+  return ::flock(fd_, (lock == ShareLock::Exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB) == 0;
+}
+
+void File::Unlock() {
+  if (fd_ >= 0) ::flock(fd_, LOCK_UN);
 }
 
 void File::Close() {
