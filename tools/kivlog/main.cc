@@ -28,6 +28,7 @@ int main(int argc, char** argv) {
   kivlog::AddDemoCommand(app);
   kivlog::AddDailyLogCommands(app);
   kivlog::AddDbCommands(app);
+  kivlog::AddSectorCommands(app);
   CLI11_PARSE(app, argc, argv);
   return 0;
 }
