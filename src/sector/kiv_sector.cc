@@ -47,6 +47,22 @@ static SectorStore& OpenStore(const std::unique_ptr<SectorStore>& store) {
   return *store;
 }
 
+// Reads a record into text (true) or bytes (false), as it was written.
+static bool ReadRecord(SectorStore& store, int32_t rec_id, String& text,
+                       std::vector<uint8_t>& bytes) {
+  return store
+      .Read(rec_id,
+            [&](const sector::DirEntry& e) {
+              if (e.IsText()) {
+                text.resize(static_cast<size_t>(e.length / 2));
+                return reinterpret_cast<uint8_t*>(text.data());
+              }
+              bytes.resize(static_cast<size_t>(e.length));
+              return bytes.data();
+            })
+      .IsText();
+}
+
 // Runs one public operation: the guard, then the debug line (its arguments described after the
 // operation, so that they show what it gave back).
 template <class Args, class Body>
@@ -114,17 +130,10 @@ bool KivSector::SectorRead(int32_t RecId, String& Data) {
   return Run(
       debug_, "SectorRead", [&] { return Id(RecId); },
       [&] {
-        std::vector<uint8_t> bytes;
         String text;
-        const sector::DirEntry e = OpenStore(store_).Read(RecId, [&](const sector::DirEntry& e) {
-          if (e.IsText()) {
-            text.resize(static_cast<size_t>(e.length / 2));
-            return reinterpret_cast<uint8_t*>(text.data());
-          }
-          bytes.resize(static_cast<size_t>(e.length));
-          return bytes.data();
-        });
-        Data = e.IsText() ? std::move(text) : BytesToString(bytes);
+        std::vector<uint8_t> bytes;
+        Data = ReadRecord(OpenStore(store_), RecId, text, bytes) ? std::move(text)
+                                                                 : BytesToString(bytes);
       });
 }
 
@@ -145,17 +154,10 @@ bool KivSector::SectorRead(int32_t RecId, Variant& Data) {
   return Run(
       debug_, "SectorRead", [&] { return Id(RecId); },
       [&] {
-        std::vector<uint8_t> bytes;
         String text;
-        const sector::DirEntry e = OpenStore(store_).Read(RecId, [&](const sector::DirEntry& e) {
-          if (e.IsText()) {
-            text.resize(static_cast<size_t>(e.length / 2));
-            return reinterpret_cast<uint8_t*>(text.data());
-          }
-          bytes.resize(static_cast<size_t>(e.length));
-          return bytes.data();
-        });
-        Data = e.IsText() ? Variant(std::move(text)) : Variant(std::move(bytes));
+        std::vector<uint8_t> bytes;
+        Data = ReadRecord(OpenStore(store_), RecId, text, bytes) ? Variant(std::move(text))
+                                                                 : Variant(std::move(bytes));
       });
 }
 
