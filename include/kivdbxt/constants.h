@@ -54,6 +54,8 @@ enum EventLogOpen_Mode : int32_t {
 
 enum KivLogInfo_Options : int32_t {
   KIVLIOPT_DONTCHANGEFILE = 1,
+  // Records are written in UTF-8 instead of Windows-1252; readers tell them apart per record.
+  KIVLIOPT_UTF8 = 2,
 };
 
 enum LOGFILTERFLAGS : int32_t {

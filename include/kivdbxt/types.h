@@ -26,8 +26,9 @@ class Object {
 // The platform's path separator; used wherever the library builds a path.
 inline constexpr char16_t kPathSeparator = u'/';
 
-// UTF-8 <-> UTF-16 at the edges (command line, file names, SQLite text). Invalid UTF-8 bytes
-// become U+FFFD; unpaired surrogates become U+FFFD in UTF-8.
+// UTF-8 <-> UTF-16 at the edges (command line, file names, SQLite text). The decoding is
+// strict: each byte that starts no valid sequence (overlong forms and encoded surrogates
+// included) becomes U+FFFD; unpaired surrogates become U+FFFD in UTF-8.
 std::string ToUtf8(StringView text);
 String FromUtf8(std::string_view text);
 

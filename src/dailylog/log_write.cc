@@ -105,7 +105,7 @@ bool KivLog::EventLogWrite(int32_t Id, const String& Source, const String& RawDa
         event.EvUser(info.User());
         if (event.TranslateData()) RaiseRecorded();
         std::string record;
-        EventAccess::AppendRecord(event, record);
+        EventAccess::AppendRecord(event, record, (info.Options() & KIVLIOPT_UTF8) != 0);
 
         OpenLogFiles(info, log.Paths(), files, false, false);
         CheckSize(info, files);

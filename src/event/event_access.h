@@ -13,8 +13,9 @@ inline constexpr std::string_view kRecordEndLine = "END=-----------------------\
 
 struct EventAccess {
   static void SetOrdinal(KivLogEvent& event, int32_t ordinal) { event.ordinal_ = ordinal; }
-  // Appends the bytes Save writes: the event's text block in Windows-1252, line ends included.
-  static void AppendRecord(const KivLogEvent& event, std::string& block);
+  // Appends the bytes of the event's text block, line ends included: what Save writes (in
+  // Windows-1252), or the same block in UTF-8 for a log with KIVLIOPT_UTF8.
+  static void AppendRecord(const KivLogEvent& event, std::string& block, bool utf8);
 };
 
 }  // namespace kiv

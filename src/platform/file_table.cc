@@ -148,6 +148,12 @@ String LineInput(int32_t number) {
 }
 
 void LineInput(int32_t number, String& line) {
+  std::string bytes;
+  LineInputBytes(number, bytes);
+  line = FromCp1252(bytes);
+}
+
+void LineInputBytes(int32_t number, std::string& line) {
   OpenFile& f = Lookup(number);
   RequireText(f, false);
   if (f.Peek(f.pos) < 0) Raise(kErrInputPastEnd);
@@ -159,12 +165,7 @@ void LineInput(int32_t number, String& line) {
     size_t avail = f.buf.size() - static_cast<size_t>(f.pos - f.buf_start);
     const void* cr = std::memchr(data, '\r', avail);
     size_t n = cr ? static_cast<size_t>(static_cast<const char*>(cr) - data) : avail;
-    size_t old = line.size();
-    line.resize(old + n);
-    for (size_t i = 0; i < n; ++i) {
-      uint8_t b = static_cast<uint8_t>(data[i]);
-      line[old + i] = b < 0x80 ? b : FromCp1252(b);
-    }
+    line.append(data, n);
     f.pos += static_cast<int64_t>(n);
     if (cr) {
       ++f.pos;

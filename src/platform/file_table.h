@@ -61,6 +61,8 @@ class ScopedFileNumber {
 String LineInput(int32_t number);
 // The same into `line`, whose storage is reused: a reader of many lines allocates once.
 void LineInput(int32_t number, String& line);
+// The same line as the file's bytes, undecoded, for readers that choose the encoding themselves.
+void LineInputBytes(int32_t number, std::string& line);
 // Writes the text and CR LF in one write.
 void PrintLine(int32_t number, StringView text);
 // Writes text already in the file's bytes (Windows-1252, line ends included) in one write.

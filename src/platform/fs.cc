@@ -12,7 +12,6 @@
 #include "frame/error.h"
 #include "platform/file.h"
 #include "platform/rt_errors.h"
-#include "platform/text_compare.h"
 
 namespace kiv {
 
@@ -88,7 +87,7 @@ String BaseName(const String& path) {
 bool WildcardMatch(StringView pattern, StringView name) {
   size_t p = 0, n = 0, star = StringView::npos, mark = 0;
   while (n < name.size()) {
-    if (p < pattern.size() && (pattern[p] == u'?' || FoldCase(pattern[p]) == FoldCase(name[n]))) {
+    if (p < pattern.size() && (pattern[p] == u'?' || pattern[p] == name[n])) {
       ++p;
       ++n;
     } else if (p < pattern.size() && pattern[p] == u'*') {

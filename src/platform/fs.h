@@ -24,7 +24,7 @@ String ParentFolder(const String& path);
 // The last component of a path.
 String BaseName(const String& path);
 // Names (not paths) of the regular files of a folder matching the pattern's last component
-// ("*" and "?", compared without regard to case), sorted by name. A missing folder lists nothing.
+// ("*" and "?"; case counts, as it does in this platform's file names), sorted by name. A missing folder lists nothing.
 std::vector<String> ListFiles(const String& pattern);
 bool WildcardMatch(StringView pattern, StringView name);
 // The system's temporary folder, with no trailing separator.

@@ -12,6 +12,51 @@ constexpr char16_t kHigh[32] = {
     0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178,
 };
 
+// The length of the strict UTF-8 sequence at p (0 when none starts there) and its code point.
+// The second byte's range refuses overlong forms (C0, C1, E0 80..9F, F0 80..8F), surrogates
+// (ED A0..BF) and code points past U+10FFFF (F4 90.., F5..FF).
+size_t Utf8Sequence(const uint8_t* p, size_t n, uint32_t& cp) {
+  const uint8_t b = p[0];
+  if (b < 0x80) {
+    cp = b;
+    return 1;
+  }
+  size_t len = 0;
+  uint8_t lo = 0x80, hi = 0xBF;
+  if (b >= 0xC2 && b <= 0xDF) {
+    len = 2;
+    cp = b & 0x1F;
+  } else if (b >= 0xE0 && b <= 0xEF) {
+    len = 3;
+    cp = b & 0x0F;
+    if (b == 0xE0) lo = 0xA0;
+    if (b == 0xED) hi = 0x9F;
+  } else if (b >= 0xF0 && b <= 0xF4) {
+    len = 4;
+    cp = b & 0x07;
+    if (b == 0xF0) lo = 0x90;
+    if (b == 0xF4) hi = 0x8F;
+  } else {
+    return 0;
+  }
+  if (n < len || p[1] < lo || p[1] > hi) return 0;
+  for (size_t k = 1; k < len; ++k) {
+    if ((p[k] & 0xC0) != 0x80) return 0;
+    cp = (cp << 6) | (p[k] & 0x3F);
+  }
+  return len;
+}
+
+void AppendUtf16(uint32_t cp, String& out) {
+  if (cp >= 0x10000) {
+    cp -= 0x10000;
+    out.push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
+    out.push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
+  } else {
+    out.push_back(static_cast<char16_t>(cp));
+  }
+}
+
 }  // namespace
 
 uint8_t ToCp1252(char16_t c) {
@@ -107,46 +152,51 @@ std::string ToUtf8(StringView text) {
 String FromUtf8(std::string_view text) {
   String out;
   out.reserve(text.size());
-  size_t i = 0;
-  while (i < text.size()) {
-    uint8_t b = static_cast<uint8_t>(text[i]);
-    uint32_t cp = 0xFFFD;
-    size_t len = 1;
-    if (b < 0x80) {
-      cp = b;
-    } else if ((b & 0xE0) == 0xC0) {
-      len = 2;
-      cp = b & 0x1F;
-    } else if ((b & 0xF0) == 0xE0) {
-      len = 3;
-      cp = b & 0x0F;
-    } else if ((b & 0xF8) == 0xF0) {
-      len = 4;
-      cp = b & 0x07;
-    } else {
-      len = 0;
-    }
-    bool ok = len > 0 && i + len <= text.size();
-    for (size_t k = 1; ok && k < len; ++k) {
-      uint8_t c = static_cast<uint8_t>(text[i + k]);
-      if ((c & 0xC0) != 0x80) ok = false;
-      cp = (cp << 6) | (c & 0x3F);
-    }
-    if (!ok) {
-      out.push_back(0xFFFD);
+  const auto* p = reinterpret_cast<const uint8_t*>(text.data());
+  for (size_t i = 0; i < text.size();) {
+    uint32_t cp = 0;
+    const size_t len = Utf8Sequence(p + i, text.size() - i, cp);
+    if (len == 0) {
+      out.push_back(0xFFFD);  // one replacement per byte that starts no valid sequence
       ++i;
       continue;
     }
+    AppendUtf16(cp, out);
     i += len;
-    if (cp >= 0x10000 && cp <= 0x10FFFF) {
-      cp -= 0x10000;
-      out.push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
-      out.push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
-    } else {
-      out.push_back(cp > 0x10FFFF ? 0xFFFD : static_cast<char16_t>(cp));
-    }
   }
   return out;
+}
+
+bool DecodeUtf8(std::string_view bytes, String& out) {
+  out.clear();
+  out.reserve(bytes.size());
+  const auto* p = reinterpret_cast<const uint8_t*>(bytes.data());
+  for (size_t i = 0; i < bytes.size();) {
+    uint32_t cp = 0;
+    const size_t len = Utf8Sequence(p + i, bytes.size() - i, cp);
+    if (len == 0) return false;
+    AppendUtf16(cp, out);
+    i += len;
+  }
+  return true;
+}
+
+bool IsUtf8(std::string_view bytes) {
+  const auto* p = reinterpret_cast<const uint8_t*>(bytes.data());
+  for (size_t i = 0; i < bytes.size();) {
+    uint32_t cp = 0;
+    const size_t len = Utf8Sequence(p + i, bytes.size() - i, cp);
+    if (len == 0) return false;
+    i += len;
+  }
+  return true;
+}
+
+bool FitsCp1252(StringView text) {
+  for (char16_t c : text) {
+    if (c >= 0x80 && ToCp1252(c) == '?') return false;
+  }
+  return true;
 }
 
 }  // namespace kiv

@@ -1,5 +1,5 @@
-// Text encodings: Windows-1252 for the daily data files, UTF-8 at the edges, and the
-// one-character-per-byte strings of the buffering operations.
+// Text encodings: Windows-1252 (or UTF-8, by option) for the daily data files, UTF-8 at the
+// edges, and the one-character-per-byte strings of the buffering operations.
 #pragma once
 
 #include <cstdint>
@@ -19,6 +19,13 @@ void AppendCp1252(StringView text, std::string& out);
 // control of the same value), so decoding never fails and round-trips.
 char16_t FromCp1252(uint8_t byte);
 String FromCp1252(std::string_view bytes);
+// True when every character has its own byte in Windows-1252 (nothing would become '?').
+bool FitsCp1252(StringView text);
+
+// Strict UTF-8: overlong forms, surrogates and code points past U+10FFFF are not UTF-8.
+bool IsUtf8(std::string_view bytes);
+// Decodes strict UTF-8 into `out`; false (and `out` unspecified) when the bytes are not UTF-8.
+bool DecodeUtf8(std::string_view bytes, String& out);
 
 // One character per byte, both ways; characters above 255 keep their low byte.
 String BytesToString(const uint8_t* data, size_t size);

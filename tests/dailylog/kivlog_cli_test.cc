@@ -3,12 +3,32 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "dailylog_support.h"
 
 namespace kiv::testing {
 namespace {
+
+// The UTC text of a local date, as --utc prints it in JSON and CSV.
+std::string UtcStamp(Date local) {
+  DateParts p = SplitDate(local);
+  std::tm tm{};
+  tm.tm_year = p.year - 1900;
+  tm.tm_mon = p.month - 1;
+  tm.tm_mday = p.day;
+  tm.tm_hour = p.hour;
+  tm.tm_min = p.minute;
+  tm.tm_sec = p.second;
+  tm.tm_isdst = -1;
+  std::time_t t = std::mktime(&tm);
+  gmtime_r(&t, &tm);
+  char text[32];
+  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &tm);
+  return text;
+}
 
 class KivlogCliTest : public DailyLogTest {
  protected:
@@ -20,10 +40,12 @@ class KivlogCliTest : public DailyLogTest {
     if (!std::filesystem::exists(tool_)) GTEST_SKIP() << "kivlog not built";
   }
 
-  // Runs kivlog with the test folder as the program-files folder; returns its standard output.
-  std::string Run(const std::string& args, const std::string& input = "", int* rc = nullptr) {
+  // Runs kivlog with the test folder as the program-files folder; returns its standard output
+  // (and standard error, with `err`).
+  std::string Run(const std::string& args, const std::string& input = "", int* rc = nullptr,
+                  bool err = false) {
     std::string cmd = "printf '" + input + "' | KIV_PROGRAMFILESDIR='" + ToUtf8(folder) + "' " +
-                      tool_ + " " + args + " 2>/dev/null";
+                      tool_ + " " + args + (err ? " 2>&1" : " 2>/dev/null");
     FILE* p = ::popen(cmd.c_str(), "r");
     std::string out;
     char buf[4096];
@@ -31,6 +53,14 @@ class KivlogCliTest : public DailyLogTest {
     int status = ::pclose(p);
     if (rc) *rc = WEXITSTATUS(status);
     return out;
+  }
+
+  // The JSON objects of a JSON-lines output, one per line.
+  static std::vector<nlohmann::json> Lines(const std::string& out) {
+    std::vector<nlohmann::json> items;
+    std::istringstream in(out);
+    for (std::string line; std::getline(in, line);) items.push_back(nlohmann::json::parse(line));
+    return items;
   }
 
   std::string tool_;
@@ -46,31 +76,38 @@ TEST_F(KivlogCliTest, WriteShowTailListPurge) {
   Run("write --app CLI_2 x", "", &rc);
   EXPECT_NE(rc, 0);
 
-  // Two writes: two Open and two Closed markers around three events.
-  auto page = nlohmann::json::parse(Run("--json show --app CLI -n 100"));
-  EXPECT_EQ(page["events"], 7);
-  ASSERT_EQ(page["items"].size(), 7u);
-  EXPECT_EQ(page["items"][1]["rawdata"], "first event");
-  EXPECT_EQ(page["items"][1]["source"], "SRC");
-  EXPECT_EQ(page["items"][1]["type"], 1);
-  EXPECT_EQ(page["items"][1]["id"], 9);
-  EXPECT_EQ(page["items"][4]["rawdata"], "line one");
-  EXPECT_EQ(page["items"][4]["user"], "");
-  EXPECT_EQ(page["items"][5]["rawdata"], "line two");
+  // Two writes: two Open and two Closed markers around three events; one JSON object per line.
+  auto page = Lines(Run("--json show --app CLI -n 100"));
+  ASSERT_EQ(page.size(), 7u);
+  EXPECT_EQ(page[1]["rawdata"], "first event");
+  EXPECT_EQ(page[1]["source"], "SRC");
+  EXPECT_EQ(page[1]["type"], 1);
+  EXPECT_EQ(page[1]["id"], 9);
+  EXPECT_EQ(page[4]["rawdata"], "line one");
+  EXPECT_EQ(page[4]["user"], "");
+  EXPECT_EQ(page[5]["rawdata"], "line two");
 
   // Filters and backwards pages go through the library's reads.
-  page = nlohmann::json::parse(Run("--json show --app CLI --raw LINE --back --start 99 -n 1"));
-  ASSERT_EQ(page["items"].size(), 1u);
-  EXPECT_EQ(page["items"][0]["ordinal"], 6);
-  page = nlohmann::json::parse(Run("--json tail --app CLI -n 2"));
-  ASSERT_EQ(page["items"].size(), 2u);
-  EXPECT_EQ(page["items"][1]["rawdata"], "Closed");
+  page = Lines(Run("--json show --app CLI --raw LINE --back --start 99 -n 1"));
+  ASSERT_EQ(page.size(), 1u);
+  EXPECT_EQ(page[0]["ordinal"], 6);
+  page = Lines(Run("--json tail --app CLI -n 2"));
+  ASSERT_EQ(page.size(), 2u);
+  EXPECT_EQ(page[1]["rawdata"], "Closed");
+  // tail filters too.
+  page = Lines(Run("tail --app CLI -n 5 --source SRC --json"));
+  ASSERT_EQ(page.size(), 1u);
+  EXPECT_EQ(page[0]["rawdata"], "first event");
 
   auto list = nlohmann::json::parse(Run("--json list"));
   ASSERT_EQ(list["logs"].size(), 1u);
   EXPECT_EQ(list["logs"][0]["app"], "CLI");
   EXPECT_EQ(list["logs"][0]["events"], 7);
   EXPECT_EQ(list["logs"][0]["index_bytes"], 32);
+  EXPECT_EQ(list["total_bytes"], list["logs"][0]["data_bytes"].get<int64_t>() + 32);
+  EXPECT_NE(Run("list").find("1 log, " + std::to_string(list["total_bytes"].get<int64_t>()) +
+                             " bytes in all"),
+            std::string::npos);
 
   // A day before today stays with --before today; the one day goes with purge --app.
   Run("--json purge --before 2000-01-01", "", &rc);
@@ -108,28 +145,26 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   ASSERT_EQ(index[0], 6);
   const std::string file = " --file '" + U8(base) + "'";
 
-  // CSV quotes the field holding a comma, quotes and a line end; text is UTF-8.
+  // CSV quotes the field holding a comma, quotes and a line end; text is UTF-8; dates in UTC.
   int rc = -1;
-  std::string csv = Run("export --format csv" + file, "", &rc);
+  std::string csv = Run("export --format csv --utc" + file, "", &rc);
   EXPECT_EQ(rc, 0);
   const std::string header =
-      "ordinal,offset,unk,date,source,type,category,id,user,computer,server,datatype,rawdata\r\n";
+      "log,ordinal,offset,unk,date,source,type,category,id,user,computer,server,datatype,"
+      "rawdata\r\n";
   ASSERT_EQ(csv.compare(0, header.size(), header), 0);
-  const std::string row2 =
-      "2," + std::to_string(index[2]) + "," + unk +
-      ",2024-03-05 10:00:00,SRC,1,cat,9,ann,pc,,0,\"a, \"\"b\"\"\r\n\xc3\xa8\"\r\n";
-  EXPECT_NE(csv.find("\r\n" + row2 + "3,"), std::string::npos) << csv;
+  const std::string row2 = U8(base) + ",2," + std::to_string(index[2]) + "," + unk + "," +
+                           UtcStamp(Day1At()) +
+                           ",SRC,1,cat,9,ann,pc,,0,\"a, \"\"b\"\"\r\n\xc3\xa8\"\r\n";
+  EXPECT_NE(csv.find("\r\n" + row2 + U8(base) + ",3,"), std::string::npos) << csv;
   EXPECT_EQ(std::count(csv.begin(), csv.end(), '\n'), 8);  // header, 6 rows, one raw line end
 
-  // JSON through a filter: the document says how many events the log has and how many passed.
-  auto doc = nlohmann::json::parse(Run("export --format json --source OTHER" + file, "", &rc));
+  // JSON through a filter: one object per event that passed, newest first with -r.
+  auto items = Lines(Run("export --format json --source OTHER -r" + file, "", &rc));
   EXPECT_EQ(rc, 0);
-  EXPECT_EQ(doc["events"], 6);
-  EXPECT_EQ(doc["exported"], 3);
-  ASSERT_EQ(doc["items"].size(), 3u);
-  EXPECT_EQ(doc["items"][0]["ordinal"], 3);
-  EXPECT_EQ(doc["items"][2]["ordinal"], 5);
-  EXPECT_TRUE(doc["damaged"].empty());
+  ASSERT_EQ(items.size(), 3u);
+  EXPECT_EQ(items[0]["ordinal"], 5);
+  EXPECT_EQ(items[2]["ordinal"], 3);
 
   auto report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
   EXPECT_EQ(rc, 0);
@@ -169,7 +204,7 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   WriteAll(base + u".ZLI", IndexBytes(index));
 
   const std::string out = U8(folder) + "/out.txt";
-  Run("export -o '" + out + "'" + file, "", &rc);
+  Run("export --output-file '" + out + "'" + file, "", &rc);
   EXPECT_EQ(rc, 2);
   const std::string text = ReadAll(FromUtf8(out));
   for (const char* present : {"#1 ", "#2 ", "#4 ", "#6 ", "    a, \"b\"\n    \xc3\xa8\n"}) {
@@ -197,6 +232,233 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   all = nlohmann::json::parse(
       Run("--json verify --all --app LONE --path '" + U8(folder) + "'", "", &rc));
   EXPECT_EQ(all["logs"].size(), 1u);
+}
+
+// Writes one event of source "T" into app's log at a moment of the real calendar.
+void WriteAt(DailyLogTest& t, const String& folder, const String& app, Date when,
+             const String& raw) {
+  (void)t;
+  SetClock([when] { return when; });
+  KivLog log;
+  int32_t id = log.EventLogOpen(app, folder, ELOF_OPENALWAYS, when, u"pc", u"ann");
+  ASSERT_NE(id, 0);
+  ASSERT_FALSE(log.EventLogWrite(id, u"T", raw));
+  ASSERT_FALSE(log.EventLogClose(id));
+}
+
+std::vector<std::string> Raws(const std::vector<nlohmann::json>& items) {
+  std::vector<std::string> raws;
+  for (const auto& j : items) raws.push_back(j["rawdata"]);
+  return raws;
+}
+
+// --since and --until read every day of the range, with journalctl's words for dates; -r gives
+// the newest first.
+TEST_F(KivlogCliTest, RelativeDatesAcrossDaysAndReverseOrder) {
+  const Date now = Now();
+  const Date today = DateOnly(now);
+  WriteAt(*this, folder, u"D", today - 3 + 0.5, u"three days ago");
+  WriteAt(*this, folder, u"D", today - 1 + 0.5, u"yesterday noon");
+  WriteAt(*this, folder, u"D", now, u"now");
+  SetClock({});
+  using V = std::vector<std::string>;
+  const std::string sel = " --app D --source T -o json --path '" + U8(folder) + "'";
+  EXPECT_EQ(Raws(Lines(Run("show --since yesterday" + sel))), (V{"yesterday noon", "now"}));
+  EXPECT_EQ(Raws(Lines(Run("show -S -1h" + sel))), (V{"now"}));
+  EXPECT_EQ(Raws(Lines(Run("show --since -30min" + sel))), (V{"now"}));
+  EXPECT_EQ(Raws(Lines(Run("show --until yesterday" + sel))), (V{"three days ago"}));
+  // A time alone is today's: until today's midnight leaves out only today's event.
+  EXPECT_EQ(Raws(Lines(Run("show --until 00:00" + sel))), (V{"three days ago", "yesterday noon"}));
+  const std::string week_ago = U8(FormatIsoDateTime(today - 7)).substr(0, 10) + " 14:00";
+  EXPECT_EQ(Raws(Lines(Run("show -r --since '" + week_ago + "'" + sel))),
+            (V{"now", "yesterday noon", "three days ago"}));
+  EXPECT_EQ(Raws(Lines(Run("show --since -1w --back -n 2" + sel))), (V{"yesterday noon", "now"}));
+  EXPECT_EQ(Raws(Lines(Run("export --since -1w -r" + sel))),
+            (V{"now", "yesterday noon", "three days ago"}));
+  EXPECT_EQ(Raws(Lines(Run("tail -n 2 --since -1w" + sel))), (V{"yesterday noon", "now"}));
+  // One day's page backwards still prints oldest first unless -r.
+  const std::string day = " --app D --path '" + U8(folder) + "' --back --start 99 -n 2 --json";
+  EXPECT_EQ(Raws(Lines(Run("show" + day))), (V{"now", "Closed"}));
+  EXPECT_EQ(Raws(Lines(Run("show -r" + day))), (V{"Closed", "now"}));
+  int rc = -1;
+  Run("show --since 'not a date'" + sel, "", &rc);
+  EXPECT_EQ(rc, 64);
+  Run("show --since -3parsecs" + sel, "", &rc);
+  EXPECT_EQ(rc, 64);
+  // purge --before takes relative dates too.
+  Run("purge --before -2d --app D --path '" + U8(folder) + "'", "", &rc);
+  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(Raws(Lines(Run("show --since -1w" + sel))), (V{"yesterday noon", "now"}));
+}
+
+// --json anywhere on the command line, and one JSON shape for every subcommand that prints
+// events, the database log's included; dates carry their offset, or Z with --utc.
+TEST_F(KivlogCliTest, JsonAnywhereInOneShape) {
+  int rc = -1;
+  Run("write --app J --source S hello", "", &rc);
+  ASSERT_EQ(rc, 0);
+  const std::string db = U8(folder) + "/app.db";
+  Run("db create '" + db + "'", "", &rc);
+  ASSERT_EQ(rc, 0);
+  Run("db report '" + db + "' --source S --raw hello --type 4 --id 42", "", &rc);
+  ASSERT_EQ(rc, 0);
+  // The README's own line, --json after the subcommand's arguments.
+  auto last = Lines(Run("db show '" + db + "' --mode last --json", "", &rc));
+  EXPECT_EQ(rc, 0);
+  ASSERT_EQ(last.size(), 1u);
+  // Each open of the database adds its own start record: find the reported one in the pages.
+  auto find42 = [](const std::vector<nlohmann::json>& items) {
+    for (const auto& j : items) {
+      if (j["id"] == 42) return j;
+    }
+    return nlohmann::json();
+  };
+  auto records = Lines(Run("db show '" + db + "' --json -r", "", &rc));
+  EXPECT_EQ(rc, 0);
+  ASSERT_GE(records.size(), 2u);
+  EXPECT_GT(records[0]["unk"], records[1]["unk"]);  // newest first
+  const auto reported = find42(records);
+  EXPECT_EQ(reported["source"], "S");
+  EXPECT_EQ(reported["type"], 4);
+  EXPECT_EQ(find42(Lines(Run("--json db show '" + db + "'"))), reported);
+  auto show = Lines(Run("show --app J --json --source S", "", &rc));
+  ASSERT_EQ(show.size(), 1u);
+  auto before = Lines(Run("--json show --app J --source S"));
+  auto tail = Lines(Run("tail --app J --source S -o json"));
+  auto exported = Lines(Run("export --app J --source S --format json"));
+  ASSERT_EQ(tail.size(), 1u);
+  ASSERT_EQ(exported.size(), 1u);
+  EXPECT_EQ(before, show);
+  EXPECT_EQ(tail, show);
+  EXPECT_EQ(exported, show);
+  std::vector<std::string> keys, db_keys;
+  for (auto& [k, v] : show[0].items()) keys.push_back(k);
+  for (auto& [k, v] : reported.items()) db_keys.push_back(k);
+  EXPECT_EQ(keys, db_keys);
+  EXPECT_EQ(keys.size(), 14u);
+  EXPECT_EQ(last[0].size(), keys.size());
+  EXPECT_TRUE(reported["ordinal"].is_null());
+  // Local dates with their offset; --utc gives the same moment in UTC.
+  const std::string local = show[0]["date"];
+  std::tm tm{};
+  ASSERT_NE(strptime(local.c_str(), "%Y-%m-%dT%H:%M:%S%z", &tm), nullptr) << local;
+  EXPECT_EQ(local.size(), 25u) << local;
+  const std::string utc = Lines(Run("show --app J --source S --json --utc"))[0]["date"];
+  EXPECT_EQ(utc.back(), 'Z');
+  std::tm tu{};
+  ASSERT_NE(strptime(utc.c_str(), "%Y-%m-%dT%H:%M:%SZ", &tu), nullptr);
+  EXPECT_EQ(timegm(&tu), timegm(&tm) - tm.tm_gmtoff);
+  // json-pretty is the same object; cat the raw data alone.
+  EXPECT_EQ(nlohmann::json::parse(Run("show --app J --source S -o json-pretty")), show[0]);
+  EXPECT_EQ(Run("show --app J --source S -o cat"), "hello\n");
+  // Exit codes of a wrong command line are one documented number.
+  Run("show --app J --no-such-option", "", &rc);
+  EXPECT_EQ(rc, 64);
+  const std::string help = Run("--help", "", &rc);
+  EXPECT_EQ(rc, 0);
+  EXPECT_NE(help.find("64  the command line is wrong"), std::string::npos);
+}
+
+// Text outside Windows-1252 is written in UTF-8, Windows-1252 text stays Windows-1252, and both
+// read back exactly from one day.
+TEST_F(KivlogCliTest, UnicodeRoundTripBesideWindows1252) {
+  const std::string uni =
+      "caf\xc3\xa9 \xe2\x98\x83 \xe6\x97\xa5\xe6\x9c\xac\xe8\xaa\x9e \xf0\x9f\x98\x80";
+  const std::string euro = "caf\xc3\xa9 \xe2\x82\xac 5";
+  const std::string mojibake = "\xc3\x83\xc2\xa9";  // "Ã©": Windows-1252 bytes C3 A9 are UTF-8
+  int rc = -1;
+  for (const std::string& text : {uni, euro, mojibake}) {
+    Run("write --app U --anonymous '" + text + "'", "", &rc);
+    ASSERT_EQ(rc, 0) << text;
+  }
+  auto items = Lines(Run("show --app U --source KIVLOG --json"));
+  ASSERT_EQ(items.size(), 3u);
+  EXPECT_EQ(items[0]["rawdata"], uni);
+  EXPECT_EQ(items[1]["rawdata"], euro);
+  EXPECT_EQ(items[2]["rawdata"], mojibake);
+  const std::string data = ReadAll(folder + u"/Q&V/Log/U_" + FormatYYYYMMDD(Now()) + u".ZLG");
+  EXPECT_NE(data.find("\r\nRWD=" + uni + "\r\n"), std::string::npos);
+  EXPECT_NE(data.find("\r\nRWD=caf\xe9 \x80 5\r\n"), std::string::npos);    // Windows-1252
+  EXPECT_NE(data.find("\r\nRWD=" + mojibake + "\r\n"), std::string::npos);  // UTF-8
+  EXPECT_EQ(data.find('?'), std::string::npos);
+  // Arguments that are not UTF-8 are refused, not stored as replacement characters.
+  Run("write --app U 'caf\xe9'", "", &rc);
+  EXPECT_EQ(rc, 64);
+  Run("write --app U --binary '\xe2\x98\x83'", "", &rc);
+  EXPECT_EQ(rc, 64);
+  EXPECT_EQ(Lines(Run("show --app U --source KIVLOG --json")).size(), 3u);
+}
+
+// AppIds that would leave the folder or hold control characters are refused; file name patterns
+// keep their case.
+TEST_F(KivlogCliTest, RefusedAppIdsAndCaseSensitivePurge) {
+  int rc = -1;
+  for (const char* app : {"../x", "a/b", "a\\\\b", "a\tb"}) {
+    Run("write --app '" + std::string(app) + "' y", "", &rc);
+    EXPECT_EQ(rc, 64) << app;
+    Run("show --app '" + std::string(app) + "'", "", &rc);
+    EXPECT_EQ(rc, 64) << app;
+  }
+  EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(ToUtf8(folder)) / "Q&V"))
+      << "nothing written";
+  const Date old = MakeDate({2000, 1, 1, 12, 0, 0});
+  WriteAt(*this, folder, u"billing", old, u"b");
+  WriteAt(*this, folder, u"Billing", old, u"B");
+  SetClock({});
+  const std::string path = " --path '" + U8(folder) + "'";
+  Run("purge --before -30d --app billing" + path, "", &rc);
+  EXPECT_EQ(rc, 0);
+  EXPECT_FALSE(FileExists(Base(u"billing", old) + u".ZLG"));
+  EXPECT_TRUE(FileExists(Base(u"Billing", old) + u".ZLG"));
+  EXPECT_TRUE(FileExists(Base(u"Billing", old) + u".ZLI"));
+}
+
+// An error is one line: the library's message as it stands, the system's reason, the number and
+// the source.
+TEST_F(KivlogCliTest, ErrorLineCarriesTheSystemReason) {
+  const std::string not_a_folder = U8(folder) + "/plain";
+  WriteAll(FromUtf8(not_a_folder), "x");
+  int rc = -1;
+  const std::string out =
+      Run("show --app E --day 2024-03-05 --path '" + not_a_folder + "'", "", &rc, true);
+  EXPECT_EQ(rc, 1);
+  EXPECT_EQ(out, "kivlog: show: Impossibile aprire il file di log " + not_a_folder +
+                     "/E_20240305: Path not found: Not a directory (error 76, "
+                     "KivLog.ReadEventLog)\n");
+  auto err = nlohmann::json::parse(
+      Run("show --app E --day 2024-03-05 --json --path '" + not_a_folder + "'", "", &rc));
+  EXPECT_EQ(rc, 1);
+  EXPECT_EQ(err["error"]["reason"], "Not a directory");
+  EXPECT_EQ(err["error"]["number"], 76);
+}
+
+// The pager is used on a terminal only: never when the output goes to a pipe or a file.
+TEST_F(KivlogCliTest, PagerOnlyOnATerminal) {
+  int rc = -1;
+  Run("write --app P x", "", &rc);
+  ASSERT_EQ(rc, 0);
+  const std::string marker = U8(folder) + "/paged";
+  ::setenv("PAGER", ("cat > '" + marker + "'").c_str(), 1);
+  EXPECT_NE(Run("show --app P", "", &rc).find("    x\n"), std::string::npos);
+  EXPECT_EQ(rc, 0);
+  Run("show --app P > '" + U8(folder) + "/out.txt'", "", &rc);
+  EXPECT_EQ(rc, 0);
+  EXPECT_FALSE(std::filesystem::exists(marker));
+  // Under a terminal (script(1) gives one) the same command goes through the pager, and not
+  // with --no-pager.
+  const std::string script = U8(folder) + "/run.sh";
+  const std::string run = "KIV_PROGRAMFILESDIR='" + U8(folder) + "' " + tool_ + " show --app P";
+  auto under_terminal = [&](const std::string& args) {
+    std::ofstream(script) << run << args << "\n";
+    return ::system(("script -qec 'sh " + script + "' /dev/null >/dev/null").c_str());
+  };
+  if (::system("command -v script >/dev/null 2>&1") == 0) {
+    ASSERT_EQ(under_terminal(" --no-pager"), 0);
+    EXPECT_FALSE(std::filesystem::exists(marker));
+    ASSERT_EQ(under_terminal(""), 0);
+    EXPECT_NE(ReadAll(FromUtf8(marker)).find("    x\n"), std::string::npos);
+  }
+  ::unsetenv("PAGER");
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <csignal>
 
 #include "dailylog_support.h"
+#include "platform/text_codec.h"
 
 namespace kiv::testing {
 namespace {
@@ -379,6 +380,67 @@ TEST_F(LogWriteTest, DestroyingTheObjectClosesEveryOpenLog) {
                             [](auto& e) { return e->EvRawData() == u"Closed"; }),
               1);
   }
+}
+
+// KIVLIOPT_UTF8 writes records in UTF-8; readers decode each record by itself, so records of
+// both encodings read back whole from one day, a Windows-1252 record whose bytes are not UTF-8
+// (an overlong "/" among them) included.
+TEST_F(LogWriteTest, Utf8RecordsAndWindows1252RecordsShareADay) {
+  const String base = Base(u"UNI");
+  const String text = u"caf\u00e9 \u2603 \u65e5\u672c\u8a9e \U0001F600";
+  const std::string text_utf8 =
+      "caf\xc3\xa9 \xe2\x98\x83 \xe6\x97\xa5\xe6\x9c\xac\xe8\xaa\x9e \xf0\x9f\x98\x80";
+  KivLog log;
+  int32_t id = log.EventLogOpen(u"UNI", folder, ELOF_CREATE_ALWAYS, 0, u"pc", u"\u00e8va");
+  ASSERT_NE(id, 0);
+  log.EventLogOptions(id, KIVLIOPT_UTF8);
+  EXPECT_EQ(log.EventLogOptions(id), KIVLIOPT_UTF8);
+  ASSERT_FALSE(log.EventLogWrite(id, text, text + u"\r\n\u20ac", RWDT_ASCII, 4, u"\u00e9t\u00e9"));
+  log.EventLogOptions(id, 0);
+  ASSERT_FALSE(log.EventLogWrite(id, u"caf\u00e9", u"\u20ac 5 \u2603", RWDT_ASCII, 4));
+  ASSERT_FALSE(log.EventLogClose(id));
+
+  std::vector<int32_t> index = IndexValues(base);
+  ASSERT_EQ(index[0], 4);
+  const std::string data = ReadAll(base + u".ZLG");
+  const std::string utf8_record =
+      data.substr(static_cast<size_t>(index[2] - 1), static_cast<size_t>(index[3] - index[2]));
+  EXPECT_NE(utf8_record.find("\r\nSRC=" + text_utf8 +
+                             "\r\nTYP=4\r\nCAT=\xc3\xa9t\xc3\xa9\r\n"
+                             "EID=0\r\nUSR=\xc3\xa8va\r\nCOM=pc\r\nSVR=\r\nDTP=0\r\nRWD=" +
+                             text_utf8 + "\r\nRWD=\xe2\x82\xac\r\nEND="),
+            std::string::npos)
+      << utf8_record;
+  // Without the option the same log goes on in Windows-1252; what it cannot hold becomes "?".
+  const std::string cp_record =
+      data.substr(static_cast<size_t>(index[3] - 1), static_cast<size_t>(index[4] - index[3]));
+  EXPECT_NE(cp_record.find("\r\nSRC=caf\xe9\r\n"), std::string::npos) << cp_record;
+  EXPECT_NE(cp_record.find("\r\nUSR=\xe8va\r\n"), std::string::npos) << cp_record;
+  EXPECT_NE(cp_record.find("\r\nRWD=\x80 5 ?\r\n"), std::string::npos) << cp_record;
+
+  auto events = ReadAllEvents(base);
+  ASSERT_EQ(events.size(), 4u);
+  EXPECT_EQ(events[1]->EvSource(), text);
+  EXPECT_EQ(events[1]->EvRawData(), text + u"\r\n\u20ac");
+  EXPECT_EQ(events[1]->EvCategory(), u"\u00e9t\u00e9");
+  EXPECT_EQ(events[1]->EvUser(), u"\u00e8va");
+  EXPECT_EQ(events[2]->EvSource(), u"caf\u00e9");
+  EXPECT_EQ(events[2]->EvUser(), u"\u00e8va");
+  EXPECT_EQ(events[2]->EvRawData(), u"\u20ac 5 ?");
+
+  // A record is decoded as a whole: one line that is not UTF-8 makes the whole record
+  // Windows-1252, and an overlong form is never taken for UTF-8.
+  std::string mixed = data;
+  const size_t at = mixed.find("RWD=\xe2\x82\xac");
+  ASSERT_NE(at, std::string::npos);
+  mixed.replace(at, 7, "RWD=\xc0\xaf/");  // same length; C0 AF is an overlong "/"
+  WriteAll(base + u".ZLG", mixed);
+  events = ReadAllEvents(base);
+  ASSERT_EQ(events.size(), 4u);
+  EXPECT_EQ(events[1]->EvSource(), FromCp1252(text_utf8));
+  EXPECT_EQ(events[1]->EvRawData(), FromCp1252(text_utf8) + u"\r\n\u00c0\u00af/");
+  EXPECT_EQ(events[1]->EvUser(), u"\u00c3\u00a8va");
+  EXPECT_EQ(events[2]->EvSource(), u"caf\u00e9");
 }
 
 }  // namespace

@@ -23,15 +23,17 @@ TEST(Folders, PrepareListAndName) {
   PrepareFolder(deep);
   EXPECT_TRUE(FolderExists(deep));
   PrepareFolder(deep);  // an existing folder is fine
-  for (const char* name :
-       {"B_20240102.ZLG", "A_20240101.ZLI", "A_20240101.ZLG", "x.zli", "n.txt"}) {
+  for (const char* name : {"B_20240102.ZLG", "A_20240101.ZLI", "A_20240101.ZLG", "a_20240101.ZLG",
+                           "x.zli", "X.ZLI", "n.txt"}) {
     WriteBytes(dir.FileU8(name), "");
   }
   PrepareFolder(dir.File("D_20240101.ZLI"));  // a folder matching the pattern is not listed
-  std::vector<String> expected = {u"A_20240101.ZLI", u"x.zli"};
+  // Names match with their case, as the platform's file names do: "a_" is not "A_".
+  std::vector<String> expected = {u"A_20240101.ZLI", u"X.ZLI"};
   EXPECT_EQ(ListFiles(WithTrailingSeparator(dir.Path()) + u"*.ZLI"), expected);
-  expected = {u"A_20240101.ZLG"};
-  EXPECT_EQ(ListFiles(dir.File("a_*.zlg")), expected);
+  expected = {u"a_20240101.ZLG"};
+  EXPECT_EQ(ListFiles(dir.File("a_*.ZLG")), expected);
+  EXPECT_TRUE(ListFiles(dir.File("a_*.zlg")).empty());
   EXPECT_TRUE(ListFiles(dir.File("missing/*.ZLI")).empty());
 
   EXPECT_EQ(WithTrailingSeparator(u"/x/y"), u"/x/y/");

@@ -8,6 +8,7 @@
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_file.h"
 #include "output.h"
+#include "pager.h"
 #include "platform/date.h"
 
 namespace kivlog {
@@ -26,6 +27,7 @@ struct DbArgs {
   // show
   std::string mode = "page", where, order;
   int pos = 0, count = 20;
+  bool reverse = false;
   // purge
   int records = 0, purge_days = 0;
   // watch
@@ -38,29 +40,10 @@ DbArgs& Args() {
   return a;
 }
 
-nlohmann::json RecordJson(const kiv::LOGRECORDTYPE& r) {
-  return {{"unk", r.EvUnk},
-          {"date", U8(kiv::FormatIsoDateTime(r.EvDate))},
-          {"type", r.EvType},
-          {"category", U8(r.EvCategory)},
-          {"id", r.EvId},
-          {"user", U8(r.EvUser)},
-          {"computer", U8(r.EvComputer)},
-          {"source", U8(r.EvSource)},
-          {"server", U8(r.EvServer)},
-          {"rawdata", U8(r.EvRawData)}};
-}
-
+// Records print in the output format in force, in the one event shape of every subcommand.
 void PrintRecord(const kiv::LOGRECORDTYPE& r) {
-  if (Globals().json) {
-    std::cout << RecordJson(r).dump() << "\n";
-    return;
-  }
-  std::printf("%s  %-12s type %-2d id %-6d %s@%s", U8(kiv::GeneralDate(r.EvDate)).c_str(),
-              U8(r.EvSource).c_str(), r.EvType, r.EvId, U8(r.EvUser).c_str(),
-              U8(r.EvComputer).c_str());
-  if (!r.EvCategory.empty()) std::printf(" [%s]", U8(r.EvCategory).c_str());
-  std::printf("\n    %s\n", U8(r.EvRawData).c_str());
+  static EventPrinter printer;
+  printer.Print(FromRecord(r, Args().file));
 }
 
 int Open(kiv::KivLogFile& log) {
@@ -100,10 +83,11 @@ int Show() {
     int32_t rc = log.ReadEventLogEx(pos == 0 ? kiv::ELREF_FIRST : kiv::ELREF_ABSOLUTE, pos, where,
                                     order, max);
     if (rc < 0) return ReportError("show");
+    StartPager();
     if (rc == 0) {
-      for (int32_t i = 1; i <= max; ++i) PrintRecord(log.LogRecordEx(i));
+      for (int32_t k = 1; k <= max; ++k) PrintRecord(log.LogRecordEx(a.reverse ? max + 1 - k : k));
     }
-    if (!Globals().json) std::printf("-- next page: --pos %d\n", pos);
+    if (OutputFormat() == "short") std::printf("-- next page: --pos %d\n", pos);
     return 0;
   }
   const int32_t flags = a.mode == "first"  ? kiv::ELREF_FIRST
@@ -113,14 +97,14 @@ int Show() {
   int32_t rc = log.ReadEventLog(flags, pos, where, order);
   if (rc < 0) return ReportError("show");
   if (flags == kiv::ELREF_COUNT) {
-    if (Globals().json) {
+    if (JsonOutput()) {
       std::cout << nlohmann::json{{"count", rc == 0 ? pos : 0}}.dump() << "\n";
     } else {
       std::printf("%d\n", rc == 0 ? pos : 0);
     }
   } else if (rc == 0) {
     PrintRecord(log.LogRecord());
-  } else if (!Globals().json) {
+  } else if (!JsonOutput()) {
     std::printf("no record\n");
   }
   return 0;
@@ -153,7 +137,7 @@ int Settings() {
   if (log.WrappingGet(wrapping, days) || log.MaxRecordsGet(max) || log.BackupFileGet(backup)) {
     return ReportError("settings");
   }
-  if (Globals().json) {
+  if (JsonOutput()) {
     std::cout << nlohmann::json{{"wrapping", wrapping},
                                 {"days", days},
                                 {"max_records", max},
@@ -227,6 +211,7 @@ void AddDbCommands(CLI::App& app) {
   show->add_option("--count", a.count, "Records per page");
   show->add_option("--where", a.where, "A where-clause, e.g. \"where TYPE = 1\"");
   show->add_option("--order", a.order, "An order-by clause");
+  show->add_flag("-r,--reverse", a.reverse, "The page's records newest first");
 
   auto* purge = Sub(*db, "purge", "Purge records (0 0: apply the wrapping policy)", Purge);
   purge->add_option("--records", a.records, "Oldest records to delete (-1 all)");

@@ -37,8 +37,9 @@ int DailyLogTour() {
               U8(info->FileName()).c_str());
   int32_t start = INT32_MAX;  // from the last event backwards
   if (log.EventLogReadBack(info, start, 5, true)) return ReportError("read");
+  EventPrinter printer;
   for (int32_t i = 1; i <= info->LogData()->Count(); ++i) {
-    PrintEventText(*info->LogData()->ObjectAt<kiv::KivLogEvent>(i));
+    printer.Print(FromEvent(*info->LogData()->ObjectAt<kiv::KivLogEvent>(i), U8(info->FileName())));
   }
   std::printf(
       "\n%d events in today's KIVDEMO log. Try: kivlog show --app KIVDEMO --back "

@@ -7,6 +7,7 @@
 #include "platform/clock.h"
 #include "platform/file_table.h"
 #include "platform/fs.h"
+#include "platform/text_codec.h"
 
 namespace kivlog {
 namespace {
@@ -17,6 +18,13 @@ struct EventArgs {
 };
 
 int RoundTrip(const EventArgs& a) {
+  // A record's text form is Windows-1252: text it cannot hold is refused, never turned into "?".
+  for (const std::string* text :
+       {&a.source, &a.raw, &a.category, &a.user, &a.computer, &a.server}) {
+    if (!kiv::FitsCp1252(U16(*text))) {
+      throw CLI::ValidationError("text outside Windows-1252 cannot be saved in a record: " + *text);
+    }
+  }
   auto e = std::make_shared<kiv::KivLogEvent>();
   e->EvDate(kiv::Now());
   e->EvSource(U16(a.source));
@@ -42,11 +50,8 @@ int RoundTrip(const EventArgs& a) {
   kiv::FileClose(in);
   if (a.file.empty()) kiv::RemoveFile(path);
   if (failed) return ReportError("load");
-  if (Globals().json) {
-    std::cout << EventJson(*back).dump() << std::endl;
-  } else {
-    PrintEventText(*back);
-  }
+  EventPrinter printer;
+  printer.Print(FromEvent(*back, U8(path)));
   return 0;
 }
 

@@ -1,11 +1,12 @@
-// kivlog export: every event of a day's log (filtered or not) as text, JSON or CSV.
+// kivlog export: every event of a day's log, or of several days, filtered or not, in any output
+// format, to standard output or a file.
 #include <fstream>
 #include <iostream>
 
 #include "commands.h"
 #include "daily.h"
 #include "output.h"
-#include "platform/date.h"
+#include "pager.h"
 
 namespace kivlog {
 namespace {
@@ -15,116 +16,95 @@ constexpr int kDamaged = 2;
 
 struct ExportArgs {
   LogTarget target;
-  std::string format = "text";
-  std::string output;
+  std::string format;
+  std::string file;
   FilterArgs filter;
 };
 
-const char kCsvHeader[] =
-    "ordinal,offset,unk,date,source,type,category,id,user,computer,server,datatype,rawdata";
-
-void WriteCsvRow(std::ostream& out, const kiv::KivLogEvent& e) {
-  out << e.Ordinal() << ',' << e.Offset() << ',' << e.EvUnk() << ','
-      << U8(kiv::FormatIsoDateTime(e.EvDate())) << ',' << CsvField(U8(e.EvSource())) << ','
-      << e.EvType() << ',' << CsvField(U8(e.EvCategory())) << ',' << e.EvId() << ','
-      << CsvField(U8(e.EvUser())) << ',' << CsvField(U8(e.EvComputer())) << ','
-      << CsvField(U8(e.EvServer())) << ',' << e.EvDataType() << ',' << CsvField(U8(e.EvRawData()))
-      << "\r\n";
-}
-
-// Writes the events page by page as they are read, so that a large day is never held whole.
+// Writes the events page by page as they are read, so that a large day is never held whole;
+// with --reverse they are held and written newest first at the end.
 class Exporter {
  public:
-  Exporter(std::ostream& out, const std::string& format,
-           const std::shared_ptr<kiv::KivLogFilter>& filter)
-      : out_(out), format_(format), filter_(filter) {}
+  Exporter(std::ostream& out, const std::shared_ptr<kiv::KivLogFilter>& filter, bool reverse)
+      : printer_(out), filter_(filter), reverse_(reverse) {}
 
-  void Begin(const kiv::KivLogInfo& info) {
-    if (format_ == "csv") out_ << kCsvHeader << "\r\n";
-    if (format_ == "json") {
-      out_ << "{\"log\":" << nlohmann::json(U8(info.FileName())).dump()
-           << ",\"events\":" << info.Events() << ",\"items\":[";
-    }
-  }
-
-  void Page(const kiv::Collection& data) {
+  void Page(const kiv::Collection& data, const std::string& log) {
     for (int32_t i = 1; i <= data.Count(); ++i) {
       const auto& e = *data.ObjectAt<kiv::KivLogEvent>(i);
       if (filter_ && !filter_->IsValid(e)) continue;
-      if (format_ == "csv") {
-        WriteCsvRow(out_, e);
-      } else if (format_ == "json") {
-        out_ << (written_ > 0 ? "," : "") << EventJson(e).dump();
+      if (reverse_) {
+        held_.push_back(FromEvent(e, log));
       } else {
-        PrintEventText(e, out_);
+        printer_.Print(FromEvent(e, log));
       }
       ++written_;
     }
   }
 
-  // A damaged event cannot be exported: it is reported on standard error, and listed in a JSON
-  // document.
-  void Damaged(int32_t ordinal, const kiv::ErrorRecord& r) {
-    std::cerr << "kivlog: export: event " << ordinal << " skipped: " << U8(r.Description)
-              << " (error " << r.Number << ")" << std::endl;
-    damaged_.push_back(
-        {{"ordinal", ordinal}, {"number", r.Number}, {"description", U8(r.Description)}});
+  // A damaged event cannot be exported: it is reported on standard error.
+  void Damaged(const std::string& log, int32_t ordinal, const kiv::ErrorRecord& r) {
+    std::cerr << "kivlog: export: " << log << ": event " << ordinal
+              << " skipped: " << U8(r.Description) << " (error " << r.Number << ")" << std::endl;
+    damaged_ = true;
   }
 
   void End() {
-    if (format_ == "json") {
-      out_ << "],\"exported\":" << written_ << ",\"damaged\":" << damaged_.dump() << "}\n";
-    }
-    out_.flush();
+    for (auto it = held_.rbegin(); it != held_.rend(); ++it) printer_.Print(*it);
   }
 
-  bool AnyDamaged() const { return !damaged_.empty(); }
-
+  bool AnyDamaged() const { return damaged_; }
   int64_t written() const { return written_; }
 
  private:
-  std::ostream& out_;
-  const std::string& format_;
+  EventPrinter printer_;
   std::shared_ptr<kiv::KivLogFilter> filter_;
+  bool reverse_;
+  std::vector<EventRecord> held_;
   int64_t written_ = 0;
-  nlohmann::json damaged_ = nlohmann::json::array();
+  bool damaged_ = false;
 };
 
 int Export(const ExportArgs& a) {
+  if (!a.format.empty()) Globals().output = a.format == "text" ? "short" : a.format;
   kiv::KivLog log;
-  auto info = std::make_shared<kiv::KivLogInfo>();
-  info->FileName(TargetBase(log, a.target));
-  // A read of no events opens the log and fetches its count, before anything is written.
-  if (log.EventLogRead(info, 1, 0)) return ReportError("export");
-
+  const std::vector<kiv::String> bases = TargetLogs(log, a.target, a.filter);
   std::ofstream file;
-  if (!a.output.empty()) {
-    file.open(a.output, std::ios::binary | std::ios::trunc);
+  if (!a.file.empty()) {
+    file.open(a.file, std::ios::binary | std::ios::trunc);
     if (!file) {
-      std::cerr << "kivlog: export: cannot write " << a.output << std::endl;
+      std::cerr << "kivlog: export: cannot write " << a.file << std::endl;
       return 1;
     }
+  } else {
+    StartPager();
   }
-  std::ostream& out = a.output.empty() ? std::cout : file;
-  Exporter exporter(out, a.format, MakeFilter(a.filter));
-  exporter.Begin(*info);
-  Progress progress("exporting", info->Events());
-  const bool failed = WalkDay(
-      log, info,
-      [&](const kiv::Collection& data) {
-        progress.Clear();
-        exporter.Page(data);
-        progress.Update(data.ObjectAt<kiv::KivLogEvent>(data.Count())->Ordinal());
-      },
-      [&](int32_t ordinal, const kiv::ErrorRecord& r) {
-        progress.Clear();
-        exporter.Damaged(ordinal, r);
-      });
+  std::ostream& out = a.file.empty() ? std::cout : file;
+  Exporter exporter(out, MakeFilter(a.filter), a.filter.reverse);
+  for (const kiv::String& base : bases) {
+    auto info = std::make_shared<kiv::KivLogInfo>();
+    info->FileName(base);
+    const std::string name = U8(base);
+    // A read of no events opens the log and fetches its count, before anything is written.
+    if (log.EventLogRead(info, 1, 0)) return ReportError("export");
+    Progress progress("exporting", info->Events());
+    const bool failed = WalkDay(
+        log, info,
+        [&](const kiv::Collection& data) {
+          progress.Clear();
+          exporter.Page(data, name);
+          progress.Update(data.ObjectAt<kiv::KivLogEvent>(data.Count())->Ordinal());
+        },
+        [&](int32_t ordinal, const kiv::ErrorRecord& r) {
+          progress.Clear();
+          exporter.Damaged(name, ordinal, r);
+        });
+    if (failed) return ReportError("export");
+  }
   exporter.End();
-  if (failed) return ReportError("export");
-  if (!a.output.empty() && !Globals().json) {
-    std::printf("exported %lld events of %s to %s\n", static_cast<long long>(exporter.written()),
-                U8(info->FileName()).c_str(), a.output.c_str());
+  out.flush();
+  if (!a.file.empty() && !JsonOutput()) {
+    std::printf("exported %lld events to %s\n", static_cast<long long>(exporter.written()),
+                a.file.c_str());
   }
   return exporter.AnyDamaged() ? kDamaged : 0;
 }
@@ -133,13 +113,12 @@ int Export(const ExportArgs& a) {
 
 void AddExportCommand(CLI::App& app) {
   static ExportArgs a;
-  auto* cmd =
-      app.add_subcommand("export", "Export every event of a day's log as text, JSON or CSV");
+  auto* cmd = app.add_subcommand(
+      "export", "Export every event of a day's log (or of --since/--until) in any output format");
   AddTargetOptions(*cmd, a.target);
-  cmd->add_option("--format", a.format, "text, json or csv")
-      ->check(CLI::IsMember({"text", "json", "csv"}))
-      ->capture_default_str();
-  cmd->add_option("-o,--output", a.output, "Write to this file instead of standard output");
+  cmd->add_option("--format", a.format, "text, json or csv (the same as -o short, json or csv)")
+      ->check(CLI::IsMember({"text", "json", "csv"}));
+  cmd->add_option("--output-file", a.file, "Write to this file instead of standard output");
   AddFilterOptions(*cmd, a.filter);
   cmd->callback([] { std::exit(Export(a)); });
 }

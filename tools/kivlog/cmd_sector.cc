@@ -50,7 +50,7 @@ std::vector<uint8_t> ReadInput(const std::string& from) {
 int Create() {
   kiv::KivSector s;
   if (s.SectorCreate(U16(Args().store), Args().sector_size)) return ReportError("create");
-  if (!Globals().json)
+  if (!JsonOutput())
     std::printf("created %s (sectors of %d bytes)\n", Args().store.c_str(), Args().sector_size);
   return 0;
 }
@@ -65,7 +65,7 @@ int Put() {
   const bool failed = a.text ? s.SectorWrite(id, U16(std::string(data.begin(), data.end())))
                              : s.SectorWrite(id, data);
   if (failed) return ReportError("put");
-  if (Globals().json) {
+  if (JsonOutput()) {
     std::cout << nlohmann::json{{"id", id}, {"bytes", data.size()}}.dump() << std::endl;
   } else {
     std::printf("%d\n", id);
@@ -115,20 +115,20 @@ int List() {
   auto ids = std::make_shared<kiv::Collection>();
   if (s.SectorList(ids)) return ReportError("ls");
   nlohmann::json items = nlohmann::json::array();
-  if (!Globals().json) std::printf("%10s %14s  %s\n", "ID", "BYTES", "MODIFIED");
+  if (!JsonOutput()) std::printf("%10s %14s  %s\n", "ID", "BYTES", "MODIFIED");
   for (int32_t i = 1; i <= ids->Count(); ++i) {
     const int32_t id = *ids->Item(kiv::Variant(i)).ToLong();
     int64_t length = 0;
     kiv::Date modified = 0;
     if (s.SectorInfo(id, length, modified)) return ReportError("ls");
-    if (Globals().json) {
+    if (JsonOutput()) {
       items.push_back(RecordJson(id, length, modified));
     } else {
       std::printf("%10d %14lld  %s\n", id, static_cast<long long>(length),
                   U8(kiv::FormatIsoDateTime(modified)).c_str());
     }
   }
-  if (Globals().json) std::cout << nlohmann::json{{"records", items}}.dump() << std::endl;
+  if (JsonOutput()) std::cout << nlohmann::json{{"records", items}}.dump() << std::endl;
   return 0;
 }
 
@@ -148,7 +148,7 @@ nlohmann::json StoreJson(const kiv::KivSector& s) {
 }
 
 void PrintStore(const nlohmann::json& j) {
-  if (Globals().json) {
+  if (JsonOutput()) {
     std::cout << j.dump() << std::endl;
     return;
   }
@@ -179,7 +179,7 @@ int Compact() {
   const int64_t before = SizeOr0(s.FileName() + u".QVS");
   if (s.SectorCompact()) return ReportError("compact");
   const int64_t after = SizeOr0(s.FileName() + u".QVS");
-  if (Globals().json) {
+  if (JsonOutput()) {
     std::cout
         << nlohmann::json{{"sector_bytes_before", before}, {"sector_bytes_after", after}}.dump()
         << std::endl;
@@ -198,7 +198,7 @@ int Verify() {
   std::vector<int32_t> ids;
   for (int32_t i = 1; i <= damaged->Count(); ++i)
     ids.push_back(*damaged->Item(kiv::Variant(i)).ToLong());
-  if (Globals().json) {
+  if (JsonOutput()) {
     std::cout << nlohmann::json{{"records", s.Records()}, {"damaged", ids}}.dump() << std::endl;
   } else if (ids.empty()) {
     std::printf("%d records, none damaged\n", s.Records());

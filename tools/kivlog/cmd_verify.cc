@@ -100,7 +100,7 @@ int VerifyOne(const VerifyArgs& a) {
   if (log.EventLogRead(info, 1, 0)) return ReportError("verify");
   Findings f;
   if (Verify(log, info, f)) return ReportError("verify");
-  if (Globals().json) {
+  if (JsonOutput()) {
     std::cout << ReportJson(*info, f).dump() << std::endl;
   } else {
     PrintText(*info, f);
@@ -126,13 +126,13 @@ int VerifyAll(const VerifyArgs& a) {
       f.damaged.push_back({0, r.Number, U8(r.Description)});
     }
     any_damaged = any_damaged || !f.damaged.empty();
-    if (Globals().json) {
+    if (JsonOutput()) {
       reports.push_back(ReportJson(*info, f));
     } else {
       PrintText(*info, f);
     }
   }
-  if (Globals().json) {
+  if (JsonOutput()) {
     std::cout << nlohmann::json{{"folder", U8(folder)}, {"logs", reports}}.dump() << std::endl;
   }
   return any_damaged ? kDamaged : 0;

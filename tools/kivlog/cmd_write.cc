@@ -6,6 +6,7 @@
 #include "daily.h"
 #include "output.h"
 #include "platform/system.h"
+#include "platform/text_codec.h"
 
 namespace kivlog {
 namespace {
@@ -18,19 +19,40 @@ struct WriteArgs {
   bool binary = false, anonymous = false;
 };
 
+// True when the text's Windows-1252 bytes read back as the same text: every character is in the
+// code page, and the bytes cannot be taken for UTF-8 by a reader.
+bool ReadsBackAsCp1252(const kiv::String& text) {
+  if (!kiv::FitsCp1252(text)) return false;
+  const std::string bytes = kiv::ToCp1252(text);
+  for (unsigned char c : bytes) {
+    if (c >= 0x80) return !kiv::IsUtf8(bytes);
+  }
+  return true;
+}
+
 int Write(const WriteArgs& a) {
   kiv::KivLog log;
   kiv::String computer = a.anonymous          ? kiv::String()
                          : a.computer.empty() ? kiv::ComputerName()
                                               : U16(a.computer);
   kiv::String user = a.anonymous ? kiv::String() : a.user.empty() ? kiv::UserName() : U16(a.user);
+  const kiv::String source = U16(a.source), category = U16(a.category), server = U16(a.server);
   int32_t id = log.EventLogOpenEx(U16(a.app), U16(a.path), a.mode, 0, computer, user, a.max_size);
   if (id == 0) return ReportError("open");
 
   auto write_one = [&](const std::string& raw) {
-    return log.EventLogWrite(id, U16(a.source), U16(raw),
-                             a.binary ? kiv::RWDT_BINARY : kiv::RWDT_ASCII, a.type, U16(a.category),
-                             a.id, U16(a.server));
+    const kiv::String text = U16(raw);
+    if (a.binary && !kiv::FitsCp1252(text)) {
+      throw CLI::ValidationError("--binary",
+                                 "the hexadecimal form holds Windows-1252 bytes only: " + raw);
+    }
+    // Windows-1252 when the event reads back from it as written, else UTF-8: never a "?".
+    const bool cp1252 = ReadsBackAsCp1252(text) && ReadsBackAsCp1252(source) &&
+                        ReadsBackAsCp1252(category) && ReadsBackAsCp1252(server) &&
+                        ReadsBackAsCp1252(computer) && ReadsBackAsCp1252(user);
+    log.EventLogOptions(id, cp1252 ? 0 : kiv::KIVLIOPT_UTF8);
+    return log.EventLogWrite(id, source, text, a.binary ? kiv::RWDT_BINARY : kiv::RWDT_ASCII,
+                             a.type, category, a.id, server);
   };
   int written = 0;
   if (!a.words.empty()) {
@@ -48,7 +70,7 @@ int Write(const WriteArgs& a) {
   std::shared_ptr<kiv::KivLogInfo> info;
   if (log.EventLogInfo(id, info)) return ReportError("info");
   if (log.EventLogClose(id)) return ReportError("close");
-  if (Globals().json) {
+  if (JsonOutput()) {
     std::cout << nlohmann::json{{"log", U8(info->FileName())},
                                 {"written", written},
                                 {"events", info->Events() + 1}}
@@ -76,10 +98,12 @@ void AddWriteCommand(CLI::App& app) {
       ->required()
       ->check(CLI::Validator(
           [](const std::string& app) {
-            return app.find('_') == std::string::npos
-                       ? std::string()
-                       : "an AppId holding \"_\" cannot be written to: the day of its log is "
-                         "read from the file name after the first \"_\"";
+            if (app.find('_') != std::string::npos) {
+              return std::string(
+                  "an AppId holding \"_\" cannot be written to: the day of its log is read from "
+                  "the file name after the first \"_\"");
+            }
+            return CheckAppId(app);
           },
           "", "no underscore"));
   cmd->add_option("--path", a.path, "Log folder (default: the default log folder)");

@@ -2,16 +2,24 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <string>
 
 namespace kivlog {
 
-// Options every subcommand shares.
+// Options every subcommand shares; they are accepted anywhere on the command line.
 struct GlobalOptions {
-  bool json = false;
+  bool json = false;             // --json: the same as -o json
+  std::string output = "short";  // -o: short, short-iso, cat, json, json-pretty or csv
+  bool utc = false;              // --utc: dates in UTC instead of local time
+  bool no_pager = false;         // --no-pager
   std::string locale;
 };
 
 GlobalOptions& Globals();
+// The output format in force: -o, or json for --json.
+const std::string& OutputFormat();
+// True for the JSON formats, where every message to standard output is a JSON object.
+bool JsonOutput();
 
 void AddEventCommands(CLI::App& app);  // event: one record's text form round trip
 void AddDemoCommand(CLI::App& app);    // demo: the main job of the README

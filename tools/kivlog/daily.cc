@@ -2,12 +2,16 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <iostream>
 
 #include "commands.h"
 #include "output.h"
+#include "platform/clock.h"
 #include "platform/date.h"
+#include "when.h"
 
 namespace kivlog {
 
@@ -20,8 +24,17 @@ void AddDailyLogCommands(CLI::App& app) {
   AddVerifyCommand(app);
 }
 
+std::string CheckAppId(const std::string& app) {
+  for (unsigned char c : app) {
+    if (c == '/' || c == '\\') return "an AppId cannot hold a path separator: " + app;
+    if (c < 32 || c == 127) return "an AppId cannot hold a control character";
+  }
+  return {};
+}
+
 void AddTargetOptions(CLI::App& cmd, LogTarget& target) {
-  auto* app = cmd.add_option("--app", target.app, "Application identifier (AppId)");
+  auto* app = cmd.add_option("--app", target.app, "Application identifier (AppId)")
+                  ->check(CLI::Validator(CheckAppId, "APPID", "AppId"));
   cmd.add_option("--path", target.path, "Log folder (default: the default log folder)");
   cmd.add_option("--day", target.day, "Day of the log, YYYY-MM-DD (default: today)");
   auto* file = cmd.add_option("--file", target.file,
@@ -29,22 +42,14 @@ void AddTargetOptions(CLI::App& cmd, LogTarget& target) {
   file->excludes(app);
 }
 
-kiv::Date ParseDateOption(const std::string& text, const char* option) {
-  kiv::Date d = 0;
-  if (!kiv::ParseDate(U16(text), d)) {
-    throw CLI::ValidationError(option, "not a date: " + text);
-  }
-  return d;
-}
-
 // The filter the options ask for, or null when they ask for none.
 std::shared_ptr<kiv::KivLogFilter> MakeFilter(const FilterArgs& f) {
   auto filter = std::make_shared<kiv::KivLogFilter>();
   int32_t checks = 0;
-  if (!f.from.empty() || !f.to.empty()) {
+  if (!f.since.empty() || !f.until.empty()) {
     checks |= kiv::LGFF_CHECKDATE;
-    filter->DateStart(f.from.empty() ? kiv::kMinDate : ParseDateOption(f.from, "--from"));
-    filter->DateEnd(f.to.empty() ? kiv::kMaxDate : ParseDateOption(f.to, "--to"));
+    filter->DateStart(f.since.empty() ? kiv::kMinDate : ParseWhen(f.since, "--since"));
+    filter->DateEnd(f.until.empty() ? kiv::kMaxDate : ParseWhen(f.until, "--until"));
   }
   auto numbers = [&](const std::vector<int>& values, int32_t flag, auto add) {
     if (!values.empty()) checks |= flag;
@@ -68,8 +73,11 @@ std::shared_ptr<kiv::KivLogFilter> MakeFilter(const FilterArgs& f) {
 }
 
 void AddFilterOptions(CLI::App& cmd, FilterArgs& f) {
-  cmd.add_option("--from", f.from, "Only events at or after this date and time");
-  cmd.add_option("--to", f.to, "Only events at or before this date and time");
+  cmd.add_option(
+      "-S,--since,--from", f.since,
+      "Only events at or after this time (\"yesterday\", \"-1h\", \"2024-03-05 14:00\")");
+  cmd.add_option("-U,--until,--to", f.until, "Only events at or before this time");
+  cmd.add_flag("-r,--reverse", f.reverse, "Newest events first");
   cmd.add_option("--type", f.types, "Only events of these types (repeatable)");
   cmd.add_option("--id", f.ids, "Only events with these event ids (repeatable)");
   cmd.add_option("--category", f.categories, "Only these categories, any case (repeatable)");
@@ -112,7 +120,7 @@ bool WalkDay(kiv::KivLog& log, const std::shared_ptr<kiv::KivLogInfo>& info,
 }
 
 Progress::Progress(const char* label, int64_t total)
-    : label_(label), total_(total), shown_(!Globals().json && ::isatty(2)) {}
+    : label_(label), total_(total), shown_(!JsonOutput() && ::isatty(2)) {}
 
 void Progress::Clear() {
   if (shown_) std::fprintf(stderr, "\r%60s\r", "");
@@ -123,6 +131,35 @@ void Progress::Update(int64_t done) {
     std::fprintf(stderr, "\r%s %lld/%lld", label_, static_cast<long long>(done),
                  static_cast<long long>(total_));
   }
+}
+
+std::vector<kiv::String> TargetLogs(kiv::KivLog& log, const LogTarget& target,
+                                    const FilterArgs& f) {
+  if (!target.file.empty() || !target.day.empty() || (f.since.empty() && f.until.empty())) {
+    return {TargetBase(log, target)};
+  }
+  if (target.app.empty()) throw CLI::ValidationError("--app", "give --app or --file");
+  const kiv::Date now = kiv::Now();
+  const int64_t first = f.since.empty() ? INT64_MIN : kiv::DayNumber(ParseWhen(f.since, "--since"));
+  const int64_t last = kiv::DayNumber(f.until.empty() ? now : ParseWhen(f.until, "--until"));
+  auto logs = std::make_shared<kiv::Collection>();
+  const kiv::String folder = target.path.empty() ? log.LogDefaultPath() : U16(target.path);
+  std::vector<std::pair<kiv::String, kiv::String>> days;  // day, base name
+  if (!log.EventLogList(logs, folder)) {
+    for (int32_t i = 1; i <= logs->Count(); ++i) {
+      auto info = logs->ObjectAt<kiv::KivLogInfo>(i);
+      if (U8(info->AppId()) != target.app) continue;
+      kiv::Date day = 0;
+      if (!kiv::ParseDate(info->Day(), day)) continue;  // not a day: not one of these logs
+      if (kiv::DayNumber(day) >= first && kiv::DayNumber(day) <= last) {
+        days.emplace_back(info->Day(), info->FileName());
+      }
+    }
+  }
+  std::sort(days.begin(), days.end());
+  std::vector<kiv::String> bases;
+  for (auto& d : days) bases.push_back(std::move(d.second));
+  return bases;
 }
 
 kiv::String TargetBase(kiv::KivLog& log, const LogTarget& target) {
@@ -137,41 +174,8 @@ kiv::String TargetBase(kiv::KivLog& log, const LogTarget& target) {
     return base;
   }
   if (target.app.empty()) throw CLI::ValidationError("--app", "give --app or --file");
-  kiv::Date day = target.day.empty() ? 0 : ParseDateOption(target.day, "--day");
+  kiv::Date day = target.day.empty() ? 0 : kiv::DateOnly(ParseWhen(target.day, "--day"));
   return log.LogFileName(U16(target.app), U16(target.path), day);
-}
-
-void PrintPage(const kiv::KivLogInfo& info, int32_t start) {
-  const kiv::Collection& data = *info.LogData();
-  if (Globals().json) {
-    nlohmann::json items = nlohmann::json::array();
-    for (int32_t i = 1; i <= data.Count(); ++i)
-      items.push_back(EventJson(*data.ObjectAt<kiv::KivLogEvent>(i)));
-    nlohmann::json doc = {{"log", U8(info.FileName())},
-                          {"events", info.Events()},
-                          {"start", start},
-                          {"items", items}};
-    std::cout << doc.dump() << std::endl;
-    return;
-  }
-  for (int32_t i = 1; i <= data.Count(); ++i) PrintEventText(*data.ObjectAt<kiv::KivLogEvent>(i));
-  if (data.Count() == 0) {
-    std::printf("%s: no events to show (%d in the log)\n", U8(info.FileName()).c_str(),
-                info.Events());
-  } else {
-    std::printf("-- %s: events %d..%d shown, %d in the log\n", U8(info.FileName()).c_str(),
-                data.ObjectAt<kiv::KivLogEvent>(1)->Ordinal(),
-                data.ObjectAt<kiv::KivLogEvent>(data.Count())->Ordinal(), info.Events());
-  }
-}
-
-void PrintFollowed(const kiv::KivLogEvent& e) {
-  if (Globals().json) {
-    std::cout << EventJson(e).dump() << std::endl;
-  } else {
-    PrintEventText(e);
-    std::fflush(stdout);
-  }
 }
 
 }  // namespace kivlog

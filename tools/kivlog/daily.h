@@ -1,4 +1,4 @@
-// What the daily log subcommands share: choosing a log, reading dates, printing a page.
+// What the daily log subcommands share: choosing logs, reading dates, walking days.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -21,22 +21,26 @@ struct LogTarget {
   std::string file;
 };
 
+// An AppId kivlog accepts: no path separator and no control character, so that a log can never
+// land outside its folder. Raises CLI::ValidationError otherwise (the check of --app options).
+std::string CheckAppId(const std::string& app);
 void AddTargetOptions(CLI::App& cmd, LogTarget& target);
 // The log base name of the target. Raises CLI::ValidationError on a bad date.
 kiv::String TargetBase(kiv::KivLog& log, const LogTarget& target);
 
-// A date from the command line: ISO "YYYY-MM-DD[ hh:mm[:ss]]" or the locale's form.
-kiv::Date ParseDateOption(const std::string& text, const char* option);
-
-// The event filter options of show and export.
+// The event filter options of the reading subcommands.
 struct FilterArgs {
-  std::string from, to;
+  std::string since, until;
+  bool reverse = false;
   std::vector<int> types, ids;
   std::vector<std::string> categories, users, computers, sources, servers, raws;
 };
 void AddFilterOptions(CLI::App& cmd, FilterArgs& f);
 // The filter the options ask for, or null when they ask for none.
 std::shared_ptr<kiv::KivLogFilter> MakeFilter(const FilterArgs& f);
+// The base names to read, oldest day first: the one log of --file or --day; with --since or
+// --until, every day of the application's logs in that range; else today's log.
+std::vector<kiv::String> TargetLogs(kiv::KivLog& log, const LogTarget& target, const FilterArgs& f);
 
 // Walks a whole day from its first event, page by page, through the library's reads. A read
 // stops at a damaged event; the walk hands it to on_damaged (with the error the read recorded)
@@ -60,11 +64,6 @@ class Progress {
   int64_t total_;
   bool shown_;
 };
-
-// Prints the events of a descriptor's LogData: text, or one JSON document.
-void PrintPage(const kiv::KivLogInfo& info, int32_t start);
-// Prints one event of a followed log (text, or one JSON line).
-void PrintFollowed(const kiv::KivLogEvent& e);
 
 void AddWriteCommand(CLI::App& app);
 void AddShowCommands(CLI::App& app);  // show, tail

@@ -1,45 +1,112 @@
 #include "output.h"
 
 #include <cstdio>
+#include <ctime>
 #include <iostream>
 
 #include "commands.h"
 #include "kivdbxt/error.h"
 #include "platform/date.h"
+#include "platform/text_codec.h"
 
 namespace kivlog {
 
 std::string U8(const kiv::String& s) { return kiv::ToUtf8(s); }
-kiv::String U16(const std::string& s) { return kiv::FromUtf8(s); }
 
-nlohmann::json EventJson(const kiv::KivLogEvent& e) {
-  return {{"ordinal", e.Ordinal()},
-          {"offset", e.Offset()},
-          {"unk", e.EvUnk()},
-          {"date", U8(kiv::FormatIsoDateTime(e.EvDate()))},
-          {"source", U8(e.EvSource())},
-          {"type", e.EvType()},
-          {"category", U8(e.EvCategory())},
-          {"id", e.EvId()},
-          {"user", U8(e.EvUser())},
-          {"computer", U8(e.EvComputer())},
-          {"server", U8(e.EvServer())},
-          {"datatype", e.EvDataType()},
-          {"rawdata", U8(e.EvRawData())}};
+kiv::String U16(const std::string& s) {
+  kiv::String out;
+  if (!kiv::DecodeUtf8(s, out)) throw CLI::ValidationError("not valid UTF-8: " + s);
+  return out;
 }
 
-void PrintEventText(const kiv::KivLogEvent& e, std::ostream& out) {
-  out << '#' << e.Ordinal() << "  " << U8(kiv::GeneralDate(e.EvDate())) << "  " << U8(e.EvSource())
-      << "  type " << e.EvType() << "  id " << e.EvId();
-  if (!e.EvCategory().empty()) out << "  [" << U8(e.EvCategory()) << ']';
-  if (!e.EvUser().empty() || !e.EvComputer().empty()) {
-    out << "  " << U8(e.EvUser()) << '@' << U8(e.EvComputer());
+EventRecord FromEvent(const kiv::KivLogEvent& e, const std::string& log) {
+  return {log,
+          e.Ordinal(),
+          e.Offset(),
+          e.EvUnk(),
+          e.EvDate(),
+          U8(e.EvSource()),
+          U8(e.EvCategory()),
+          U8(e.EvUser()),
+          U8(e.EvComputer()),
+          U8(e.EvServer()),
+          U8(e.EvRawData()),
+          e.EvType(),
+          e.EvId(),
+          e.EvDataType()};
+}
+
+EventRecord FromRecord(const kiv::LOGRECORDTYPE& r, const std::string& log) {
+  return {log,
+          0,
+          0,
+          r.EvUnk,
+          r.EvDate,
+          U8(r.EvSource),
+          U8(r.EvCategory),
+          U8(r.EvUser),
+          U8(r.EvComputer),
+          U8(r.EvServer),
+          U8(r.EvRawData),
+          r.EvType,
+          r.EvId,
+          0};
+}
+
+namespace {
+
+// The moment a local OLE date stands for, as the system counts time.
+std::time_t ToTimeT(kiv::Date date, std::tm& tm) {
+  const kiv::DateParts p = kiv::SplitDate(date);
+  tm = {};
+  tm.tm_year = p.year - 1900;
+  tm.tm_mon = p.month - 1;
+  tm.tm_mday = p.day;
+  tm.tm_hour = p.hour;
+  tm.tm_min = p.minute;
+  tm.tm_sec = p.second;
+  tm.tm_isdst = -1;
+  return std::mktime(&tm);
+}
+
+// "2024-03-05 10:00:00" local, or "2024-03-05 09:00:00" in UTC with --utc; the separator
+// between date and time is given.
+std::string Stamp(kiv::Date date, char sep, bool zone) {
+  std::tm tm;
+  std::time_t t = ToTimeT(date, tm);
+  if (Globals().utc) gmtime_r(&t, &tm);
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02d%c%02d:%02d:%02d", tm.tm_year + 1900,
+                tm.tm_mon + 1, tm.tm_mday, sep, tm.tm_hour, tm.tm_min, tm.tm_sec);
+  std::string out = text;
+  if (!zone) return out;
+  if (Globals().utc) return out + "Z";
+  const long off = tm.tm_gmtoff / 60;
+  std::snprintf(text, sizeof text, "%c%02ld:%02ld", off < 0 ? '-' : '+', std::labs(off) / 60,
+                std::labs(off) % 60);
+  return out + text;
+}
+
+const char kCsvHeader[] =
+    "log,ordinal,offset,unk,date,source,type,category,id,user,computer,server,datatype,rawdata";
+
+void PrintShort(const EventRecord& e, bool iso, std::ostream& out) {
+  if (e.ordinal > 0) out << '#' << e.ordinal << "  ";
+  if (iso) {
+    out << IsoStamp(e.date);
+  } else if (Globals().utc) {
+    out << Stamp(e.date, ' ', false) << " UTC";
+  } else {
+    out << U8(kiv::GeneralDate(e.date));
   }
+  out << "  " << e.source << "  type " << e.type << "  id " << e.id;
+  if (!e.category.empty()) out << "  [" << e.category << ']';
+  if (!e.user.empty() || !e.computer.empty()) out << "  " << e.user << '@' << e.computer;
   out << '\n';
-  if (e.EvRawData().empty()) return;
+  if (e.rawdata.empty()) return;
   // Raw data lines are indented; their CR LF ends become the platform's.
   std::string line;
-  for (char c : U8(e.EvRawData())) {
+  for (char c : e.rawdata) {
     if (c == '\r') continue;
     if (c == '\n') {
       out << "    " << line << '\n';
@@ -49,6 +116,58 @@ void PrintEventText(const kiv::KivLogEvent& e, std::ostream& out) {
     }
   }
   out << "    " << line << '\n';
+}
+
+void PrintCat(const EventRecord& e, std::ostream& out) {
+  for (char c : e.rawdata) {
+    if (c != '\r') out << c;
+  }
+  out << '\n';
+}
+
+void PrintCsvRow(const EventRecord& e, std::ostream& out) {
+  out << CsvField(e.log) << ',' << e.ordinal << ',' << e.offset << ',' << e.unk << ','
+      << IsoStamp(e.date) << ',' << CsvField(e.source) << ',' << e.type << ','
+      << CsvField(e.category) << ',' << e.id << ',' << CsvField(e.user) << ','
+      << CsvField(e.computer) << ',' << CsvField(e.server) << ',' << e.datatype << ','
+      << CsvField(e.rawdata) << "\r\n";
+}
+
+}  // namespace
+
+std::string IsoStamp(kiv::Date date) { return Stamp(date, 'T', true); }
+
+nlohmann::json EventJson(const EventRecord& e) {
+  nlohmann::json j = {{"log", e.log},           {"ordinal", nullptr},       {"offset", nullptr},
+                      {"unk", e.unk},           {"date", IsoStamp(e.date)}, {"source", e.source},
+                      {"type", e.type},         {"category", e.category},   {"id", e.id},
+                      {"user", e.user},         {"computer", e.computer},   {"server", e.server},
+                      {"datatype", e.datatype}, {"rawdata", e.rawdata}};
+  if (e.ordinal > 0) {
+    j["ordinal"] = e.ordinal;
+    j["offset"] = e.offset;
+  }
+  return j;
+}
+
+EventPrinter::EventPrinter(std::ostream& out) : out_(out), format_(OutputFormat()) {}
+
+bool EventPrinter::Json() const { return format_ == "json" || format_ == "json-pretty"; }
+
+void EventPrinter::Print(const EventRecord& e) {
+  if (format_ == "json") {
+    out_ << EventJson(e).dump() << '\n';
+  } else if (format_ == "json-pretty") {
+    out_ << EventJson(e).dump(4) << '\n';
+  } else if (format_ == "csv") {
+    if (!header_done_) out_ << kCsvHeader << "\r\n";
+    header_done_ = true;
+    PrintCsvRow(e, out_);
+  } else if (format_ == "cat") {
+    PrintCat(e, out_);
+  } else {
+    PrintShort(e, format_ == "short-iso", out_);
+  }
 }
 
 std::string CsvField(const std::string& text) {
@@ -62,17 +181,27 @@ std::string CsvField(const std::string& text) {
 }
 
 int ReportError(const std::string& what) {
-  kiv::ErrorRecord r = kiv::LastErrorRecord();
-  if (Globals().json) {
+  const kiv::ErrorRecord r = kiv::LastErrorRecord();
+  // The library's message may run over lines ("... file di log X" CR LF "Path/File access
+  // error"): one line here, its parts joined by ": ".
+  std::string message;
+  for (char c : U8(r.Description)) {
+    if (c == '\n') continue;
+    message += c == '\r' ? std::string(": ") : std::string(1, c);
+  }
+  const std::string reason = r.LastDllError != 0 ? U8(kiv::SystemMessage(r.LastDllError)) : "";
+  if (JsonOutput()) {
     nlohmann::json j = {{"error",
                          {{"what", what},
                           {"number", r.Number},
                           {"source", U8(r.Source)},
-                          {"description", U8(r.Description)}}}};
+                          {"description", U8(r.Description)},
+                          {"system_error", r.LastDllError},
+                          {"reason", reason}}}};
     std::cout << j.dump() << std::endl;
   } else {
-    std::cerr << "kivlog: " << what << ": " << U8(r.Description) << " (error " << r.Number << ", "
-              << U8(r.Source) << ")" << std::endl;
+    std::cerr << "kivlog: " << what << ": " << message << (reason.empty() ? "" : ": ") << reason
+              << " (error " << r.Number << ", " << U8(r.Source) << ")" << std::endl;
   }
   return 1;
 }
