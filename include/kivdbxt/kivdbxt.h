@@ -14,6 +14,7 @@
 #include "kivdbxt/kiv_log_file.h"
 #include "kivdbxt/kiv_log_filter.h"
 #include "kivdbxt/kiv_log_info.h"
+#include "kivdbxt/kiv_sector.h"
 #include "kivdbxt/qv_db_xt.h"
 #include "kivdbxt/qv_db_xt_mod.h"
 #include "kivdbxt/raised_error.h"

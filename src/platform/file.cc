@@ -146,6 +146,26 @@ void File::Truncate(int64_t size) {
   if (::ftruncate(fd_, size) != 0) RaiseErrno(errno);
 }
 
+void File::Sync() {
+  if (::fdatasync(fd_) != 0) RaiseErrno(errno);
+}
+
+void File::Lock(ShareLock lock) {
+  if (!AcquireLock(fd_, lock)) {
+    int err = errno;
+    throw Error{kErrPermissionDenied, RtErrorText(kErrPermissionDenied), err};
+  }
+}
+
+bool File::TryLock(ShareLock lock) {
+  if (lock == ShareLock::None) return true;
+  return ::flock(fd_, (lock == ShareLock::Exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB) == 0;
+}
+
+void File::Unlock() {
+  if (fd_ >= 0) ::flock(fd_, LOCK_UN);
+}
+
 void File::Close() {
   if (fd_ >= 0) {
     ::close(fd_);  // closing the descriptor releases its flock

@@ -56,6 +56,13 @@ class File {
   size_t ReadAt(int64_t offset, void* buffer, size_t n) const;
   void WriteAt(int64_t offset, const void* data, size_t n);
   void Truncate(int64_t size);
+  // Makes the file's data durable (fdatasync).
+  void Sync();
+  // A lock on a file already open, for callers that lock per operation instead of per open:
+  // Lock waits as Open does and raises 70; TryLock does not wait. Unlock drops either.
+  void Lock(ShareLock lock);
+  bool TryLock(ShareLock lock);
+  void Unlock();
   void Close();
 
  private:

@@ -27,5 +27,7 @@ void AddDemoCommand(CLI::App& app);    // demo: the main job of the README
 void AddDailyLogCommands(CLI::App& app);
 // db: the database event log (create, report, show, purge, compact, settings, watch).
 void AddDbCommands(CLI::App& app);
+// sector: a sector store (create, put, get, rm, ls, info, compact, verify).
+void AddSectorCommands(CLI::App& app);
 
 }  // namespace kivlog

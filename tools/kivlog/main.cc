@@ -73,6 +73,7 @@ int main(int argc, char** argv) {
   kivlog::AddDemoCommand(app);
   kivlog::AddDailyLogCommands(app);
   kivlog::AddDbCommands(app);
+  kivlog::AddSectorCommands(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {

@@ -1,0 +1,304 @@
+// Sector store: a write and a read next to the bare system calls they make, read and rewrite in
+// a store of 10,000 and of 1,000,000 records, inserts and reads against SQLite, compaction of a
+// 64 MB and a 640 MB store, and a record of 256 MB.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "kivdbxt/kivdbxt.h"
+#include "targets.h"
+
+namespace {
+
+constexpr int32_t kPage = 4096;
+
+std::string BenchFolder(const std::string& name) {
+  auto dir = std::filesystem::temp_directory_path() / ("kivbench-sector-" + name);
+  std::filesystem::remove_all(dir);
+  std::filesystem::create_directories(dir);
+  return dir.string();
+}
+
+std::vector<uint8_t> Bytes(size_t n, uint8_t seed) {
+  std::vector<uint8_t> v(n);
+  for (size_t i = 0; i < n; ++i) v[i] = static_cast<uint8_t>(seed + i * 7);
+  return v;
+}
+
+void Put32(uint8_t* p, uint32_t v) { std::memcpy(p, &v, 4); }
+
+// A new, open store in its own folder.
+kiv::String NewStore(kiv::KivSector& s, const std::string& name, int32_t sector_size) {
+  const kiv::String base = kiv::FromUtf8(BenchFolder(name) + "/store");
+  if (s.SectorCreate(base, sector_size) || s.SectorOpen(base)) std::abort();
+  return base;
+}
+
+// --- A new 4 KB record, and a read of one ----------------------------------------------------
+
+void LibraryWriteNew4K(benchmark::State& state) {
+  kiv::KivSector s;
+  NewStore(s, "write", kPage);
+  const std::vector<uint8_t> data = Bytes(kPage, 1);
+  for (auto _ : state) {
+    int32_t id = 0;
+    if (s.SectorWrite(id, data)) state.SkipWithError("write failed");
+  }
+}
+
+// The writes a new record needs, by hand: its sector, its chain entry and its directory entry,
+// with the CRC-32 of the data and of the entry.
+void BaselineWriteNew4K(benchmark::State& state) {
+  const std::string folder = BenchFolder("write-baseline");
+  const int dir = ::open((folder + "/b.QVD").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  const int fat = ::open((folder + "/b.QVF").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  const int sec = ::open((folder + "/b.QVS").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  const std::vector<uint8_t> data = Bytes(kPage, 1);
+  int64_t n = 0;
+  for (auto _ : state) {
+    ::pwrite(sec, data.data(), data.size(), n * kPage);
+    const int32_t end = -2;
+    ::pwrite(fat, &end, 4, 16 + 4 * n);
+    uint8_t entry[32] = {};
+    Put32(entry, static_cast<uint32_t>(n));
+    const int64_t length = kPage;
+    std::memcpy(entry + 8, &length, 8);
+    Put32(entry + 24, static_cast<uint32_t>(crc32(0, data.data(), kPage)));
+    Put32(entry + 28, static_cast<uint32_t>(crc32(0, entry, 28)));
+    ::pwrite(dir, entry, sizeof entry, 64 + 32 * n);
+    ++n;
+  }
+  ::close(dir);
+  ::close(fat);
+  ::close(sec);
+}
+
+void LibraryRead4K(benchmark::State& state) {
+  kiv::KivSector s;
+  NewStore(s, "read", kPage);
+  const std::vector<uint8_t> data = Bytes(kPage, 2);
+  for (int i = 0; i < 1000; ++i) {
+    int32_t id = 0;
+    s.SectorWrite(id, data);
+  }
+  std::vector<uint8_t> out;
+  int32_t id = 0;
+  for (auto _ : state) {
+    id = id % 1000 + 1;
+    if (s.SectorRead(id, out)) state.SkipWithError("read failed");
+    benchmark::DoNotOptimize(out.data());
+  }
+}
+
+// A read by hand: one pread of the record's sector into a buffer of the record's size, and the
+// CRC-32 of what came back.
+void BaselineRead4K(benchmark::State& state) {
+  const std::string path = BenchFolder("read-baseline") + "/b.QVS";
+  const int sec = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  const std::vector<uint8_t> data = Bytes(kPage, 2);
+  for (int i = 0; i < 1000; ++i) ::pwrite(sec, data.data(), data.size(), int64_t{i} * kPage);
+  int64_t n = 0;
+  for (auto _ : state) {
+    n = (n + 1) % 1000;
+    std::vector<uint8_t> out(kPage);
+    ::pread(sec, out.data(), out.size(), n * kPage);
+    benchmark::DoNotOptimize(crc32(0, out.data(), kPage));
+  }
+  ::close(sec);
+}
+
+// --- Cost against the size of the store --------------------------------------------------------
+
+// Writes a store of `records` records of 100 bytes in 128-byte sectors straight from the file
+// layout (record k in sector k - 1), much faster than a million calls; its CRCs are real.
+kiv::String BulkStore(int64_t records) {
+  static std::map<int64_t, kiv::String> made;  // each size once: a run calls a benchmark often
+  if (auto it = made.find(records); it != made.end()) return it->second;
+  const std::string base = BenchFolder("bulk-" + std::to_string(records)) + "/store";
+  const int32_t sector = 128;
+  const std::vector<uint8_t> data = Bytes(100, 3);
+  const uint32_t crc = static_cast<uint32_t>(crc32(0, data.data(), data.size()));
+  std::vector<uint8_t> dir(64 + 32 * records), fat(16 + 4 * records), sec(sector * records);
+  std::memcpy(dir.data(), "QVDIR001", 8);
+  Put32(&dir[8], sector);
+  Put32(&dir[12], static_cast<uint32_t>(records));
+  Put32(&dir[16], static_cast<uint32_t>(records));
+  Put32(&dir[60], static_cast<uint32_t>(crc32(0, dir.data(), 60)));
+  std::memcpy(fat.data(), "QVFAT001", 8);
+  Put32(&fat[8], sector);
+  Put32(&fat[12], static_cast<uint32_t>(records));
+  for (int64_t k = 0; k < records; ++k) {
+    uint8_t* e = &dir[64 + 32 * k];
+    Put32(e, static_cast<uint32_t>(k));
+    const int64_t length = 100;
+    std::memcpy(e + 8, &length, 8);
+    const double modified = 45356.5;
+    std::memcpy(e + 16, &modified, 8);
+    Put32(e + 24, crc);
+    Put32(e + 28, static_cast<uint32_t>(crc32(0, e, 28)));
+    Put32(&fat[16 + 4 * k], static_cast<uint32_t>(-2));
+    std::memcpy(&sec[sector * k], data.data(), data.size());
+  }
+  for (auto [ext, bytes] :
+       {std::pair{".QVD", &dir}, std::pair{".QVF", &fat}, std::pair{".QVS", &sec}}) {
+    const int fd = ::open((base + ext).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    // In pages, as a store grown record by record is written: one large write would leave the
+    // file in the page cache in large folios, which make every later small write slower.
+    for (size_t at = 0; at < bytes->size(); at += kPage) {
+      ::pwrite(fd, bytes->data() + at, std::min<size_t>(kPage, bytes->size() - at), at);
+    }
+    ::close(fd);
+  }
+  return made[records] = kiv::FromUtf8(base);
+}
+
+void ReadAt(benchmark::State& state) {
+  kiv::KivSector s;
+  if (s.SectorOpen(BulkStore(state.range(0)))) state.SkipWithError("open failed");
+  std::mt19937 rng(1);
+  std::vector<uint8_t> out;
+  for (auto _ : state) {
+    const int32_t id = static_cast<int32_t>(1 + rng() % state.range(0));
+    if (s.SectorRead(id, out)) state.SkipWithError("read failed");
+  }
+}
+
+void RewriteAt(benchmark::State& state) {
+  kiv::KivSector s;
+  if (s.SectorOpen(BulkStore(state.range(0)))) state.SkipWithError("open failed");
+  std::mt19937 rng(1);
+  const std::vector<uint8_t> data = Bytes(100, 4);
+  for (auto _ : state) {
+    int32_t id = static_cast<int32_t>(1 + rng() % state.range(0));
+    if (s.SectorWrite(id, data)) state.SkipWithError("rewrite failed");
+  }
+}
+
+// --- Against SQLite --------------------------------------------------------------------------
+
+// The same records by key in SQLite: INTEGER PRIMARY KEY and BLOB, one transaction per insert,
+// WAL and synchronous OFF (the store does not sync either unless SyncWrites is set).
+sqlite3* OpenSqlite(const std::string& name) {
+  sqlite3* db = nullptr;
+  sqlite3_open((BenchFolder(name) + "/b.db").c_str(), &db);
+  sqlite3_exec(db,
+               "PRAGMA journal_mode=WAL; PRAGMA synchronous=OFF;"
+               "CREATE TABLE r (id INTEGER PRIMARY KEY, data BLOB)",
+               nullptr, nullptr, nullptr);
+  return db;
+}
+
+void SqliteInsert4K(benchmark::State& state) {
+  sqlite3* db = OpenSqlite("sqlite-insert");
+  sqlite3_stmt* insert = nullptr;
+  sqlite3_prepare_v2(db, "INSERT INTO r (data) VALUES (?)", -1, &insert, nullptr);
+  const std::vector<uint8_t> data = Bytes(kPage, 1);
+  for (auto _ : state) {
+    sqlite3_bind_blob(insert, 1, data.data(), kPage, SQLITE_STATIC);
+    if (sqlite3_step(insert) != SQLITE_DONE) state.SkipWithError("insert failed");
+    sqlite3_reset(insert);
+  }
+  sqlite3_finalize(insert);
+  sqlite3_close(db);
+}
+
+void SqliteRead4K(benchmark::State& state) {
+  sqlite3* db = OpenSqlite("sqlite-read");
+  sqlite3_stmt* insert = nullptr;
+  sqlite3_prepare_v2(db, "INSERT INTO r (data) VALUES (?)", -1, &insert, nullptr);
+  const std::vector<uint8_t> data = Bytes(kPage, 2);
+  for (int i = 0; i < 1000; ++i) {
+    sqlite3_bind_blob(insert, 1, data.data(), kPage, SQLITE_STATIC);
+    sqlite3_step(insert);
+    sqlite3_reset(insert);
+  }
+  sqlite3_finalize(insert);
+  sqlite3_stmt* select = nullptr;
+  sqlite3_prepare_v2(db, "SELECT data FROM r WHERE id = ?", -1, &select, nullptr);
+  std::vector<uint8_t> out;
+  int64_t id = 0;
+  for (auto _ : state) {
+    id = id % 1000 + 1;
+    sqlite3_bind_int64(select, 1, id);
+    if (sqlite3_step(select) != SQLITE_ROW) state.SkipWithError("select failed");
+    const auto* blob = static_cast<const uint8_t*>(sqlite3_column_blob(select, 0));
+    out.assign(blob, blob + sqlite3_column_bytes(select, 0));
+    sqlite3_reset(select);
+  }
+  sqlite3_finalize(select);
+  sqlite3_close(db);
+}
+
+// --- Compaction and large records --------------------------------------------------------------
+
+// A store of range(0) MB in records of 1 MB, every other one deleted: compaction moves the upper
+// half of what is left down and cuts the files to half.
+void Compact(benchmark::State& state) {
+  kiv::KivSector s;
+  NewStore(s, "compact-" + std::to_string(state.range(0)), kPage);
+  const std::vector<uint8_t> data = Bytes(1 << 20, 5);
+  for (int64_t i = 0; i < state.range(0); ++i) {
+    int32_t id = 0;
+    s.SectorWrite(id, data);
+  }
+  for (int32_t id = 1; id <= state.range(0); id += 2) s.SectorDelete(id);
+  for (auto _ : state) {
+    if (s.SectorCompact()) state.SkipWithError("compact failed");
+  }
+  state.SetBytesProcessed(state.range(0) << 20);
+}
+
+void LargeRecord(benchmark::State& state) {
+  kiv::KivSector s;
+  NewStore(s, "large", kPage);
+  const std::vector<uint8_t> data = Bytes(size_t(state.range(0)) << 20, 6);
+  std::vector<uint8_t> out;
+  for (auto _ : state) {
+    int32_t id = 0;
+    if (s.SectorWrite(id, data) || s.SectorRead(id, out) || out != data) {
+      state.SkipWithError("large record failed");
+    }
+  }
+  state.SetBytesProcessed(2 * int64_t(data.size()) * state.iterations());
+}
+
+BENCHMARK(LibraryWriteNew4K)->Iterations(20000);
+BENCHMARK(BaselineWriteNew4K)->Iterations(20000);
+BENCHMARK(LibraryRead4K);
+BENCHMARK(BaselineRead4K);
+BENCHMARK(ReadAt)->Arg(10000)->Arg(1000000);
+BENCHMARK(RewriteAt)->Arg(10000)->Arg(1000000);
+BENCHMARK(SqliteInsert4K)->Iterations(20000);
+BENCHMARK(SqliteRead4K);
+BENCHMARK(Compact)->Arg(64)->Arg(640)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(LargeRecord)->Arg(256)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return kivbench::RunWithTargets(
+      argc, argv,
+      {{"a new 4 KB record against its pwrite calls by hand", "LibraryWriteNew4K/iterations:20000",
+        "BaselineWriteNew4K/iterations:20000", 1.5},
+       {"a 4 KB read against a pread and its CRC by hand", "LibraryRead4K", "BaselineRead4K", 1.3},
+       {"a read in 1,000,000 records against one in 10,000", "ReadAt/1000000", "ReadAt/10000", 1.2},
+       {"a rewrite in 1,000,000 records against one in 10,000", "RewriteAt/1000000",
+        "RewriteAt/10000", 1.2},
+       {"a 4 KB insert against SQLite's (goal: at most 0.5)", "LibraryWriteNew4K/iterations:20000",
+        "SqliteInsert4K/iterations:20000", 0.5},
+       {"a 4 KB read against SQLite's by key (goal: at most 0.5)", "LibraryRead4K", "SqliteRead4K",
+        0.5},
+       {"compaction of 640 MB against 64 MB", "Compact/640/iterations:1", "Compact/64/iterations:1",
+        12}});
+}

@@ -1,0 +1,229 @@
+// KivSector: each public operation runs in the guard, on the open store, and writes its debug
+// line when Debug is on.
+#include "kivdbxt/kiv_sector.h"
+
+#include <optional>
+#include <string>
+
+#include "frame/error.h"
+#include "frame/factory.h"
+#include "frame/guard.h"
+#include "platform/rt_errors.h"
+#include "platform/text_codec.h"
+#include "sector/debug_log.h"
+#include "sector/sector_store.h"
+
+namespace kiv {
+namespace {
+
+const ClassRegistrar kRegistrar(u"KivSector", [] {
+  return std::static_pointer_cast<Object>(std::make_shared<KivSector>());
+});
+
+std::string Id(int32_t rec_id) { return "RecId=" + std::to_string(rec_id); }
+
+// The arguments of a write: the RecId given (and the one given back), the data's size and kind
+// (a length below 0: a Variant converted to text).
+auto WriteArgs(const int32_t& rec_id, int64_t length, bool text) {
+  return [&rec_id, given = rec_id, length, text] {
+    std::string args = Id(given);
+    if (given == 0 && rec_id != 0) args += " NewRecId=" + std::to_string(rec_id);
+    if (length >= 0) args += " Length=" + std::to_string(length);
+    return args + (text ? " Text" : " Bytes");
+  };
+}
+
+const uint8_t* BytesOf(const String& text) { return reinterpret_cast<const uint8_t*>(text.data()); }
+
+}  // namespace
+
+KivSector::KivSector() = default;
+
+KivSector::~KivSector() { SectorClose(); }
+
+// The open store, or the error of an operation before SectorOpen.
+static SectorStore& OpenStore(const std::unique_ptr<SectorStore>& store) {
+  if (!store) RaiseLibrary(NotOpenMessage());
+  return *store;
+}
+
+// Reads a record into text (true) or bytes (false), as it was written.
+static bool ReadRecord(SectorStore& store, int32_t rec_id, String& text,
+                       std::vector<uint8_t>& bytes) {
+  return store
+      .Read(rec_id,
+            [&](const sector::DirEntry& e) {
+              if (e.IsText()) {
+                text.resize(static_cast<size_t>(e.length / 2));
+                return reinterpret_cast<uint8_t*>(text.data());
+              }
+              bytes.resize(static_cast<size_t>(e.length));
+              return bytes.data();
+            })
+      .IsText();
+}
+
+// Runs one public operation: the guard, then the debug line (its arguments described after the
+// operation, so that they show what it gave back).
+template <class Args, class Body>
+static bool Run(bool debug, const char* name, Args&& args, Body&& body) {
+  const String source = u"KivSector." + FromUtf8(name);
+  const bool failed = Guard(source.c_str(), true, [&] {
+    body();
+    return false;
+  });
+  if (debug) WriteDebugLine(name, std::string(args()), failed);
+  return failed;
+}
+
+bool KivSector::SectorCreate(const String& FileName, int32_t SectorSize) {
+  return Run(
+      debug_, "SectorCreate",
+      [&] { return ToUtf8(FileName) + " SectorSize=" + std::to_string(SectorSize); },
+      [&] { SectorStore::Create(StoreBase(FileName), SectorSize); });
+}
+
+bool KivSector::SectorOpen(const String& FileName, bool ReadOnly) {
+  return Run(
+      debug_, "SectorOpen", [&] { return ToUtf8(FileName) + (ReadOnly ? " ReadOnly" : ""); },
+      [&] {
+        store_.reset();
+        store_ = std::make_unique<SectorStore>(StoreBase(FileName), ReadOnly);
+        store_->sync_writes = sync_writes_;
+      });
+}
+
+bool KivSector::SectorClose() {
+  return Run(
+      debug_, "SectorClose", [] { return ""; }, [&] { store_.reset(); });
+}
+
+bool KivSector::SectorWrite(int32_t& RecId, const String& Data) {
+  const int64_t length = static_cast<int64_t>(Data.size()) * 2;
+  return Run(debug_, "SectorWrite", WriteArgs(RecId, length, true),
+             [&] { OpenStore(store_).Write(RecId, BytesOf(Data), length, true); });
+}
+
+bool KivSector::SectorWrite(int32_t& RecId, const char16_t* Data) {
+  return SectorWrite(RecId, Data ? String(Data) : String());
+}
+
+bool KivSector::SectorWrite(int32_t& RecId, const std::vector<uint8_t>& Data) {
+  const int64_t length = static_cast<int64_t>(Data.size());
+  return Run(debug_, "SectorWrite", WriteArgs(RecId, length, false),
+             [&] { OpenStore(store_).Write(RecId, Data.data(), length, false); });
+}
+
+bool KivSector::SectorWrite(int32_t& RecId, const Variant& Data) {
+  if (Data.Type() == (vbArray | vbByte)) return SectorWrite(RecId, Data.Bytes());
+  if (Data.Type() == vbString) return SectorWrite(RecId, Data.StringValue());
+  // Anything else is written as its text, as the run time's CStr gives it.
+  return Run(debug_, "SectorWrite", WriteArgs(RecId, -1, true), [&] {
+    std::optional<String> text = Data.ToString();
+    if (!text) Raise(kErrTypeMismatch);
+    const int64_t length = static_cast<int64_t>(text->size()) * 2;
+    OpenStore(store_).Write(RecId, BytesOf(*text), length, true);
+  });
+}
+
+bool KivSector::SectorRead(int32_t RecId, String& Data) {
+  return Run(
+      debug_, "SectorRead", [&] { return Id(RecId); },
+      [&] {
+        String text;
+        std::vector<uint8_t> bytes;
+        Data = ReadRecord(OpenStore(store_), RecId, text, bytes) ? std::move(text)
+                                                                 : BytesToString(bytes);
+      });
+}
+
+bool KivSector::SectorRead(int32_t RecId, std::vector<uint8_t>& Data) {
+  return Run(
+      debug_, "SectorRead", [&] { return Id(RecId); },
+      [&] {
+        std::vector<uint8_t> bytes;
+        OpenStore(store_).Read(RecId, [&](const sector::DirEntry& e) {
+          bytes.resize(static_cast<size_t>(e.length));
+          return bytes.data();
+        });
+        Data = std::move(bytes);
+      });
+}
+
+bool KivSector::SectorRead(int32_t RecId, Variant& Data) {
+  return Run(
+      debug_, "SectorRead", [&] { return Id(RecId); },
+      [&] {
+        String text;
+        std::vector<uint8_t> bytes;
+        Data = ReadRecord(OpenStore(store_), RecId, text, bytes) ? Variant(std::move(text))
+                                                                 : Variant(std::move(bytes));
+      });
+}
+
+bool KivSector::SectorDelete(int32_t RecId) {
+  return Run(
+      debug_, "SectorDelete", [&] { return Id(RecId); }, [&] { OpenStore(store_).Delete(RecId); });
+}
+
+bool KivSector::SectorInfo(int32_t RecId, int64_t& Length, Date& Modified) {
+  return Run(
+      debug_, "SectorInfo", [&] { return Id(RecId); },
+      [&] {
+        const sector::DirEntry e = OpenStore(store_).Info(RecId);
+        Length = e.length;
+        Modified = e.modified;
+      });
+}
+
+bool KivSector::SectorList(const std::shared_ptr<Collection>& RetIds) {
+  return Run(
+      debug_, "SectorList", [] { return ""; },
+      [&] {
+        if (!RetIds) Raise(kErrObjectNotSet);
+        const std::vector<int32_t> ids = OpenStore(store_).List();
+        RetIds->Clear();
+        for (int32_t id : ids) RetIds->Add(Variant(id));
+      });
+}
+
+bool KivSector::SectorFlush() {
+  return Run(
+      debug_, "SectorFlush", [] { return ""; }, [&] { OpenStore(store_).Flush(); });
+}
+
+bool KivSector::SectorCompact() {
+  return Run(
+      debug_, "SectorCompact", [] { return ""; }, [&] { OpenStore(store_).Compact(); });
+}
+
+bool KivSector::SectorVerify(const std::shared_ptr<Collection>& Damaged) {
+  return Run(
+      debug_, "SectorVerify", [] { return ""; },
+      [&] {
+        if (!Damaged) Raise(kErrObjectNotSet);
+        const std::vector<int32_t> ids = OpenStore(store_).Verify();
+        Damaged->Clear();
+        for (int32_t id : ids) Damaged->Add(Variant(id));
+      });
+}
+
+String KivSector::FileName() const { return store_ ? store_->Base() : String(); }
+
+int32_t KivSector::SectorSize() const { return store_ ? store_->SectorSize() : 0; }
+
+int32_t KivSector::Records() const {
+  return Guard(u"KivSector.Records", 0, [&] { return OpenStore(store_).Records(); });
+}
+
+bool KivSector::Debug() const { return debug_; }
+void KivSector::Debug(bool value) { debug_ = value; }
+
+bool KivSector::SyncWrites() const { return sync_writes_; }
+
+void KivSector::SyncWrites(bool value) {
+  sync_writes_ = value;
+  if (store_) store_->sync_writes = value;
+}
+
+}  // namespace kiv

@@ -1,0 +1,421 @@
+#include "sector/sector_store.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "frame/error.h"
+#include "platform/clock.h"
+#include "platform/fs.h"
+#include "platform/rt_errors.h"
+
+namespace kiv {
+
+using namespace sector;
+
+static_assert(std::endian::native == std::endian::little,
+              "the allocation table and UTF-16 text go to disk straight from memory");
+
+namespace {
+
+// Bytes moved by one read or write call: large records go in pieces, their CRC computed while
+// each piece is still in the cache.
+constexpr int64_t kIoPiece = 1 << 20;
+// Directory entries read by one call of a pass over the directory.
+constexpr int32_t kEntriesPerRead = 32768;
+
+OpenOptions Options(bool read_only) {
+  OpenOptions o;
+  o.access = read_only ? Access::Read : Access::ReadWrite;
+  return o;
+}
+
+}  // namespace
+
+// The lock of one operation on the ".QVD": shared for reads, exclusive for changes. The ".QVF"
+// serves as a turnstile so that readers do not starve a writer: a writer that cannot lock at
+// once holds the turnstile while it waits, and readers pass the turnstile before they lock.
+class SectorStore::OperationLock {
+ public:
+  OperationLock(SectorStore& store, bool exclusive) : dir_(store.dir_) {
+    const ShareLock mode = exclusive ? ShareLock::Exclusive : ShareLock::Shared;
+    if (exclusive && dir_.TryLock(mode)) return;
+    File& turnstile = store.fat_;
+    turnstile.Lock(mode);
+    try {
+      dir_.Lock(mode);
+    } catch (...) {
+      turnstile.Unlock();
+      throw;
+    }
+    turnstile.Unlock();
+  }
+  ~OperationLock() { dir_.Unlock(); }
+  OperationLock(const OperationLock&) = delete;
+  OperationLock& operator=(const OperationLock&) = delete;
+
+ private:
+  File& dir_;
+};
+
+void SectorStore::Create(const String& base, int32_t sector_size) {
+  if (!ValidSectorSize(sector_size)) Raise(kErrInvalidCall);
+  for (const String& file : {DirectoryFile(base), TableFile(base), SectorsFile(base)}) {
+    if (FileExists(file)) RaiseLibrary(StoreExistsMessage(file));
+  }
+  OpenOptions o;
+  o.access = Access::Write;
+  o.create = true;
+  o.truncate = true;
+  o.lock = ShareLock::Exclusive;
+  File::Open(SectorsFile(base), o);
+  uint8_t fat[kFatHeaderSize];
+  EncodeFatHeader({sector_size, 0}, fat);
+  File::Open(TableFile(base), o).WriteAt(0, fat, sizeof fat);
+  // The directory last: a store whose directory exists is complete.
+  uint8_t dir[kDirHeaderSize];
+  EncodeDirHeader({sector_size, 0, 0, 0}, dir);
+  File::Open(DirectoryFile(base), o).WriteAt(0, dir, sizeof dir);
+}
+
+SectorStore::SectorStore(const String& base, bool read_only) : base_(base), read_only_(read_only) {
+  dir_ = File::Open(DirectoryFile(base), Options(read_only));
+  fat_ = File::Open(TableFile(base), Options(read_only));
+  data_ = File::Open(SectorsFile(base), Options(read_only));
+  uint8_t buf[kDirHeaderSize];
+  OperationLock lock(*this, false);
+  if (dir_.ReadAt(0, buf, sizeof buf) != sizeof buf || !DecodeDirHeader(buf, header_) ||
+      !ValidSectorSize(header_.sector_size)) {
+    RaiseLibrary(NotAStoreMessage(DirectoryFile(base)));
+  }
+  sector_size_ = header_.sector_size;
+  Refresh(true);
+}
+
+// --- Cached state -----------------------------------------------------------------------------
+
+void SectorStore::Change(const std::function<void()>& body) {
+  RequireWritable();
+  OperationLock lock(*this, true);
+  try {
+    Refresh(true);
+    header_.records = records_;  // the count as the entries hold it, after a crash too
+    body();
+  } catch (...) {
+    valid_ = false;  // memory may be ahead of the files: reload next time
+    throw;
+  }
+}
+
+void SectorStore::Refresh(bool slots) {
+  uint8_t buf[kDirHeaderSize];
+  DirHeader h;
+  if (dir_.ReadAt(0, buf, sizeof buf) != sizeof buf || !DecodeDirHeader(buf, h) ||
+      h.sector_size != sector_size_) {
+    valid_ = false;
+    RaiseLibrary(NotAStoreMessage(DirectoryFile(base_)));
+  }
+  if (!valid_ || h.generation != header_.generation) {
+    header_ = h;
+    slots_known_ = false;
+    LoadTable();
+    valid_ = true;
+  }
+  if (slots && !slots_known_) ScanDirectory();
+}
+
+// The table holds the header's count of entries, or what the file holds when it is shorter (a
+// cut file: chains into the missing part do not check).
+void SectorStore::LoadTable() {
+  uint8_t buf[kFatHeaderSize];
+  FatHeader h;
+  if (fat_.ReadAt(0, buf, sizeof buf) != sizeof buf || !DecodeFatHeader(buf, h) ||
+      h.sector_size != sector_size_ || h.sectors < 0) {
+    RaiseLibrary(NotAStoreMessage(TableFile(base_)));
+  }
+  const int64_t in_file = std::max<int64_t>(0, (fat_.Size() - kFatHeaderSize) / 4);
+  std::vector<int32_t> next(static_cast<size_t>(std::min<int64_t>(h.sectors, in_file)));
+  const int64_t bytes = 4 * static_cast<int64_t>(next.size());
+  if (fat_.ReadAt(kFatHeaderSize, next.data(), bytes) != static_cast<size_t>(bytes)) {
+    RaiseLibrary(NotAStoreMessage(TableFile(base_)));
+  }
+  table_.Load(std::move(next));
+}
+
+void SectorStore::ForEachEntry(const EntryVisitor& visit) const {
+  std::vector<uint8_t> buf;
+  for (int32_t first = 1; first <= header_.slots; first += kEntriesPerRead) {
+    const int32_t count = std::min(kEntriesPerRead, header_.slots - first + 1);
+    buf.resize(static_cast<size_t>(count) * kEntrySize);
+    const size_t got = dir_.ReadAt(EntryOffset(first), buf.data(), buf.size());
+    for (int32_t i = 0; i < count; ++i) {
+      DirEntry e;
+      const bool valid = static_cast<size_t>(i + 1) * kEntrySize <= got &&
+                         DecodeEntry(buf.data() + i * kEntrySize, e);
+      visit(first + i, valid, e);
+    }
+  }
+}
+
+void SectorStore::ScanDirectory() {
+  free_slots_.clear();
+  records_ = 0;
+  ForEachEntry([this](int32_t rec_id, bool valid, const DirEntry& e) {
+    if (!valid) return;  // damaged: neither free nor counted
+    if (e.InUse()) {
+      ++records_;
+    } else {
+      free_slots_.insert(free_slots_.end(), rec_id);
+    }
+  });
+  slots_known_ = true;
+}
+
+// --- Entries and headers ----------------------------------------------------------------------
+
+bool SectorStore::ReadEntry(int32_t rec_id, DirEntry& entry) const {
+  if (rec_id < 1 || rec_id > header_.slots) RaiseMissing(rec_id);
+  uint8_t buf[kEntrySize];
+  if (dir_.ReadAt(EntryOffset(rec_id), buf, sizeof buf) != sizeof buf) return false;
+  if (!DecodeEntry(buf, entry)) return false;
+  if (!entry.InUse()) RaiseMissing(rec_id);
+  return true;
+}
+
+DirEntry SectorStore::CheckedEntry(int32_t rec_id, std::vector<int32_t>& chain) const {
+  DirEntry e;
+  if (!ReadEntry(rec_id, e) || !table_.Walk(e.first, e.length, sector_size_, chain) ||
+      (e.IsText() && e.length % 2 != 0)) {
+    RaiseDamaged(rec_id);
+  }
+  return e;
+}
+
+// The lowest free slot; without one, the directory grows by a batch of free entries, written
+// before the header counts them so that a crash never leaves a counted slot without its entry.
+int32_t SectorStore::TakeFreeSlot() {
+  if (free_slots_.empty()) {
+    const int32_t from = header_.slots;
+    const int32_t grow = std::max(16, from / 8);
+    std::vector<uint8_t> buf(static_cast<size_t>(grow) * kEntrySize);
+    for (int32_t i = 0; i < grow; ++i) EncodeEntry(DirEntry{}, buf.data() + i * kEntrySize);
+    dir_.WriteAt(EntryOffset(from + 1), buf.data(), buf.size());
+    for (int32_t k = from + 1; k <= from + grow; ++k) free_slots_.insert(free_slots_.end(), k);
+    header_.slots = from + grow;
+  }
+  return free_slots_.extract(free_slots_.begin()).value();
+}
+
+void SectorStore::WriteHeader() {
+  uint8_t buf[kDirHeaderSize];
+  EncodeDirHeader(header_, buf);
+  dir_.WriteAt(0, buf, sizeof buf);
+}
+
+void SectorStore::WriteEntry(int32_t rec_id, const DirEntry& entry) {
+  uint8_t buf[kEntrySize];
+  EncodeEntry(entry, buf);
+  dir_.WriteAt(EntryOffset(rec_id), buf, sizeof buf);
+}
+
+void SectorStore::WriteTable() {
+  const std::vector<int32_t>& next = table_.Entries();
+  for (const Run& run : table_.TakeDirty()) {
+    fat_.WriteAt(FatOffset(run.begin), next.data() + run.begin, 4 * size_t(run.count));
+  }
+  if (table_.TakeResized()) {
+    uint8_t buf[kFatHeaderSize];
+    EncodeFatHeader({sector_size_, table_.Sectors()}, buf);
+    fat_.WriteAt(0, buf, sizeof buf);
+  }
+}
+
+void SectorStore::RequireWritable() const {
+  if (read_only_) Raise(kErrBadFileMode);
+}
+
+void SectorStore::RaiseDamaged(int32_t rec_id) const { RaiseLibrary(DamagedRecordMessage(rec_id)); }
+void SectorStore::RaiseMissing(int32_t rec_id) const { RaiseLibrary(MissingRecordMessage(rec_id)); }
+
+// --- Sector data ------------------------------------------------------------------------------
+
+void SectorStore::WriteSectors(std::span<const int32_t> sectors, const uint8_t* data, int64_t bytes,
+                               uint32_t* crc) {
+  int64_t done = 0;
+  for (const Run& run : ConsecutiveRuns({sectors.begin(), sectors.end()})) {
+    const int64_t run_end = std::min(bytes, done + int64_t{run.count} * sector_size_);
+    const int64_t offset = int64_t{run.begin} * sector_size_ - done;
+    for (; done < run_end;) {
+      const int64_t n = std::min(kIoPiece, run_end - done);
+      if (crc) *crc = Crc32(data + done, n, *crc);
+      data_.WriteAt(offset + done, data + done, n);
+      done += n;
+    }
+  }
+}
+
+int64_t SectorStore::ReadSectors(std::span<const int32_t> sectors, uint8_t* out, int64_t bytes,
+                                 uint32_t* crc) const {
+  int64_t done = 0;
+  for (const Run& run : ConsecutiveRuns({sectors.begin(), sectors.end()})) {
+    const int64_t run_end = std::min(bytes, done + int64_t{run.count} * sector_size_);
+    const int64_t offset = int64_t{run.begin} * sector_size_ - done;
+    for (; done < run_end;) {
+      const int64_t n = std::min(kIoPiece, run_end - done);
+      const int64_t got = data_.ReadAt(offset + done, out + done, n);
+      if (crc) *crc = Crc32(out + done, got, *crc);
+      done += got;
+      if (got < n) return done;
+    }
+  }
+  return done;
+}
+
+bool SectorStore::DataCrc(std::span<const int32_t> chain, int64_t length, uint32_t& crc) const {
+  const int64_t per_piece = std::max<int64_t>(1, kIoPiece / sector_size_);
+  std::vector<uint8_t> buf(static_cast<size_t>(std::min(length, per_piece * sector_size_)));
+  crc = 0;
+  for (size_t i = 0; i < chain.size(); i += per_piece) {
+    const auto piece = chain.subspan(i, std::min<size_t>(per_piece, chain.size() - i));
+    const int64_t bytes =
+        std::min<int64_t>(length - int64_t(i) * sector_size_, int64_t(piece.size()) * sector_size_);
+    if (ReadSectors(piece, buf.data(), bytes, &crc) != bytes) return false;
+  }
+  return true;
+}
+
+// --- Operations -------------------------------------------------------------------------------
+
+int32_t SectorStore::Records() {
+  OperationLock lock(*this, false);
+  Refresh(true);
+  return records_;
+}
+
+void SectorStore::Write(int32_t& rec_id, const uint8_t* data, int64_t length, bool text) {
+  Change([&] {
+    DirEntry old;
+    std::vector<int32_t> old_chain;
+    const bool replace = rec_id != 0;
+    // A damaged record may be replaced: its old sectors stay until compaction reclaims them.
+    const bool old_ok = replace && ReadEntry(rec_id, old);
+    const bool chain_ok = old_ok && table_.Walk(old.first, old.length, sector_size_, old_chain);
+    const int32_t slot = replace ? rec_id : TakeFreeSlot();
+    ++header_.generation;
+    if (!old_ok) ++header_.records;
+    WriteHeader();
+
+    const int64_t count = (length + sector_size_ - 1) / sector_size_;
+    if (count > INT32_MAX) Raise(kErrDiskFull);
+    const std::vector<int32_t> chain = table_.Allocate(static_cast<int32_t>(count));
+    DirEntry e;
+    e.first = chain.empty() ? kNoSectors : chain.front();
+    e.flags = text ? kTextFlag : 0;
+    e.length = length;
+    e.modified = Now();
+    WriteSectors(chain, data, length, &e.data_crc);
+    WriteTable();
+    if (sync_writes) {
+      data_.Sync();
+      fat_.Sync();
+    }
+    WriteEntry(slot, e);
+    if (sync_writes) dir_.Sync();
+    if (!old_ok) ++records_;
+    rec_id = slot;
+    if (chain_ok) {
+      table_.Free(old_chain);
+      WriteTable();
+    }
+  });
+}
+
+DirEntry SectorStore::Read(int32_t rec_id, const std::function<uint8_t*(const DirEntry&)>& buffer) {
+  OperationLock lock(*this, false);
+  Refresh(false);
+  std::vector<int32_t> chain;
+  const DirEntry e = CheckedEntry(rec_id, chain);
+  uint8_t* out = buffer(e);
+  uint32_t crc = 0;
+  if (ReadSectors(chain, out, e.length, &crc) != e.length || crc != e.data_crc) {
+    RaiseDamaged(rec_id);
+  }
+  return e;
+}
+
+void SectorStore::Delete(int32_t rec_id) {
+  Change([&] {
+    DirEntry old;
+    std::vector<int32_t> old_chain;
+    const bool old_ok = ReadEntry(rec_id, old);
+    const bool chain_ok = old_ok && table_.Walk(old.first, old.length, sector_size_, old_chain);
+    ++header_.generation;
+    if (old_ok) header_.records = std::max(0, header_.records - 1);
+    WriteHeader();
+    WriteEntry(rec_id, DirEntry{});
+    if (sync_writes) dir_.Sync();
+    if (old_ok) --records_;
+    free_slots_.insert(rec_id);
+    if (chain_ok) {
+      table_.Free(old_chain);
+      WriteTable();
+    }
+  });
+}
+
+DirEntry SectorStore::Info(int32_t rec_id) {
+  OperationLock lock(*this, false);
+  Refresh(false);
+  DirEntry e;
+  if (!ReadEntry(rec_id, e)) RaiseDamaged(rec_id);
+  return e;
+}
+
+std::vector<int32_t> SectorStore::List() {
+  OperationLock lock(*this, false);
+  Refresh(false);
+  std::vector<int32_t> ids;
+  ForEachEntry([&ids](int32_t rec_id, bool valid, const DirEntry& e) {
+    if (valid && e.InUse()) ids.push_back(rec_id);
+  });
+  return ids;
+}
+
+void SectorStore::Flush() {
+  OperationLock lock(*this, false);
+  if (read_only_) return;
+  data_.Sync();
+  fat_.Sync();
+  dir_.Sync();
+}
+
+// Damaged: an entry that does not check (or lies past the end of a cut file), a chain that does
+// not check, a sector that two chains claim, data cut short or with another CRC.
+std::vector<int32_t> SectorStore::Verify() {
+  OperationLock lock(*this, false);
+  Refresh(false);
+  std::vector<int32_t> damaged;
+  std::vector<int32_t> owner(static_cast<size_t>(table_.Sectors()), 0);
+  std::vector<int32_t> chain;
+  ForEachEntry([&](int32_t rec_id, bool valid, const DirEntry& e) {
+    if (valid && !e.InUse()) return;
+    bool ok = valid && table_.Walk(e.first, e.length, sector_size_, chain) &&
+              !(e.IsText() && e.length % 2 != 0);
+    if (ok) {
+      for (int32_t s : chain) {
+        if (owner[s] != 0) {
+          damaged.push_back(owner[s]);
+          ok = false;
+        }
+        owner[s] = rec_id;
+      }
+    }
+    uint32_t crc = 0;
+    if (ok && (!DataCrc(chain, e.length, crc) || crc != e.data_crc)) ok = false;
+    if (!ok) damaged.push_back(rec_id);
+  });
+  std::sort(damaged.begin(), damaged.end());
+  damaged.erase(std::unique(damaged.begin(), damaged.end()), damaged.end());
+  return damaged;
+}
+
+}  // namespace kiv

@@ -1,0 +1,116 @@
+// The open sector store: its three files, the locks every operation takes, and the allocation
+// state cached between operations. Operations raise kiv::Error; KivSector records them.
+//
+// A change runs under the exclusive lock in this order: new directory slots (free entries past
+// the header's count), the header with a new generation, the data in free sectors, their chain,
+// the entry (the commit point), the old chain marked free. Other processes see the new
+// generation and reload their cached state, also after a writer died half way.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <set>
+#include <span>
+#include <vector>
+
+#include "platform/file.h"
+#include "sector/allocation_table.h"
+#include "sector/sector_format.h"
+
+namespace kiv {
+
+class SectorStore {
+ public:
+  // Creates the three files of an empty store; raises "esiste già" when one of them exists.
+  static void Create(const String& base, int32_t sector_size);
+  SectorStore(const String& base, bool read_only);
+
+  const String& Base() const { return base_; }
+  int32_t SectorSize() const { return sector_size_; }
+  bool sync_writes = false;
+
+  int32_t Records();
+  // rec_id 0 adds a record and receives its number.
+  void Write(int32_t& rec_id, const uint8_t* data, int64_t length, bool text);
+  // Reads the record into the buffer that `buffer` returns for its entry (length bytes).
+  sector::DirEntry Read(int32_t rec_id,
+                        const std::function<uint8_t*(const sector::DirEntry&)>& buffer);
+  void Delete(int32_t rec_id);
+  sector::DirEntry Info(int32_t rec_id);
+  std::vector<int32_t> List();
+  void Flush();
+  void Compact();
+  std::vector<int32_t> Verify();
+
+ private:
+  class OperationLock;
+  // What a pass over the directory reports for a slot: valid is false for a damaged entry or
+  // one past the end of the file.
+  using EntryVisitor = std::function<void(int32_t rec_id, bool valid, const sector::DirEntry&)>;
+
+  // Runs a change under the exclusive lock; a failure drops the cached state.
+  void Change(const std::function<void()>& body);
+  // Reloads the cached state when the header's generation moved; with slots, also the free
+  // slots and the count of records.
+  void Refresh(bool slots);
+  void LoadTable();
+  void ScanDirectory();
+  void ForEachEntry(const EntryVisitor& visit) const;
+
+  // The entry of rec_id: raises "non esiste" for a free slot or one out of range; false for a
+  // damaged entry.
+  bool ReadEntry(int32_t rec_id, sector::DirEntry& entry) const;
+  // The entry and its chain, checked; raises "danneggiato" when either does not check.
+  sector::DirEntry CheckedEntry(int32_t rec_id, std::vector<int32_t>& chain) const;
+  int32_t TakeFreeSlot();
+  void WriteHeader();
+  void WriteEntry(int32_t rec_id, const sector::DirEntry& entry);
+  void WriteTable();
+  void RequireWritable() const;
+
+  // Data of consecutive chain positions, in bounded pieces, one call per run of consecutive
+  // sectors. Both continue crc when given one; ReadSectors returns the bytes found.
+  void WriteSectors(std::span<const int32_t> sectors, const uint8_t* data, int64_t bytes,
+                    uint32_t* crc);
+  int64_t ReadSectors(std::span<const int32_t> sectors, uint8_t* out, int64_t bytes,
+                      uint32_t* crc) const;
+  // The record's data CRC as it is on disk; false when the data is cut short.
+  bool DataCrc(std::span<const int32_t> chain, int64_t length, uint32_t& crc) const;
+
+  // Compaction steps (sector_compact.cc).
+  void FreeUnreachable(const std::vector<std::pair<int32_t, sector::DirEntry>>& records);
+  void MoveDown(int32_t rec_id, sector::DirEntry entry, int32_t target);
+  void CutFiles(int32_t sectors);
+
+  [[noreturn]] void RaiseDamaged(int32_t rec_id) const;
+  [[noreturn]] void RaiseMissing(int32_t rec_id) const;
+
+  String base_;
+  bool read_only_;
+  int32_t sector_size_ = 0;
+  File dir_, fat_, data_;
+
+  // Cached state, valid while the header's generation is header_.generation.
+  bool valid_ = false;
+  sector::DirHeader header_;
+  sector::AllocationTable table_;
+  bool slots_known_ = false;
+  std::set<int32_t> free_slots_;
+  int32_t records_ = 0;
+};
+
+// The messages of the store.
+String StoreExistsMessage(const String& file);
+String NotAStoreMessage(const String& file);
+String MissingRecordMessage(int32_t rec_id);
+String DamagedRecordMessage(int32_t rec_id);
+String NotOpenMessage();
+
+// The three file names of a base name; a name given with one of the extensions stands for its
+// base name.
+String StoreBase(const String& file_name);
+String DirectoryFile(const String& base);
+String TableFile(const String& base);
+String SectorsFile(const String& base);
+
+}  // namespace kiv

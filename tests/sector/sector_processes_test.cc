@@ -1,0 +1,218 @@
+// Several processes on one store: writers at once, and writers killed at random moments.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <map>
+#include <random>
+#include <set>
+
+#include "sector_support.h"
+
+namespace kiv::testing {
+namespace {
+
+// A record that describes itself: key, version and size, then bytes made from them, so that a
+// reader can tell a whole record from a torn or mixed one.
+std::vector<uint8_t> Payload(uint32_t key, uint32_t version, uint32_t size) {
+  std::vector<uint8_t> out(std::max<uint32_t>(size, 12));
+  const std::string head = Le32(key) + Le32(version) + Le32(static_cast<uint32_t>(out.size()));
+  std::copy(head.begin(), head.end(), out.begin());
+  for (size_t i = 12; i < out.size(); ++i)
+    out[i] = static_cast<uint8_t>(key * 31 + version * 17 + i);
+  return out;
+}
+
+struct Described {
+  uint32_t key = 0, version = 0;
+};
+
+// The key and version of a whole payload; nullopt for anything else.
+std::optional<Described> Describe(const std::vector<uint8_t>& data) {
+  if (data.size() < 12) return std::nullopt;
+  const std::string bytes(data.begin(), data.end());
+  Described d{static_cast<uint32_t>(Get32(bytes, 0)), static_cast<uint32_t>(Get32(bytes, 4))};
+  if (Payload(d.key, d.version, static_cast<uint32_t>(data.size())) != data) return std::nullopt;
+  return d;
+}
+
+using SectorProcessesTest = SectorTest;
+
+constexpr int kPerWriter = 300;
+constexpr uint32_t kShared = 1;  // the record both writers rewrite
+
+// One writer: adds its records, rewrites every fifth, deletes every seventh, and rewrites the
+// shared record each time. Exit code 0 when every call succeeded.
+int RunWriter(const String& base, uint32_t writer) {
+  KivSector s;
+  if (s.SectorOpen(base)) return 10;
+  for (uint32_t i = 1; i <= kPerWriter; ++i) {
+    const uint32_t key = writer * 100000 + i;
+    int32_t id = 0;
+    if (s.SectorWrite(id, Payload(key, 0, 12 + (i * 53) % 900))) return 11;
+    if (i % 5 == 0 && s.SectorWrite(id, Payload(key, 1, 12 + (i * 97) % 2500))) return 12;
+    if (i % 7 == 0 && s.SectorDelete(id)) return 13;
+    int32_t shared = kShared;
+    if (s.SectorWrite(shared, Payload(writer, i, 12 + (i * 211) % 3000))) return 14;
+  }
+  return 0;
+}
+
+TEST_F(SectorProcessesTest, TwoWritersAtOnceLoseNothingAndTearNothing) {
+  {
+    KivSector s;
+    CreateOpen(s, 256);
+    int32_t id = 0;
+    ASSERT_FALSE(s.SectorWrite(id, Payload(0, 0, 100)));
+    ASSERT_EQ(id, int32_t(kShared));
+  }
+  std::vector<pid_t> children;
+  for (uint32_t w = 1; w <= 2; ++w) {
+    const pid_t pid = ::fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) ::_exit(RunWriter(base, w));
+    children.push_back(pid);
+  }
+  // Meanwhile the shared record is read over and over: always whole.
+  KivSector reader;
+  ASSERT_FALSE(reader.SectorOpen(base, true));
+  int reads = 0, failures = 0;
+  for (int running = 2; running > 0;) {
+    std::vector<uint8_t> data;
+    if (reader.SectorRead(kShared, data)) {
+      ++failures;
+      ADD_FAILURE() << ToUtf8(LastErrorRecord().Description);
+    } else {
+      EXPECT_TRUE(Describe(data).has_value());
+      ++reads;
+    }
+    running = 0;
+    for (pid_t& pid : children) {
+      int status = 0;
+      if (pid != 0 && ::waitpid(pid, &status, WNOHANG) == pid) {
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+        pid = 0;
+      }
+      running += pid != 0;
+    }
+  }
+  EXPECT_GT(reads, 0);
+  EXPECT_EQ(failures, 0);
+
+  std::map<uint32_t, uint32_t> expected;  // key -> version
+  for (uint32_t w = 1; w <= 2; ++w) {
+    for (uint32_t i = 1; i <= kPerWriter; ++i) {
+      if (i % 7 != 0) expected[w * 100000 + i] = i % 5 == 0 ? 1 : 0;
+    }
+  }
+  KivSector s;
+  ASSERT_FALSE(s.SectorOpen(base));
+  auto ids = std::make_shared<Collection>();
+  ASSERT_FALSE(s.SectorList(ids));
+  std::map<uint32_t, uint32_t> found;
+  for (int32_t i = 1; i <= ids->Count(); ++i) {
+    const int32_t id = *ids->Item(Variant(i)).ToLong();
+    std::vector<uint8_t> data;
+    ASSERT_FALSE(s.SectorRead(id, data)) << id;
+    auto d = Describe(data);
+    ASSERT_TRUE(d.has_value()) << id;
+    if (id == int32_t(kShared)) {
+      EXPECT_EQ(d->version, uint32_t(kPerWriter));  // the last write of one writer or the other
+    } else {
+      EXPECT_TRUE(found.emplace(d->key, d->version).second) << d->key;
+    }
+  }
+  EXPECT_EQ(found, expected);
+  EXPECT_EQ(s.Records(), ids->Count());
+  auto damaged = std::make_shared<Collection>();
+  ASSERT_FALSE(s.SectorVerify(damaged));
+  EXPECT_EQ(damaged->Count(), 0);
+}
+
+// A writer that never stops: rewrites the fixed records, adds and deletes others, compacts now
+// and then.
+[[noreturn]] void RunVictim(const String& base, unsigned seed) {
+  KivSector s;
+  if (s.SectorOpen(base)) ::_exit(10);
+  std::mt19937 rng(seed);
+  for (uint32_t version = 1;; ++version) {
+    const unsigned op = rng() % 100;
+    if (op < 75) {
+      int32_t id = static_cast<int32_t>(1 + rng() % 8);
+      const uint32_t size = rng() % 10 == 0 ? 12 + rng() % 40000 : 12 + rng() % 2000;
+      s.SectorWrite(id, Payload(static_cast<uint32_t>(id), version, size));
+    } else if (op < 88) {
+      int32_t id = 0;
+      s.SectorWrite(id, Payload(1000 + version, version, 12 + rng() % 3000));
+    } else if (op < 98) {
+      auto ids = std::make_shared<Collection>();
+      s.SectorList(ids);
+      if (ids->Count() > 8) s.SectorDelete(*ids->Item(Variant(ids->Count())).ToLong());
+    } else {
+      s.SectorCompact();
+    }
+  }
+}
+
+TEST_F(SectorProcessesTest, WritersKilledAtRandomMomentsLeaveEveryRecordWhole) {
+  {
+    KivSector s;
+    CreateOpen(s, 256);
+    for (uint32_t key = 1; key <= 8; ++key) {
+      int32_t id = 0;
+      ASSERT_FALSE(s.SectorWrite(id, Payload(key, 0, 300 * key)));
+    }
+  }
+  KivSector checker;  // stays open: its cached state must follow what the dead writers left
+  ASSERT_FALSE(checker.SectorOpen(base));
+  std::mt19937 rng(4242);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(15);
+  int rounds = 0;
+  for (; rounds < 300 && std::chrono::steady_clock::now() < deadline; ++rounds) {
+    const pid_t pid = ::fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) RunVictim(base, rng());
+    ::usleep(200 + rng() % 4000);
+    ::kill(pid, SIGKILL);
+    int status = 0;
+    ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+    ASSERT_TRUE(WIFSIGNALED(status)) << "the writer stopped by itself: " << status;
+
+    KivSector fresh;
+    KivSector& s = rounds % 2 ? checker : fresh;
+    if (&s == &fresh) {
+      ASSERT_FALSE(fresh.SectorOpen(base));
+    }
+    auto ids = std::make_shared<Collection>();
+    ASSERT_FALSE(s.SectorList(ids));
+    ASSERT_GE(ids->Count(), 8);
+    for (int32_t i = 1; i <= ids->Count(); ++i) {
+      const int32_t id = *ids->Item(Variant(i)).ToLong();
+      std::vector<uint8_t> data;
+      ASSERT_FALSE(s.SectorRead(id, data)) << "round " << rounds << " record " << id << ": "
+                                           << ToUtf8(LastErrorRecord().Description);
+      auto d = Describe(data);
+      ASSERT_TRUE(d.has_value()) << "round " << rounds << " record " << id;
+      if (id <= 8) {
+        EXPECT_EQ(d->key, uint32_t(id));
+      }
+    }
+    EXPECT_EQ(s.Records(), ids->Count());
+    auto damaged = std::make_shared<Collection>();
+    ASSERT_FALSE(s.SectorVerify(damaged));
+    ASSERT_EQ(damaged->Count(), 0) << "round " << rounds;
+  }
+  EXPECT_GE(rounds, 50);  // 300 on an idle machine; fewer under a sanitizer on a busy one
+
+  // What the dead writers left unreachable goes back at the next compaction.
+  ASSERT_FALSE(checker.SectorCompact()) << ToUtf8(LastErrorRecord().Description);
+  auto damaged = std::make_shared<Collection>();
+  ASSERT_FALSE(checker.SectorVerify(damaged));
+  EXPECT_EQ(damaged->Count(), 0);
+  const std::string fat = kivtest::ReadBytes(File(".QVF"));
+  for (size_t at = 16; at < fat.size(); at += 4) EXPECT_NE(Get32(fat, at), -1) << at;
+}
+
+}  // namespace
+}  // namespace kiv::testing
