@@ -7,6 +7,7 @@
 #include <string>
 
 #include "frame/guard.h"
+#include "frame/internal_api.h"
 #include "kivdbxt/kiv_log.h"
 #include "kivdbxt/kiv_log_info.h"
 #include "kivdbxt/types.h"
@@ -90,7 +91,7 @@ String DefaultLogFolder();
 // folder, stored back into path): folder, one separator, AppId, "_", YYYYMMDD. Creates the folder.
 String MakeLogFileName(const String& app_id, String& path, Date when);
 // The same in a folder that is neither defaulted nor created, for those who only read.
-String LogBaseName(const String& folder, const String& app_id, Date when);
+KIV_INTERNAL_API String LogBaseName(const String& folder, const String& app_id, Date when);
 // The date of a day written YYYYMMDD in a file name: the first four characters, characters 5
 // and 6, the last two. Raises 13 when one of them is not a number.
 Date CompactDayDate(StringView day);
@@ -101,7 +102,7 @@ Date LogDayDate(const String& file_name);
 
 // Removes the two files of a log base name, index first, each with up to 1024 attempts; a missing
 // file counts as removed. Returns True (error recorded) when a file is still there.
-bool KillEventLog(const String& base);
+KIV_INTERNAL_API bool KillEventLog(const String& base);
 
 // The decimal text of an Id, the key of the table of open logs.
 String LogKey(int32_t id);

@@ -39,13 +39,13 @@ struct LogHealth {
 };
 // Reads the log of info's FileName under the readers' locks. Returns True on error, recorded
 // with the Source "KivLog.CheckLog" (the two-file open's errors).
-bool CheckLog(KivLogInfo& info, LogHealth& health);
+KIV_INTERNAL_API bool CheckLog(KivLogInfo& info, LogHealth& health);
 
 // Rebuilds the index of a log from its data file under the writers' locks: one entry per whole
 // record, in file order, and a record cut short at the end of the data file is cut off. The old
 // index is first copied beside it, to the first free name of base + ".ZLI.bak", ".ZLI.bak2" ...,
 // which is stored in `backup`. The new index's count goes to info's Events. Returns True on error,
 // recorded with the Source "KivLog.RebuildIndex".
-bool RebuildLogIndex(KivLogInfo& info, String& backup);
+KIV_INTERNAL_API bool RebuildLogIndex(KivLogInfo& info, String& backup);
 
 }  // namespace kiv

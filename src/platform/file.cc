@@ -89,15 +89,6 @@ File File::OpenNative(const std::string& path, const OpenOptions& options) {
   return file;
 }
 
-void File::Lock(ShareLock lock) {
-  if (!AcquireLock(fd_, lock)) {
-    int err = errno;
-    throw Error{kErrPermissionDenied, RtErrorText(kErrPermissionDenied), err};
-  }
-}
-
-void File::Unlock() { ::flock(fd_, LOCK_UN); }
-
 int64_t File::RegularSize() const {
   struct stat st;
   if (fstat(fd_, &st) != 0) RaiseErrno(errno);

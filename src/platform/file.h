@@ -48,10 +48,6 @@ class File {
   // The size of a regular file; raises 75 for anything else (a folder, a FIFO, a device), with
   // EISDIR or EINVAL as the system error.
   int64_t RegularSize() const;
-  // Takes or releases a lock on a file opened without one. Lock waits as an open does and
-  // raises 70 when the wait runs out.
-  void Lock(ShareLock lock);
-  void Unlock();
   // Reads up to n bytes at offset; returns the number read (short at end of file).
   size_t ReadAt(int64_t offset, void* buffer, size_t n) const;
   void WriteAt(int64_t offset, const void* data, size_t n);
