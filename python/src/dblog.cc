@@ -33,6 +33,9 @@ void BindSettings(Class& c) {
         py::arg("lWrappingDays") = 7, py::arg("sBacupkFile") = String())
       .def("OpenEventLog", &KivLogFile::OpenEventLog, py::arg("sFileName"),
            py::arg("bKeepAlive") = false)
+      .def("OpenEventLogReadOnly", &KivLogFile::OpenEventLogReadOnly, py::arg("sFileName"),
+           py::arg("bKeepAlive") = false)
+      .def_property_readonly("ReadOnly", &KivLogFile::ReadOnly)
       .def("CloseEventLog", &KivLogFile::CloseEventLog)
       .def("CompactEventLog", &KivLogFile::CompactEventLog)
       .def_property_readonly("FileName", &KivLogFile::FileName)
@@ -58,6 +61,13 @@ void BindSettings(Class& c) {
              int32_t w = 0, d = 0;
              bool r = f.WrappingGet(w, d);
              return py::make_tuple(r, w, d);
+           })
+      .def("SyncModeSet", &KivLogFile::SyncModeSet, py::arg("sMode"))
+      .def("SyncModeGet",
+           [](KivLogFile& f) {
+             String mode;
+             bool r = f.SyncModeGet(mode);
+             return py::make_tuple(r, mode);
            })
       .def("RetryWaitMilliseconds", &KivLogFile::RetryWaitMilliseconds, py::arg("ms"));
 }
