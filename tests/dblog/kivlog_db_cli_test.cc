@@ -86,6 +86,30 @@ TEST_F(KivlogDb, ShowReadsWithoutWritingAndDecodesRawData) {
   EXPECT_NE(text.find("\n    Città 20 €\n"), std::string::npos) << text;
 }
 
+// --since and --until narrow a page as journalctl's do, together with a where-clause.
+TEST_F(KivlogDb, ShowBetweenSinceAndUntil) {
+  {
+    KivLogFile log;
+    ASSERT_FALSE(log.OpenEventLog(FromUtf8(file_)));
+    ASSERT_FALSE(log.ReportEvent(u"S", u"one", 2, u"", 41));
+    ASSERT_FALSE(log.ReportEvent(u"S", u"two", 2, u"", 42));
+    ASSERT_FALSE(log.CloseEventLog());
+  }
+  auto ids = [&](const std::string& args) {
+    std::vector<int> out;
+    for (const auto& r : JsonLines(RunTool("--json db show " + args + " " + file_))) {
+      if (r["source"] == "S") out.push_back(r["id"].get<int>());
+    }
+    return out;
+  };
+  EXPECT_EQ(ids("--since -1h"), (std::vector<int>{41, 42}));
+  EXPECT_EQ(ids("--since today --until now"), (std::vector<int>{41, 42}));
+  EXPECT_EQ(ids("--until yesterday"), std::vector<int>{});
+  EXPECT_EQ(ids("--since tomorrow"), std::vector<int>{});
+  EXPECT_EQ(ids("--since -1h --where \"WHERE ID = 42\""), std::vector<int>{42});
+  EXPECT_EQ(ids("-r -S -1d --where \"ID >= 41\""), (std::vector<int>{42, 41}));
+}
+
 // Five reports made at once by other processes: the watch prints each of them once, in order.
 TEST_F(KivlogDb, WatchPrintsEveryRecordOnceInOrder) {
   int out[2];

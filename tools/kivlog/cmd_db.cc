@@ -1,4 +1,6 @@
 // kivlog db: the database event log from the shell.
+#include <strings.h>
+
 #include <chrono>
 #include <cstdio>
 #include <iostream>
@@ -11,6 +13,7 @@
 #include "output.h"
 #include "pager.h"
 #include "platform/date.h"
+#include "when.h"
 
 namespace kivlog {
 namespace {
@@ -26,7 +29,7 @@ struct DbArgs {
   int type = kiv::EVENTLOG_WARNING_TYPE, id = 0;
   bool binary = false;
   // show
-  std::string mode = "page", where, order;
+  std::string mode = "page", where, order, since, until;
   int pos = 0, count = 20;
   bool reverse = false;
   // purge
@@ -78,11 +81,34 @@ int Report() {
   return 0;
 }
 
+std::string DateLiteral(double date) {
+  char text[40];
+  std::snprintf(text, sizeof text, "%.17g", date);
+  return text;
+}
+
+// The where-clause of --where narrowed to the records between --since and --until.
+std::string ShowWhere(const DbArgs& a) {
+  if (a.since.empty() && a.until.empty()) return a.where;
+  std::string user = a.where;
+  const size_t start = user.find_first_not_of(" \t");
+  if (start != std::string::npos && strncasecmp(user.c_str() + start, "where", 5) == 0) {
+    user.erase(0, start + 5);
+  }
+  std::string clause = "where ";
+  if (user.find_first_not_of(" \t") != std::string::npos) clause += "(" + user + ") and ";
+  clause +=
+      "DATE >= " + DateLiteral(a.since.empty() ? kiv::kMinDate : ParseWhen(a.since, "--since"));
+  clause += " and DATE <= " +
+            DateLiteral(a.until.empty() ? kiv::kMaxDate : ParseWhen(a.until, "--until"));
+  return clause;
+}
+
 int Show() {
   DbArgs& a = Args();
   kiv::KivLogFile log;
   if (int rc = OpenToRead(log)) return rc;
-  const kiv::String where = U16(a.where), order = U16(a.order);
+  const kiv::String where = U16(ShowWhere(a)), order = U16(a.order);
   int32_t pos = a.pos;
   if (a.mode == "page") {
     int32_t max = a.count;
@@ -175,12 +201,6 @@ struct WatchMark {
   double date = 0;
   int32_t at_date = 0;
 };
-
-std::string DateLiteral(double date) {
-  char text[40];
-  std::snprintf(text, sizeof text, "%.17g", date);
-  return text;
-}
 
 // Every record of the where-clause, in date order (the row id orders records of one date).
 bool ReadWhere(kiv::KivLogFile& log, const std::string& where_clause,
@@ -299,6 +319,8 @@ void AddDbCommands(CLI::App& app) {
   show->add_option("--count", a.count, "Records per page");
   show->add_option("--where", a.where, "A where-clause, e.g. \"where TYPE = 1\"");
   show->add_option("--order", a.order, "An order-by clause");
+  show->add_option("-S,--since", a.since, "Only records at or after this time");
+  show->add_option("-U,--until", a.until, "Only records at or before this time");
   show->add_flag("-r,--reverse", a.reverse, "The page's records newest first");
 
   auto* purge = Sub(*db, "purge", "Purge records (0 0: apply the wrapping policy)", Purge);
