@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "kivdbxt/dao.h"
 #include "kivdbxt/kiv_log_file.h"
 #include "support/temp_dir.h"
 
@@ -167,23 +168,40 @@ TEST_F(KivlogDb, WatchPrintsEveryRecordOnceInOrder) {
   while (lines("\"source\":\"P\"") < 5 && std::chrono::steady_clock::now() < give_up) {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
+  // A report that took its date before it waited for the lock commits with a date older than
+  // records the watch has printed already; then a report as usual.
+  {
+    auto db = dao::DBEngine::ForThread()->OpenDatabase(FromUtf8(file_));
+    db->Execute(
+        u"INSERT INTO EVENTS (UNK, DATE, TYPE, ID, SOURCE, RAWDATA) VALUES "
+        u"(7, (SELECT MAX(DATE) FROM EVENTS) - 0.001, 2, 6, 'LATE', X'4178')",
+        dao::dbFailOnError);
+    db->Close();
+  }
+  ASSERT_FALSE(log.ReportEvent(u"AFTER", u"Ax", 2, u"", 7));
+  while (lines("\"source\":\"AFTER\"") < 1 && std::chrono::steady_clock::now() < give_up) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
   std::this_thread::sleep_for(std::chrono::milliseconds(200));  // a sixth would show by now
   kill(watch, SIGTERM);
   waitpid(watch, nullptr, 0);
   reader.join();
   close(out[0]);
 
-  std::vector<int> p_ids;
-  std::vector<std::string> dates;
+  std::vector<int> p_ids, last_ids;
   for (const auto& line : JsonLines(text)) {
     EXPECT_EQ(line["event"], "EventLogChanged");
     EXPECT_EQ(line["EvId"], line["record"]["id"]);
-    dates.push_back(line["record"]["date"]);
     if (line["record"]["source"] == "P") p_ids.push_back(line["EvId"]);
+    const std::string source = line["record"]["source"];
+    if (source == "P" || source == "LATE" || source == "AFTER") last_ids.push_back(line["EvId"]);
   }
-  EXPECT_TRUE(std::is_sorted(dates.begin(), dates.end()));
   std::sort(p_ids.begin(), p_ids.end());
   EXPECT_EQ(p_ids, (std::vector<int>{1, 2, 3, 4, 5}));
+  // In the order the reports committed, each once: the late-dated one before the last.
+  ASSERT_GE(last_ids.size(), 2u);
+  EXPECT_EQ(std::vector<int>(last_ids.end() - 2, last_ids.end()), (std::vector<int>{6, 7}));
+  EXPECT_EQ(last_ids.size(), 7u);
 }
 
 }  // namespace

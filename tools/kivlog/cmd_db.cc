@@ -8,8 +8,10 @@
 #include <vector>
 
 #include "commands.h"
+#include "kivdbxt/dao.h"
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_file.h"
+#include "kivdbxt/raised_error.h"
 #include "output.h"
 #include "pager.h"
 #include "platform/date.h"
@@ -195,18 +197,24 @@ int Settings() {
 // Where a watch stands: the date of the newest record printed, and how many records of exactly
 // that date it has printed. Reports take their date under the log's write lock, so a record
 // committed later never has an earlier date.
-struct WatchMark {
-  bool started = false;  // false before the first look
-  bool any = false;
-  double date = 0;
-  int32_t at_date = 0;
-};
+// The newest row id of EVENTS, 0 when it is empty. SQLite gives a new row the row id after the
+// largest in the table, so rows appear in row-id order as their reports commit, whatever DATE
+// they carry: a report takes its date before it waits for the write lock, so dates can commit
+// out of order.
+int64_t NewestRowId() {
+  auto db = kiv::dao::DBEngine::ForThread()->OpenDatabase(U16(Args().file), false, true);
+  auto rs = db->OpenRecordset(u"select max(rowid) from EVENTS", kiv::dao::dbOpenSnapshot);
+  const kiv::Variant v = rs->Fields().Item(0)->Value();
+  rs->Close();
+  db->Close();
+  return v.IsNull() ? 0 : static_cast<int64_t>(v.ToDouble().value_or(0));
+}
 
-// Every record of the where-clause, in date order (the row id orders records of one date).
+// Every record of the where-clause, in the order they were added.
 bool ReadWhere(kiv::KivLogFile& log, const std::string& where_clause,
                std::vector<kiv::LOGRECORDTYPE>& out) {
   const kiv::String where = U16(where_clause);
-  const kiv::String order = U16("order by DATE, rowid");
+  const kiv::String order = U16("order by rowid");
   constexpr int32_t kPage = 500;
   int32_t pos = 0;
   for (int32_t flags = kiv::ELREF_FIRST;; flags = kiv::ELREF_ABSOLUTE) {
@@ -234,30 +242,19 @@ void PrintChange(const kiv::LOGRECORDTYPE& r) {
   PrintRecord(r);
 }
 
-// Prints the records after the mark and moves it on; false on a read error.
-bool PrintNew(kiv::KivLogFile& log, WatchMark& mark, bool print, int& printed) {
+// Prints the records added after row id `seen` and moves it on; false on a read error. A newest
+// row id below `seen` means the table was emptied and its row ids started again.
+bool PrintNew(kiv::KivLogFile& log, int64_t& seen, int& printed) {
+  const int64_t newest = NewestRowId();
+  if (newest < seen) seen = 0;
   std::vector<kiv::LOGRECORDTYPE> records;
-  // The first look starts at the newest date: what is there already is not printed.
-  const std::string where = mark.any       ? "where DATE >= " + DateLiteral(mark.date)
-                            : mark.started ? std::string()
-                                           : "where DATE >= (select max(DATE) from EVENTS)";
-  mark.started = true;
+  const std::string where =
+      "where rowid > " + std::to_string(seen) + " and rowid <= " + std::to_string(newest);
   if (!ReadWhere(log, where, records)) return false;
-  int32_t skip = mark.any ? mark.at_date : 0;
+  seen = newest;
   for (const kiv::LOGRECORDTYPE& r : records) {
-    if (mark.any && r.EvDate == mark.date && skip > 0) {
-      --skip;
-      continue;
-    }
-    if (mark.any && r.EvDate == mark.date) {
-      ++mark.at_date;
-    } else {
-      mark = {true, true, r.EvDate, 1};
-    }
-    if (print) {
-      PrintChange(r);
-      ++printed;
-    }
+    PrintChange(r);
+    ++printed;
   }
   std::fflush(stdout);
   return true;
@@ -269,14 +266,20 @@ int Watch() {
   if (int rc = OpenToRead(log)) return rc;
   int32_t unk = 0;
   if (log.CheckEventLogChanges(unk) < 0) return ReportError("watch");
-  WatchMark mark;
   int printed = 0;
-  if (!PrintNew(log, mark, false, printed)) return ReportError("watch");
-  while (a.changes == 0 || printed < a.changes) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(a.interval_ms));
-    const int32_t rc = log.CheckEventLogChanges(unk);
-    if (rc < 0) return ReportError("watch");
-    if (rc == 1 && !PrintNew(log, mark, true, printed)) return ReportError("watch");
+  int64_t seen = 0;
+  try {
+    seen = NewestRowId();  // what is there already is not printed
+    while (a.changes == 0 || printed < a.changes) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(a.interval_ms));
+      const int32_t rc = log.CheckEventLogChanges(unk);
+      if (rc < 0) return ReportError("watch");
+      if (rc == 1 && !PrintNew(log, seen, printed)) return ReportError("watch");
+    }
+  } catch (const kiv::Error& e) {
+    kiv::Set_Error(e.number, kiv::String(u"kivlog.watch"), e.description, kiv::Variant::Missing(),
+                   kiv::Variant::Missing(), e.last_dll_error, kiv::SETERR_NOERR);
+    return ReportError("watch");
   }
   return 0;
 }
