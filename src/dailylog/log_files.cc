@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "dailylog/record_scan.h"
+#include "event/record_scan.h"
 #include "frame/error.h"
 #include "platform/rt_errors.h"
 #include "platform/text_codec.h"

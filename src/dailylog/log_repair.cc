@@ -9,7 +9,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "dailylog/record_scan.h"
+#include "event/record_scan.h"
 #include "frame/error.h"
 #include "frame/guard.h"
 #include "platform/rt_errors.h"

@@ -157,6 +157,13 @@ void File::Unlock() {
   if (fd_ >= 0) ::flock(fd_, LOCK_UN);
 }
 
+File File::Duplicate() const {
+  if (fd_ < 0) Raise(kErrBadFileNumber);
+  const int fd = ::fcntl(fd_, F_DUPFD_CLOEXEC, 0);
+  if (fd < 0) RaiseErrno(errno);
+  return File(fd);
+}
+
 void File::Close() {
   if (fd_ >= 0) {
     ::close(fd_);  // closing the descriptor releases its flock

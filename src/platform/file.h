@@ -59,6 +59,8 @@ class File {
   void Lock(ShareLock lock);
   bool TryLock(ShareLock lock);
   void Unlock();
+  // A second handle on the same open file (and its lock), closed on its own.
+  File Duplicate() const;
   void Close();
 
  private:
