@@ -46,6 +46,42 @@ void LibraryWrite(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 
+// 1,000 events by single writes, and the same 1,000 as one batch.
+void ThousandWrites(benchmark::State& state) {
+  const bool batch = state.range(0) != 0;
+  const std::string folder = BenchFolder(batch ? "batch" : "singles");
+  kiv::KivLog log;
+  int32_t id = log.EventLogOpen(u"BENCH", kiv::FromUtf8(folder), kiv::ELOF_CREATE_ALWAYS, 0,
+                                u"host", u"user");
+  const kiv::String raw = kiv::FromUtf8(kRaw);
+  auto events = std::make_shared<kiv::Collection>();
+  for (int k = 0; k < 1000; ++k) {
+    auto e = std::make_shared<kiv::KivLogEvent>();
+    e->EvSource(u"bench");
+    e->EvRawData(raw);
+    e->EvType(kiv::EVENTLOG_INFORMATION_TYPE);
+    e->EvCategory(u"cat");
+    e->EvId(7);
+    events->Add(kiv::Variant(std::static_pointer_cast<kiv::Object>(e)));
+  }
+  for (auto _ : state) {
+    bool failed = false;
+    if (batch) {
+      failed = log.EventLogWriteBatch(id, events);
+    } else {
+      for (int k = 0; k < 1000 && !failed; ++k) {
+        failed = log.EventLogWrite(id, u"bench", raw, kiv::RWDT_ASCII,
+                                   kiv::EVENTLOG_INFORMATION_TYPE, u"cat", 7);
+      }
+    }
+    if (failed) {
+      state.SkipWithError("write failed");
+      break;
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * 1000);
+}
+
 // The same work by hand, system call for system call: open both files (regular files only),
 // lock the index, then the data file (the writers' turnstile), check that both are regular
 // files and take their sizes, read the count and the last entry, read the last record (where a
@@ -197,6 +233,7 @@ void GrepCount(benchmark::State& state) {
 
 BENCHMARK(LibraryWrite)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BaselineWrite)->Unit(benchmark::kMicrosecond);
+BENCHMARK(ThousandWrites)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(ReadBackLastPage)->Arg(10000)->Arg(1000000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(FilteredWalk)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(FilteredWalkSource)->Arg(1000000)->Unit(benchmark::kMillisecond);
@@ -210,6 +247,8 @@ int main(int argc, char** argv) {
   return kivbench::RunWithTargets(
       argc, argv,
       {{"a write against the same system calls by hand", "LibraryWrite", "BaselineWrite", 1.3},
+       {"a batch of 1,000 events against 1,000 single writes", "ThousandWrites/1",
+        "ThousandWrites/0", 0.1},
        {"the last page of a 1,000,000-event day against a 10,000-event one",
         "ReadBackLastPage/1000000", "ReadBackLastPage/10000", 1.25},
        {"a filtered walk of a whole day against grep -c of the same key", "FilteredWalkId/1000000",

@@ -77,11 +77,15 @@ int32_t ReadIndexValue(const File& index, int64_t offset) {
   return DecodeIndexValue(b);
 }
 
-void WriteIndexValue(File& index, int64_t offset, int32_t value) {
+void AppendIndexValue(std::string& out, int32_t value) {
   const auto v = static_cast<uint32_t>(value);
-  const char b[4] = {static_cast<char>(v), static_cast<char>(v >> 8), static_cast<char>(v >> 16),
-                     static_cast<char>(v >> 24)};
-  index.WriteAt(offset, b, 4);
+  for (int shift = 0; shift < 32; shift += 8) out.push_back(static_cast<char>(v >> shift));
+}
+
+void WriteIndexValue(File& index, int64_t offset, int32_t value) {
+  std::string b;
+  AppendIndexValue(b, value);
+  index.WriteAt(offset, b.data(), 4);
 }
 
 bool LastRecordWritten(const LogFiles& files, int64_t position) {

@@ -75,6 +75,7 @@ inline int32_t DecodeIndexValue(const unsigned char* b) {
 }
 int32_t ReadIndexValue(const File& index, int64_t offset);
 void WriteIndexValue(File& index, int64_t offset, int32_t value);
+void AppendIndexValue(std::string& out, int32_t value);
 
 // A writer stopped by a crash leaves an entry whose record is missing (the entry points at the
 // end of the data file) or cut short. Such a last record, starting at the 1-based `position`,

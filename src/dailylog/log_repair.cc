@@ -25,8 +25,7 @@ void WriteEntries(LogFiles& files, int32_t first, const std::vector<int64_t>& st
   bytes.reserve(starts.size() * 4);
   for (int64_t start : starts) {
     if (start + 1 > std::numeric_limits<int32_t>::max()) Raise(kErrOverflow);
-    const auto v = static_cast<uint32_t>(start + 1);
-    for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<char>(v >> shift));
+    AppendIndexValue(bytes, static_cast<int32_t>(start + 1));
   }
   files.index.WriteAt(IndexEntryOffset(first), bytes.data(), bytes.size());
   files.index_size =
