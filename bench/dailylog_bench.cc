@@ -30,11 +30,13 @@ std::string BenchFolder(const std::string& name) {
   return dir.string();
 }
 
+// A write that opens and closes the files (argument 0), or with KIVLIOPT_KEEPOPEN (argument 1).
 void LibraryWrite(benchmark::State& state) {
-  const std::string folder = BenchFolder("write");
+  const std::string folder = BenchFolder("write" + std::to_string(state.range(0)));
   kiv::KivLog log;
   int32_t id = log.EventLogOpen(u"BENCH", kiv::FromUtf8(folder), kiv::ELOF_CREATE_ALWAYS, 0,
                                 u"host", u"user");
+  log.EventLogOptions(id, state.range(0) ? kiv::KIVLIOPT_KEEPOPEN : 0);
   const kiv::String raw = kiv::FromUtf8(kRaw);
   for (auto _ : state) {
     if (log.EventLogWrite(id, u"bench", raw, kiv::RWDT_ASCII, kiv::EVENTLOG_INFORMATION_TYPE,
@@ -231,7 +233,7 @@ void GrepCount(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * bytes);
 }
 
-BENCHMARK(LibraryWrite)->Unit(benchmark::kMicrosecond);
+BENCHMARK(LibraryWrite)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BaselineWrite)->Unit(benchmark::kMicrosecond);
 BENCHMARK(ThousandWrites)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(ReadBackLastPage)->Arg(10000)->Arg(1000000)->Unit(benchmark::kMicrosecond);
@@ -246,7 +248,9 @@ int main(int argc, char** argv) {
   kiv::SetLocale(kiv::LocaleKind::Iso);
   return kivbench::RunWithTargets(
       argc, argv,
-      {{"a write against the same system calls by hand", "LibraryWrite", "BaselineWrite", 1.3},
+      {{"a write against the same system calls by hand", "LibraryWrite/0", "BaselineWrite", 1.3},
+       {"a write keeping the files open against one opening them", "LibraryWrite/1",
+        "LibraryWrite/0", 0.5},
        {"a batch of 1,000 events against 1,000 single writes", "ThousandWrites/1",
         "ThousandWrites/0", 0.1},
        {"the last page of a 1,000,000-event day against a 10,000-event one",

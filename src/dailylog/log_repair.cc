@@ -131,6 +131,7 @@ LogTail RepairLogTail(LogFiles& files, int32_t counted) {
 bool CheckLog(KivLogInfo& info, LogHealth& result) {
   return Guard(u"KivLog.CheckLog", true, [&] {
     LogFiles files;
+    files.hold_index = true;  // a write in progress would look like the damage of a crash
     OpenLogFiles(info, files, true, false);
     LogHealth health;
     health.count = files.index_size >= 4 ? ReadIndexValue(files.index, 0) : 0;

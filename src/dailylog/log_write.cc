@@ -100,7 +100,7 @@ void AppendRecords(KivLogInfo& info, LogFiles& files, const LogTail& tail,
     block += records;
     records = block;
   }
-  WriteIndexValue(files.index, 0, total);
+  WriteIndexCount(files, total);
   files.index.WriteAt(IndexEntryOffset(int64_t{n} + 1), entries.data(), entries.size());
   try {
     // The records at once, so that a reader never finds one cut short by a write in progress.
@@ -108,7 +108,7 @@ void AppendRecords(KivLogInfo& info, LogFiles& files, const LogTail& tail,
   } catch (...) {
     RunCleanup([&] {
       files.data.Truncate(tail.append_at);
-      WriteIndexValue(files.index, 0, n);
+      WriteIndexCount(files, n);
     });
     throw;
   }
@@ -119,19 +119,36 @@ void AppendRecords(KivLogInfo& info, LogFiles& files, const LogTail& tail,
 }
 
 // The steps of a write once both files are locked: put the index and the data file's end back
-// in step, check the size limit, append.
-void AppendLocked(KivLogInfo& info, LogFiles& files, const RecordBatch& batch) {
-  const LogTail tail = RepairLogTail(files, info.Events());
+// in step, check the size limit, append. `known` is true when this writer's own last write left
+// the files as they are: they are in step, and end where that write ended.
+void AppendLocked(KivLogInfo& info, LogFiles& files, const RecordBatch& batch, bool known) {
+  const LogTail tail =
+      known ? LogTail{info.Events(), files.data_size, false} : RepairLogTail(files, info.Events());
   info.Events(tail.events);
   CheckSize(info, files.data_size);
   AppendRecords(info, files, tail, batch);
 }
 
-// Opens and locks the day's files, appends the batch and closes them again.
+// Appends the batch to the kept files of a log with KIVLIOPT_KEEPOPEN, locked for the write.
+void WriteKept(OpenLogEntry& log, const RecordBatch& batch) {
+  try {
+    const bool known = LockKeptFiles(log, batch.ends.size() == 1);
+    AppendLocked(*log.info, log.kept.files, batch, known);
+    UnlockKeptFiles(log);
+  } catch (...) {
+    log.kept.Close();  // the next write starts from a fresh open
+    throw;
+  }
+}
+
+// Appends the batch: to the kept files with KIVLIOPT_KEEPOPEN, else to the day's files opened
+// and locked for this write alone.
 void WriteBatch(OpenLogEntry& log, const RecordBatch& batch, LogFiles& files) {
   KivLogInfo& info = *log.info;
+  if (info.Options() & KIVLIOPT_KEEPOPEN) return WriteKept(log, batch);
+  log.kept.Close();  // the option was taken off
   OpenLogFiles(info, log.Paths(), files, false, false);
-  AppendLocked(info, files, batch);
+  AppendLocked(info, files, batch, false);
   files.Close();
 }
 

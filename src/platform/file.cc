@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <thread>
 
 #include "frame/error.h"
@@ -35,13 +37,19 @@ bool AcquireLock(int fd, ShareLock lock) {
 
 }  // namespace
 
-File::File(File&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+File::File(File&& other) noexcept : fd_(other.fd_), dev_(other.dev_), ino_(other.ino_) {
+  other.fd_ = -1;
+  other.dev_ = other.ino_ = 0;
+}
 
 File& File::operator=(File&& other) noexcept {
   if (this != &other) {
     Close();
     fd_ = other.fd_;
+    dev_ = other.dev_;
+    ino_ = other.ino_;
     other.fd_ = -1;
+    other.dev_ = other.ino_ = 0;
   }
   return *this;
 }
@@ -157,6 +165,60 @@ void File::Unlock() {
   if (fd_ >= 0) ::flock(fd_, LOCK_UN);
 }
 
+namespace {
+
+FileStamp StampOf(const struct stat& st) {
+  return FileStamp{static_cast<uint64_t>(st.st_dev), static_cast<uint64_t>(st.st_ino),
+                   static_cast<int64_t>(st.st_size)};
+}
+
+}  // namespace
+
+FileStamp PathStamp(const std::string& path) {
+  struct stat st;
+  if (::lstat(path.c_str(), &st) != 0) return FileStamp{};
+  return StampOf(st);
+}
+
+FileStamp File::Stamp() const {
+  struct stat st;
+  if (::fstat(fd_, &st) != 0) RaiseErrno(errno);
+  return StampOf(st);
+}
+
+FileHead::FileHead(FileHead&& other) noexcept : addr_(other.addr_), length_(other.length_) {
+  other.addr_ = nullptr;
+}
+
+FileHead& FileHead::operator=(FileHead&& other) noexcept {
+  if (this != &other) {
+    Reset();
+    addr_ = other.addr_;
+    length_ = other.length_;
+    other.addr_ = nullptr;
+  }
+  return *this;
+}
+
+void FileHead::Store(size_t offset, const void* data, size_t n) {
+  if (!addr_ || offset + n > length_) Raise(kErrBadFileNumber);
+  std::memcpy(static_cast<char*>(addr_) + offset, data, n);
+}
+
+void FileHead::Reset() {
+  if (addr_) ::munmap(addr_, length_);
+  addr_ = nullptr;
+}
+
+FileHead File::MapHead(size_t length) const {
+  void* addr = ::mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_SHARED, fd_, 0);
+  if (addr == MAP_FAILED) RaiseErrno(errno);
+  FileHead head;
+  head.addr_ = addr;
+  head.length_ = length;
+  return head;
+}
+
 File File::Duplicate() const {
   if (fd_ < 0) Raise(kErrBadFileNumber);
   const int fd = ::fcntl(fd_, F_DUPFD_CLOEXEC, 0);
@@ -168,6 +230,7 @@ void File::Close() {
   if (fd_ >= 0) {
     ::close(fd_);  // closing the descriptor releases its flock
     fd_ = -1;
+    dev_ = ino_ = 0;
   }
 }
 

@@ -28,6 +28,45 @@ struct OpenOptions {
   bool regular_only = false;
 };
 
+// Which file an open file or a path is, and its size, from one look at it.
+struct FileStamp {
+  uint64_t device = 0;
+  uint64_t inode = 0;
+  int64_t size = -1;  // -1: no such file
+  // Whether both stamps are of one existing file. While a file is held open its inode is not
+  // given to another file, so a path whose stamp matches an open file's still names that file.
+  bool SameFile(const FileStamp& other) const {
+    return size >= 0 && other.size >= 0 && device == other.device && inode == other.inode;
+  }
+};
+
+// The stamp of the file a path (in the system's encoding) names, its last component not
+// followed when it is a symlink; size -1 when the look fails. Never raises.
+FileStamp PathStamp(const std::string& path);
+
+// A shared mapping of the first bytes of an open file, for a value rewritten in place on every
+// write without a system call; what is stored is at once what every reader of the file reads.
+// Storing is only safe while the file is at least as long as what is stored (a shorter file
+// raises SIGBUS): the caller holds the lock that keeps others from cutting it.
+class FileHead {
+ public:
+  FileHead() = default;
+  FileHead(FileHead&& other) noexcept;
+  FileHead& operator=(FileHead&& other) noexcept;
+  FileHead(const FileHead&) = delete;
+  FileHead& operator=(const FileHead&) = delete;
+  ~FileHead() { Reset(); }
+
+  bool IsMapped() const { return addr_ != nullptr; }
+  void Store(size_t offset, const void* data, size_t n);
+  void Reset();
+
+ private:
+  friend class File;
+  void* addr_ = nullptr;
+  size_t length_ = 0;
+};
+
 class File {
  public:
   File() = default;
@@ -59,6 +98,10 @@ class File {
   void Lock(ShareLock lock);
   bool TryLock(ShareLock lock);
   void Unlock();
+  // Maps the first `length` bytes of the file for reading and writing; raises when it cannot.
+  FileHead MapHead(size_t length) const;
+  // The stamp of the open file; raises when the look fails.
+  FileStamp Stamp() const;
   // A second handle on the same open file (and its lock), closed on its own.
   File Duplicate() const;
   void Close();
@@ -66,6 +109,8 @@ class File {
  private:
   explicit File(int fd) : fd_(fd) {}
   int fd_ = -1;
+  // Device and inode of the open file, read once when first asked (0, 0 until then).
+  mutable uint64_t dev_ = 0, ino_ = 0;
 };
 
 // The bounded wait of an open that meets a conflicting lock, in milliseconds.
