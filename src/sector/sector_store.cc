@@ -1,6 +1,7 @@
 #include "sector/sector_store.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 
 #include "frame/error.h"
@@ -81,10 +82,10 @@ SectorStore::SectorStore(const String& base, bool read_only) : base_(base), read
   dir_ = File::Open(DirectoryFile(base), Options(read_only));
   fat_ = File::Open(TableFile(base), Options(read_only));
   data_ = File::Open(SectorsFile(base), Options(read_only));
-  uint8_t buf[kDirHeaderSize];
+  data_.Lock(ShareLock::Shared);  // the lease on the mapping, until the files close
   OperationLock lock(*this, false);
-  if (dir_.ReadAt(0, buf, sizeof buf) != sizeof buf || !DecodeDirHeader(buf, header_) ||
-      !ValidSectorSize(header_.sector_size)) {
+  MapDirectory();
+  if (!MappedHeader(header_) || !ValidSectorSize(header_.sector_size)) {
     RaiseLibrary(NotAStoreMessage(DirectoryFile(base)));
   }
   sector_size_ = header_.sector_size;
@@ -107,10 +108,8 @@ void SectorStore::Change(const std::function<void()>& body) {
 }
 
 void SectorStore::Refresh(bool slots) {
-  uint8_t buf[kDirHeaderSize];
   DirHeader h;
-  if (dir_.ReadAt(0, buf, sizeof buf) != sizeof buf || !DecodeDirHeader(buf, h) ||
-      h.sector_size != sector_size_) {
+  if (!MappedHeader(h) || h.sector_size != sector_size_) {
     valid_ = false;
     RaiseLibrary(NotAStoreMessage(DirectoryFile(base_)));
   }
@@ -121,6 +120,21 @@ void SectorStore::Refresh(bool slots) {
     valid_ = true;
   }
   if (slots && !slots_known_) ScanDirectory();
+}
+
+void SectorStore::MapDirectory() {
+  view_ = FileMap();
+  view_ = FileMap::Map(dir_, dir_.Size());
+}
+
+bool SectorStore::MappedHeader(DirHeader& header) const {
+  uint8_t buf[kDirHeaderSize];
+  return view_.Copy(0, buf, sizeof buf) && DecodeDirHeader(buf, header);
+}
+
+bool SectorStore::MappedEntry(int32_t rec_id, DirEntry& entry) const {
+  uint8_t buf[kEntrySize];
+  return view_.Copy(EntryOffset(rec_id), buf, sizeof buf) && DecodeEntry(buf, entry);
 }
 
 // The table holds the header's count of entries, or what the file holds when it is shorter (a
@@ -172,16 +186,15 @@ void SectorStore::ScanDirectory() {
 
 // --- Entries and headers ----------------------------------------------------------------------
 
-bool SectorStore::ReadEntry(int32_t rec_id, DirEntry& entry) const {
+bool SectorStore::ReadEntry(int32_t rec_id, DirEntry& entry) {
   if (rec_id < 1 || rec_id > header_.slots) RaiseMissing(rec_id);
-  uint8_t buf[kEntrySize];
-  if (dir_.ReadAt(EntryOffset(rec_id), buf, sizeof buf) != sizeof buf) return false;
-  if (!DecodeEntry(buf, entry)) return false;
+  if (EntryOffset(rec_id) + kEntrySize > view_.Length()) MapDirectory();  // the file grew
+  if (!MappedEntry(rec_id, entry)) return false;
   if (!entry.InUse()) RaiseMissing(rec_id);
   return true;
 }
 
-DirEntry SectorStore::CheckedEntry(int32_t rec_id, std::vector<int32_t>& chain) const {
+DirEntry SectorStore::CheckedEntry(int32_t rec_id, std::vector<int32_t>& chain) {
   DirEntry e;
   if (!ReadEntry(rec_id, e) || !table_.Walk(e.first, e.length, sector_size_, chain) ||
       (e.IsText() && e.length % 2 != 0)) {
@@ -329,7 +342,28 @@ void SectorStore::Write(int32_t& rec_id, const uint8_t* data, int64_t length, bo
   });
 }
 
+// The cached table is the one of the header's generation before and after the data is read, so
+// the entry and its chain belong together and no change ran meanwhile; the CRCs catch the rest.
+bool SectorStore::ReadUnlocked(int32_t rec_id,
+                               const std::function<uint8_t*(const DirEntry&)>& buffer,
+                               DirEntry& e) {
+  DirHeader h;
+  if (!valid_ || !MappedHeader(h) || h.generation != header_.generation) return false;
+  if (rec_id < 1 || rec_id > h.slots || !MappedEntry(rec_id, e) || !e.InUse()) return false;
+  if (!table_.Walk(e.first, e.length, sector_size_, read_chain_) ||
+      (e.IsText() && e.length % 2 != 0)) {
+    return false;
+  }
+  uint8_t* out = buffer(e);
+  uint32_t crc = 0;
+  if (ReadSectors(read_chain_, out, e.length, &crc) != e.length || crc != e.data_crc) return false;
+  std::atomic_thread_fence(std::memory_order_acquire);  // the header again, after the data
+  return MappedHeader(h) && h.generation == header_.generation;
+}
+
 DirEntry SectorStore::Read(int32_t rec_id, const std::function<uint8_t*(const DirEntry&)>& buffer) {
+  DirEntry unlocked;
+  if (ReadUnlocked(rec_id, buffer, unlocked)) return unlocked;
   OperationLock lock(*this, false);
   Refresh(false);
   std::vector<int32_t> chain;
