@@ -24,6 +24,13 @@ constexpr int64_t kIoPiece = 1 << 20;
 // Directory entries read by one call of a pass over the directory.
 constexpr int32_t kEntriesPerRead = 32768;
 
+// The end of the run of consecutive sectors that starts at position i.
+size_t RunEnd(std::span<const int32_t> sectors, size_t i) {
+  size_t j = i + 1;
+  while (j < sectors.size() && sectors[j] == sectors[j - 1] + 1) ++j;
+  return j;
+}
+
 OpenOptions Options(bool read_only) {
   OpenOptions o;
   o.access = read_only ? Access::Read : Access::ReadWrite;
@@ -254,9 +261,10 @@ void SectorStore::RaiseMissing(int32_t rec_id) const { RaiseLibrary(MissingRecor
 void SectorStore::WriteSectors(std::span<const int32_t> sectors, const uint8_t* data, int64_t bytes,
                                uint32_t* crc) {
   int64_t done = 0;
-  for (const Run& run : ConsecutiveRuns({sectors.begin(), sectors.end()})) {
-    const int64_t run_end = std::min(bytes, done + int64_t{run.count} * sector_size_);
-    const int64_t offset = int64_t{run.begin} * sector_size_ - done;
+  for (size_t i = 0, j; i < sectors.size(); i = j) {
+    j = RunEnd(sectors, i);
+    const int64_t run_end = std::min(bytes, done + int64_t(j - i) * sector_size_);
+    const int64_t offset = int64_t{sectors[i]} * sector_size_ - done;
     for (; done < run_end;) {
       const int64_t n = std::min(kIoPiece, run_end - done);
       if (crc) *crc = Crc32(data + done, n, *crc);
@@ -269,9 +277,10 @@ void SectorStore::WriteSectors(std::span<const int32_t> sectors, const uint8_t* 
 int64_t SectorStore::ReadSectors(std::span<const int32_t> sectors, uint8_t* out, int64_t bytes,
                                  uint32_t* crc) const {
   int64_t done = 0;
-  for (const Run& run : ConsecutiveRuns({sectors.begin(), sectors.end()})) {
-    const int64_t run_end = std::min(bytes, done + int64_t{run.count} * sector_size_);
-    const int64_t offset = int64_t{run.begin} * sector_size_ - done;
+  for (size_t i = 0, j; i < sectors.size(); i = j) {
+    j = RunEnd(sectors, i);
+    const int64_t run_end = std::min(bytes, done + int64_t(j - i) * sector_size_);
+    const int64_t offset = int64_t{sectors[i]} * sector_size_ - done;
     for (; done < run_end;) {
       const int64_t n = std::min(kIoPiece, run_end - done);
       const int64_t got = data_.ReadAt(offset + done, out + done, n);
@@ -350,13 +359,21 @@ bool SectorStore::ReadUnlocked(int32_t rec_id,
   DirHeader h;
   if (!valid_ || !MappedHeader(h) || h.generation != header_.generation) return false;
   if (rec_id < 1 || rec_id > h.slots || !MappedEntry(rec_id, e) || !e.InUse()) return false;
-  if (!table_.Walk(e.first, e.length, sector_size_, read_chain_) ||
-      (e.IsText() && e.length % 2 != 0)) {
+  if (e.IsText() && e.length % 2 != 0) return false;
+  // A record of one sector is read while its table entry comes into the cache (a miss in a large
+  // store), and its chain is checked afterwards; a longer one needs its chain first.
+  const bool one_sector = e.length > 0 && e.length <= sector_size_;
+  if (one_sector) {
+    if (e.first < 0 || e.first >= table_.Sectors()) return false;
+    table_.Prefetch(e.first);
+  } else if (!table_.Walk(e.first, e.length, sector_size_, read_chain_)) {
     return false;
   }
   uint8_t* out = buffer(e);
   uint32_t crc = 0;
-  if (ReadSectors(read_chain_, out, e.length, &crc) != e.length || crc != e.data_crc) return false;
+  const std::span<const int32_t> sectors = one_sector ? std::span(&e.first, 1) : read_chain_;
+  if (ReadSectors(sectors, out, e.length, &crc) != e.length || crc != e.data_crc) return false;
+  if (one_sector && table_.Next(e.first) != kEndOfChain) return false;
   std::atomic_thread_fence(std::memory_order_acquire);  // the header again, after the data
   return MappedHeader(h) && h.generation == header_.generation;
 }
