@@ -217,7 +217,10 @@ int32_t SectorStore::TakeFreeSlot() {
     const int32_t from = header_.slots;
     const int32_t grow = std::max(16, from / 8);
     std::vector<uint8_t> buf(static_cast<size_t>(grow) * kEntrySize);
-    for (int32_t i = 0; i < grow; ++i) EncodeEntry(DirEntry{}, buf.data() + i * kEntrySize);
+    EncodeEntry(DirEntry{}, buf.data());  // every free entry has the same bytes
+    for (int32_t i = 1; i < grow; ++i) {
+      std::copy_n(buf.data(), kEntrySize, buf.data() + i * kEntrySize);
+    }
     dir_.WriteAt(EntryOffset(from + 1), buf.data(), buf.size());
     for (int32_t k = from + 1; k <= from + grow; ++k) free_slots_.insert(free_slots_.end(), k);
     header_.slots = from + grow;
