@@ -104,12 +104,18 @@ void SectorStore::CutFiles(int32_t sectors) {
 // Other open stores read the directory through their mappings: it is cut only while this store
 // holds the only lease, and otherwise keeps free entries at its end, as a crash may leave it.
 void SectorStore::CutDirectory(int64_t length) {
-  if (data_.TryLock(ShareLock::Exclusive)) {
-    view_ = FileMap();
-    dir_.Truncate(length);
-    MapDirectory();
+  // Turning a flock shared again, or a failed attempt to make it exclusive, drops it first: the
+  // shared lease is taken again whatever happens.
+  const bool alone = data_.TryLock(ShareLock::Exclusive);
+  try {
+    if (alone) {
+      dir_.Truncate(length);
+      MapDirectory();
+    }
+  } catch (...) {
+    data_.Lock(ShareLock::Shared);
+    throw;
   }
-  // Turning a flock shared again, or a failed attempt to make it exclusive, drops it first.
   data_.Lock(ShareLock::Shared);
 }
 

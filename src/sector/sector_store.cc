@@ -129,10 +129,8 @@ void SectorStore::Refresh(bool slots) {
   if (slots && !slots_known_) ScanDirectory();
 }
 
-void SectorStore::MapDirectory() {
-  view_ = FileMap();
-  view_ = FileMap::Map(dir_, dir_.Size());
-}
+// The old view stays when mapping fails.
+void SectorStore::MapDirectory() { view_ = FileMap::Map(dir_, dir_.Size()); }
 
 bool SectorStore::MappedHeader(DirHeader& header) const {
   uint8_t buf[kDirHeaderSize];
