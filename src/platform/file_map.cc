@@ -15,14 +15,16 @@ FileMap::FileMap(FileMap&& other) noexcept
 
 FileMap& FileMap::operator=(FileMap&& other) noexcept {
   if (this != &other) {
-    this->~FileMap();
+    Unmap();
     data_ = std::exchange(other.data_, nullptr);
     length_ = std::exchange(other.length_, 0);
   }
   return *this;
 }
 
-FileMap::~FileMap() {
+FileMap::~FileMap() { Unmap(); }
+
+void FileMap::Unmap() {
   if (data_) ::munmap(const_cast<uint8_t*>(data_), static_cast<size_t>(length_));
   data_ = nullptr;
   length_ = 0;

@@ -29,6 +29,8 @@ class FileMap {
   bool Copy(int64_t offset, void* out, size_t n) const;
 
  private:
+  void Unmap();
+
   const uint8_t* data_ = nullptr;
   int64_t length_ = 0;
 };
