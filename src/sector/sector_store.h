@@ -9,7 +9,8 @@
 // A read first goes without a lock: the header and the entry come from a shared mapping of the
 // ".QVD", the data from one pread per run of sectors, and the result stands when the header
 // still shows the cached generation afterwards and both CRCs check (a change raises the
-// generation before it touches anything else). Otherwise it reads again under the shared lock.
+// generation before it touches any entry, sector or chain). Otherwise it reads again under the
+// shared lock.
 // Every open store holds a shared flock on the ".QVS" until it closes (its lease on the mapping):
 // compaction cuts the ".QVD" only when it can turn its own lease exclusive, since a mapped page
 // past the end of the file cannot be read.
