@@ -107,6 +107,7 @@ class File {
   void Close();
 
  private:
+  friend class FileMap;
   explicit File(int fd) : fd_(fd) {}
   int fd_ = -1;
   // Device and inode of the open file, read once when first asked (0, 0 until then).
