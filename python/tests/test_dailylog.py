@@ -42,7 +42,7 @@ def test_write_and_read_back_exactly(folder):
 def test_batch_and_keep_open(folder):
     log = kivdbxt.KivLog()
     Id, _, _ = log.EventLogOpen("BAT", Path=folder)
-    log.EventLogOptions(Id, kivdbxt.KIVLIOPT_KEEPOPEN)
+    log.SetEventLogOptions(Id, kivdbxt.KIVLIOPT_KEEPOPEN)
     events = kivdbxt.Collection()
     for k in range(3):
         e = kivdbxt.KivLogEvent()

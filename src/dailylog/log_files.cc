@@ -94,7 +94,7 @@ void WriteIndexCount(LogFiles& files, int32_t count) {
     return WriteIndexValue(files.index, 0, count);
   std::string b;
   AppendIndexValue(b, count);
-  files.count.Store(0, b.data(), 4);
+  if (!files.count.Store(0, b.data(), 4)) Raise(kErrBadFileNumber);
 }
 
 bool LastRecordWritten(const LogFiles& files, int64_t position) {

@@ -12,6 +12,7 @@
 #include "kivdbxt/kiv_log_info.h"
 #include "kivdbxt/types.h"
 #include "platform/file.h"
+#include "platform/file_map.h"
 
 namespace kiv {
 
@@ -36,9 +37,9 @@ struct LogFiles {
   // of passing through it: then no writer runs meanwhile, not even one appending to kept files.
   bool hold_index = false;
   // Kept files only: the index's count, mapped for writing without a system call.
-  FileHead count;
+  FileMap count;
   void Close() {
-    count.Reset();
+    count = FileMap();
     index.Close();
     data.Close();
   }

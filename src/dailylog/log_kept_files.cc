@@ -43,7 +43,7 @@ bool LockKeptFiles(OpenLogEntry& log, bool single) {
   OpenLogFiles(info, paths, kept.files, false, false);
   kept.data_locked = true;
   kept.name = info.FileName();
-  kept.files.count = kept.files.index.MapHead(4);
+  kept.files.count = FileMap::Map(kept.files.index, 4, true);
   kept.index = kept.files.index.Stamp();
   kept.data = kept.files.data.Stamp();
   kept.known = true;

@@ -2,13 +2,11 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <thread>
 
 #include "frame/error.h"
@@ -184,39 +182,6 @@ FileStamp File::Stamp() const {
   struct stat st;
   if (::fstat(fd_, &st) != 0) RaiseErrno(errno);
   return StampOf(st);
-}
-
-FileHead::FileHead(FileHead&& other) noexcept : addr_(other.addr_), length_(other.length_) {
-  other.addr_ = nullptr;
-}
-
-FileHead& FileHead::operator=(FileHead&& other) noexcept {
-  if (this != &other) {
-    Reset();
-    addr_ = other.addr_;
-    length_ = other.length_;
-    other.addr_ = nullptr;
-  }
-  return *this;
-}
-
-void FileHead::Store(size_t offset, const void* data, size_t n) {
-  if (!addr_ || offset + n > length_) Raise(kErrBadFileNumber);
-  std::memcpy(static_cast<char*>(addr_) + offset, data, n);
-}
-
-void FileHead::Reset() {
-  if (addr_) ::munmap(addr_, length_);
-  addr_ = nullptr;
-}
-
-FileHead File::MapHead(size_t length) const {
-  void* addr = ::mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_SHARED, fd_, 0);
-  if (addr == MAP_FAILED) RaiseErrno(errno);
-  FileHead head;
-  head.addr_ = addr;
-  head.length_ = length;
-  return head;
 }
 
 File File::Duplicate() const {

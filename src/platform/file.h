@@ -44,29 +44,6 @@ struct FileStamp {
 // followed when it is a symlink; size -1 when the look fails. Never raises.
 FileStamp PathStamp(const std::string& path);
 
-// A shared mapping of the first bytes of an open file, for a value rewritten in place on every
-// write without a system call; what is stored is at once what every reader of the file reads.
-// Storing is only safe while the file is at least as long as what is stored (a shorter file
-// raises SIGBUS): the caller holds the lock that keeps others from cutting it.
-class FileHead {
- public:
-  FileHead() = default;
-  FileHead(FileHead&& other) noexcept;
-  FileHead& operator=(FileHead&& other) noexcept;
-  FileHead(const FileHead&) = delete;
-  FileHead& operator=(const FileHead&) = delete;
-  ~FileHead() { Reset(); }
-
-  bool IsMapped() const { return addr_ != nullptr; }
-  void Store(size_t offset, const void* data, size_t n);
-  void Reset();
-
- private:
-  friend class File;
-  void* addr_ = nullptr;
-  size_t length_ = 0;
-};
-
 class File {
  public:
   File() = default;
@@ -98,8 +75,6 @@ class File {
   void Lock(ShareLock lock);
   bool TryLock(ShareLock lock);
   void Unlock();
-  // Maps the first `length` bytes of the file for reading and writing; raises when it cannot.
-  FileHead MapHead(size_t length) const;
   // The stamp of the open file; raises when the look fails.
   FileStamp Stamp() const;
   // A second handle on the same open file (and its lock), closed on its own.
