@@ -1,18 +1,15 @@
 #include "kivdbxt/kiv_log_event.h"
 
-#include <array>
 #include <charconv>
 #include <string>
 
 #include "event/event_access.h"
 #include "event/record_fields.h"
-#include "frame/error.h"
 #include "frame/factory.h"
 #include "frame/guard.h"
 #include "platform/date.h"
 #include "platform/file_table.h"
 #include "platform/text_codec.h"
-#include "platform/vb_convert.h"
 
 namespace kiv {
 namespace {

@@ -2,7 +2,6 @@
 
 #include <limits>
 
-#include "event/event_access.h"
 #include "frame/error.h"
 #include "platform/text_codec.h"
 #include "platform/vb_convert.h"
