@@ -35,19 +35,13 @@ bool AcquireLock(int fd, ShareLock lock) {
 
 }  // namespace
 
-File::File(File&& other) noexcept : fd_(other.fd_), dev_(other.dev_), ino_(other.ino_) {
-  other.fd_ = -1;
-  other.dev_ = other.ino_ = 0;
-}
+File::File(File&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
 
 File& File::operator=(File&& other) noexcept {
   if (this != &other) {
     Close();
     fd_ = other.fd_;
-    dev_ = other.dev_;
-    ino_ = other.ino_;
     other.fd_ = -1;
-    other.dev_ = other.ino_ = 0;
   }
   return *this;
 }
@@ -195,7 +189,6 @@ void File::Close() {
   if (fd_ >= 0) {
     ::close(fd_);  // closing the descriptor releases its flock
     fd_ = -1;
-    dev_ = ino_ = 0;
   }
 }
 

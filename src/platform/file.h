@@ -85,8 +85,6 @@ class File {
   friend class FileMap;
   explicit File(int fd) : fd_(fd) {}
   int fd_ = -1;
-  // Device and inode of the open file, read once when first asked (0, 0 until then).
-  mutable uint64_t dev_ = 0, ino_ = 0;
 };
 
 // The bounded wait of an open that meets a conflicting lock, in milliseconds.
