@@ -315,8 +315,33 @@ void Statement::Run() {
 
 WriteTransaction::WriteTransaction(sqlite3* db, std::string name)
     : db_(db), name_(std::move(name)), outer_(sqlite3_get_autocommit(db) != 0) {
-  const std::string sql = outer_ ? "BEGIN IMMEDIATE" : "SAVEPOINT " + name_;
-  const int rc = sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr);
+  Run(outer_ ? "BEGIN IMMEDIATE" : "SAVEPOINT " + name_);
+}
+
+WriteTransaction::WriteTransaction(Connection& conn, std::string name)
+    : conn_(&conn),
+      db_(conn.Db()),
+      name_(std::move(name)),
+      outer_(sqlite3_get_autocommit(db_) != 0) {
+  Run(outer_ ? "BEGIN IMMEDIATE" : "SAVEPOINT " + name_);
+}
+
+// A failure is a write's failure: a lock that outlasted the wait is "locked", not "can't read".
+void WriteTransaction::Run(const std::string& sql) {
+  int rc;
+  if (conn_) {
+    sqlite3_stmt* st = conn_->Prepared(sql).Raw();
+    rc = sqlite3_step(st);
+    if (rc == SQLITE_DONE) rc = SQLITE_OK;
+    if (rc != SQLITE_OK) {
+      const std::string msg = sqlite3_errmsg(db_);
+      sqlite3_reset(st);
+      RaiseFor(rc, msg, sql, true, FileOf(db_));
+    }
+    sqlite3_reset(st);
+    return;
+  }
+  rc = sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr);
   if (rc != SQLITE_OK) RaiseFor(rc, sqlite3_errmsg(db_), sql, true, FileOf(db_));
 }
 
@@ -327,9 +352,7 @@ WriteTransaction::~WriteTransaction() {
 }
 
 void WriteTransaction::Commit() {
-  const std::string sql = outer_ ? "COMMIT" : "RELEASE " + name_;
-  const int rc = sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr);
-  if (rc != SQLITE_OK) RaiseFor(rc, sqlite3_errmsg(db_), sql, true, FileOf(db_));
+  Run(outer_ ? "COMMIT" : "RELEASE " + name_);
   done_ = true;
 }
 
