@@ -5,6 +5,7 @@
 
 #include "platform/dao/dao_errors.h"
 #include "platform/dao/schema.h"
+#include "platform/dao/wal_read_only.h"
 #include "platform/fs.h"
 #include "platform/text_compare.h"
 
@@ -226,18 +227,13 @@ void Connection::BeforeWrite() {
   for (ConnectionUser* user : std::set<ConnectionUser*>(users)) user->FinishReads();
 }
 
-std::shared_ptr<Connection> OpenConnection(const String& file_name, bool create, bool exclusive,
-                                           bool read_only) {
-  if (create && FileExists(file_name)) RaiseDao(kDaoDatabaseExists);
-  if (!create && !FileExists(file_name)) {
-    const String folder = ParentFolder(file_name);
-    if (!folder.empty() && !FolderExists(folder)) RaiseDao(kDaoBadPath, file_name);
-    RaiseDao(kDaoFileNotFound, file_name);
-  }
-  int flags = read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
-  if (create) flags |= SQLITE_OPEN_CREATE;
+namespace {
+
+// Opens the SQLite handle of a connection and sets it up as every connection is.
+std::shared_ptr<Connection> OpenHandle(const String& file_name, const std::string& target,
+                                       int flags, bool create, bool read_only) {
   sqlite3* db = nullptr;
-  int rc = sqlite3_open_v2(Utf8(file_name).c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+  int rc = sqlite3_open_v2(target.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
   auto conn = std::make_shared<Connection>(db, file_name, read_only);
   if (rc != SQLITE_OK) {
     if ((rc & 0xff) == SQLITE_CANTOPEN)
@@ -248,8 +244,29 @@ std::shared_ptr<Connection> OpenConnection(const String& file_name, bool create,
   sqlite3_busy_handler(db, &WaitForLock, nullptr);
   // Rows that REPLACE removes must also lower the row counters.
   Exec(db, "PRAGMA recursive_triggers = ON");
-  if (exclusive) TakeExclusive(db, file_name, read_only);
-  Probe(db, file_name);
+  return conn;
+}
+
+}  // namespace
+
+std::shared_ptr<Connection> OpenConnection(const String& file_name, bool create, bool exclusive,
+                                           bool read_only) {
+  if (create && FileExists(file_name)) RaiseDao(kDaoDatabaseExists);
+  if (!create && !FileExists(file_name)) {
+    const String folder = ParentFolder(file_name);
+    if (!folder.empty() && !FolderExists(folder)) RaiseDao(kDaoBadPath, file_name);
+    RaiseDao(kDaoFileNotFound, file_name);
+  }
+  int flags = read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
+  if (create) flags |= SQLITE_OPEN_CREATE;
+  auto conn = OpenHandle(file_name, Utf8(file_name), flags, create, read_only);
+  if (exclusive) TakeExclusive(conn->db, file_name, read_only);
+  if (read_only && !exclusive && ReadableOnlyAsUnchanging(conn->db, file_name)) {
+    // A WAL file in a folder this process may only read: its shared-memory index cannot be made.
+    conn = OpenHandle(file_name, UnchangingUri(file_name), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
+                      false, true);
+  }
+  Probe(conn->db, file_name);
   if (create) CreateSystemTables(*conn);
   return conn;
 }
