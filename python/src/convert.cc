@@ -2,6 +2,7 @@
 
 #include <datetime.h>
 
+#include <chrono>
 #include <cmath>
 
 namespace kivpy {
@@ -15,34 +16,15 @@ py::object* decimal_type = nullptr;
 
 constexpr int64_t kMicrosPerDay = 86400LL * 1000000;
 
-// Days from 1970-01-01 of a civil date (proleptic Gregorian).
-int64_t DaysFromCivil(int64_t y, int64_t m, int64_t d) {
-  y -= m <= 2;
-  const int64_t era = (y >= 0 ? y : y - 399) / 400;
-  const int64_t yoe = y - era * 400;
-  const int64_t doy = (153 * (m + (m > 2 ? -3 : 9)) + 2) / 5 + d - 1;
-  const int64_t doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
-  return era * 146097 + doe - 719468;
-}
+namespace chr = std::chrono;
 
-void CivilFromDays(int64_t z, int& y, int& m, int& d) {
-  z += 719468;
-  const int64_t era = (z >= 0 ? z : z - 146096) / 146097;
-  const int64_t doe = z - era * 146097;
-  const int64_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-  const int64_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-  const int64_t mp = (5 * doy + 2) / 153;
-  d = static_cast<int>(doy - (153 * mp + 2) / 5 + 1);
-  m = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
-  y = static_cast<int>(yoe + era * 400 + (m <= 2));
-}
-
-const int64_t kOleEpoch = DaysFromCivil(1899, 12, 30);
+const chr::sys_days kOleEpoch = chr::year{1899} / 12 / 30;
 
 // An OLE date counts whole days from the epoch; the fraction is the time of that day, counted
 // forwards even for days before the epoch (-1.25 is 1899-12-29 06:00).
 kiv::Date OleFromParts(int y, int mo, int d, int64_t micros_of_day) {
-  const double days = static_cast<double>(DaysFromCivil(y, mo, d) - kOleEpoch);
+  const chr::sys_days day = chr::year{y} / mo / d;
+  const double days = static_cast<double>((day - kOleEpoch).count());
   const double frac = static_cast<double>(micros_of_day) / static_cast<double>(kMicrosPerDay);
   return days < 0 ? days - frac : days + frac;
 }
@@ -57,14 +39,15 @@ py::object DateToPython(kiv::Date value) {
     day += 1;
     micros = 0;
   }
-  int y, m, d;
-  CivilFromDays(static_cast<int64_t>(day) + kOleEpoch, y, m, d);
+  const chr::year_month_day ymd{kOleEpoch + chr::days{static_cast<int64_t>(day)}};
+  const int y = static_cast<int>(ymd.year());
   if (y < 1 || y > 9999) throw py::value_error("date out of range");
   const int us = static_cast<int>(micros % 1000000);
   const int64_t secs = micros / 1000000;
   return py::reinterpret_steal<py::object>(PyDateTime_FromDateAndTime(
-      y, m, d, static_cast<int>(secs / 3600), static_cast<int>(secs / 60 % 60),
-      static_cast<int>(secs % 60), us));
+      y, static_cast<int>(static_cast<unsigned>(ymd.month())),
+      static_cast<int>(static_cast<unsigned>(ymd.day())), static_cast<int>(secs / 3600),
+      static_cast<int>(secs / 60 % 60), static_cast<int>(secs % 60), us));
 }
 
 bool DateFromPython(py::handle h, kiv::Date& out) {

@@ -68,3 +68,19 @@ def test_file_statements_report_through_err(folder):
     except kivdbxt.KivError as e:
         assert (e.Number, e.Description) == (76, "Path not found")
     assert kivdbxt.FreeFile() == n
+
+
+def test_dates_cross_into_python_on_both_sides_of_the_ole_epoch():
+    ev = kivdbxt.KivLogEvent()
+    # Before day 0 the fraction still counts forwards from midnight.
+    for ole, when in [(-1.25, datetime.datetime(1899, 12, 29, 6, 0)),
+                      (0.0, datetime.datetime(1899, 12, 30)),
+                      (60.5, datetime.datetime(1900, 2, 28, 12, 0)),
+                      (-657434.0, datetime.datetime(100, 1, 1)),
+                      (2958465.5, datetime.datetime(9999, 12, 31, 12, 0))]:
+        ev.EvDate = ole
+        assert ev.EvDate == when
+        ev.EvDate = when
+        assert ev.EvDate == when
+    ev.EvDate = datetime.date(2000, 2, 29)
+    assert ev.EvDate == datetime.datetime(2000, 2, 29)

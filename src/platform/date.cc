@@ -1,5 +1,6 @@
 #include "platform/date.h"
 
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <optional>
@@ -12,26 +13,21 @@
 namespace kiv {
 namespace {
 
-// Days from 1970-01-01 to a civil date (proleptic Gregorian); H. Hinnant's algorithm.
+// Days from 1970-01-01 to a civil date (proleptic Gregorian). Years repeat every 400 years
+// (146097 days), which keeps any int year within the range std::chrono::year holds.
 int64_t DaysFromCivil(int64_t y, int m, int d) {
-  y -= m <= 2;
   const int64_t era = (y >= 0 ? y : y - 399) / 400;
-  const int64_t yoe = y - era * 400;
-  const int64_t doy = (153 * (m + (m > 2 ? -3 : 9)) + 2) / 5 + d - 1;
-  const int64_t doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
-  return era * 146097 + doe - 719468;
+  const std::chrono::year_month_day ymd{std::chrono::year{static_cast<int>(y - era * 400)},
+                                        std::chrono::month{static_cast<unsigned>(m)},
+                                        std::chrono::day{static_cast<unsigned>(d)}};
+  return std::chrono::sys_days{ymd}.time_since_epoch().count() + era * 146097;
 }
 
 void CivilFromDays(int64_t z, int& y, int& m, int& d) {
-  z += 719468;
-  const int64_t era = (z >= 0 ? z : z - 146096) / 146097;
-  const int64_t doe = z - era * 146097;
-  const int64_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-  const int64_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-  const int64_t mp = (5 * doy + 2) / 153;
-  d = static_cast<int>(doy - (153 * mp + 2) / 5 + 1);
-  m = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
-  y = static_cast<int>(yoe + era * 400 + (m <= 2));
+  const std::chrono::year_month_day ymd{std::chrono::sys_days{std::chrono::days{z}}};
+  y = static_cast<int>(ymd.year());
+  m = static_cast<int>(static_cast<unsigned>(ymd.month()));
+  d = static_cast<int>(static_cast<unsigned>(ymd.day()));
 }
 
 const int64_t kEpoch = DaysFromCivil(1899, 12, 30);

@@ -381,6 +381,8 @@ TEST_F(KivlogCliTest, RelativeDatesAcrossDaysAndReverseOrder) {
   EXPECT_EQ(Raws(Lines(Run("show --since yesterday" + sel))), (V{"yesterday noon", "now"}));
   EXPECT_EQ(Raws(Lines(Run("show -S -1h" + sel))), (V{"now"}));
   EXPECT_EQ(Raws(Lines(Run("show --since -30min" + sel))), (V{"now"}));
+  EXPECT_EQ(Raws(Lines(Run("show --since ' - 2 days ' --until ' -30 minutes'" + sel))),
+            (V{"yesterday noon"}));
   EXPECT_EQ(Raws(Lines(Run("show --until yesterday" + sel))), (V{"three days ago"}));
   // A time alone is today's: until today's midnight leaves out only today's event.
   EXPECT_EQ(Raws(Lines(Run("show --until 00:00" + sel))), (V{"three days ago", "yesterday noon"}));
@@ -399,6 +401,8 @@ TEST_F(KivlogCliTest, RelativeDatesAcrossDaysAndReverseOrder) {
   Run("show --since 'not a date'" + sel, "", &rc);
   EXPECT_EQ(rc, 64);
   Run("show --since -3parsecs" + sel, "", &rc);
+  EXPECT_EQ(rc, 64);
+  Run("show --since -3Days" + sel, "", &rc);  // units are small letters
   EXPECT_EQ(rc, 64);
   // purge --before takes relative dates too.
   Run("purge --before -2d --app D --path '" + U8(folder) + "'", "", &rc);

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "frame/error.h"
 #include "platform/date.h"
 #include "platform/locale.h"
@@ -103,6 +105,11 @@ TEST(Dates, FieldsAndDayDifferences) {
   EXPECT_EQ(DateSerial(2024, 3, 5), 45356);
   EXPECT_EQ(DateSerial(2024, 13, 1), DateSerial(2025, 1, 1));  // months roll over
   EXPECT_EQ(DateSerial(1900, 1, 1), 2);
+  EXPECT_EQ(DateSerial(100, 1, 1), kMinDate);
+  EXPECT_EQ(DateSerial(9999, 12, 31), std::trunc(kMaxDate));
+  EXPECT_EQ(DateSerial(2000, -24, 1), DateSerial(1997, 12, 1));
+  EXPECT_EQ(DateSerial(2000, 3, 0), DateSerial(2000, 2, 29));
+  EXPECT_EQ(DateSerial(10000, 1, -1), 2958464);  // a year past the range, brought back by days
   DateParts p = SplitDate(45356.75);
   EXPECT_EQ(p.year, 2024);
   EXPECT_EQ(p.month, 3);

@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cctype>
-#include <regex>
+#include <cstdlib>
 
 #include "output.h"
 #include "platform/clock.h"
@@ -25,6 +25,31 @@ double UnitDays(const std::string& unit) {
   return 0;
 }
 
+// A relative time, "-2 days" or "+30min": a sign, digits and a unit of small letters, with spaces
+// allowed around each. False when the text has another shape.
+bool SplitRelative(const std::string& text, char& sign, double& amount, std::string& unit) {
+  size_t i = 0;
+  auto skip_spaces = [&] {
+    while (i < text.size() && std::isspace(static_cast<unsigned char>(text[i]))) ++i;
+  };
+  auto take = [&](int (*is)(int)) {
+    const size_t from = i;
+    while (i < text.size() && is(static_cast<unsigned char>(text[i]))) ++i;
+    return text.substr(from, i - from);
+  };
+  skip_spaces();
+  if (i == text.size() || (text[i] != '+' && text[i] != '-')) return false;
+  sign = text[i++];
+  skip_spaces();
+  const std::string digits = take(isdigit);
+  skip_spaces();
+  unit = take(islower);
+  skip_spaces();
+  if (digits.empty() || unit.empty() || i != text.size()) return false;
+  amount = std::strtod(digits.c_str(), nullptr);
+  return true;
+}
+
 }  // namespace
 
 kiv::Date ParseWhen(const std::string& text, const char* option) {
@@ -34,13 +59,13 @@ kiv::Date ParseWhen(const std::string& text, const char* option) {
   if (text == "today") return today;
   if (text == "yesterday") return today - 1;
   if (text == "tomorrow") return today + 1;
-  static const std::regex kRelative(R"(^\s*([+-])\s*(\d+)\s*([a-z]+)\s*$)");
-  std::smatch m;
-  if (std::regex_match(text, m, kRelative)) {
-    const double unit = UnitDays(m[3]);
-    if (unit == 0) throw CLI::ValidationError(option, "unknown time unit: " + text);
-    const double amount = std::stod(m[2]) * unit;
-    return m[1] == "-" ? now - amount : now + amount;
+  char sign = 0;
+  double amount = 0;
+  std::string unit;
+  if (SplitRelative(text, sign, amount, unit)) {
+    const double days = UnitDays(unit);
+    if (days == 0) throw CLI::ValidationError(option, "unknown time unit: " + text);
+    return sign == '-' ? now - amount * days : now + amount * days;
   }
   kiv::Date d = 0;
   if (!kiv::ParseDate(U16(text), d)) throw CLI::ValidationError(option, "not a date: " + text);
