@@ -135,11 +135,12 @@ void Exec(sqlite3* db, const char* sql) {
 }
 
 // Reads the schema once: this is where a file that is no database, or one locked by another
-// process, shows itself.
-void Probe(sqlite3* db, const String& file_name) {
-  char* err = nullptr;
-  int rc = sqlite3_exec(db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, &err);
-  sqlite3_free(err);
+// process, shows itself. Returns SQLite's answer, for CheckProbe.
+int Probe(sqlite3* db) {
+  return sqlite3_exec(db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr);
+}
+
+void CheckProbe(sqlite3* db, int rc, const String& file_name) {
   switch (rc & 0xff) {
     case SQLITE_OK:
       return;
@@ -261,12 +262,14 @@ std::shared_ptr<Connection> OpenConnection(const String& file_name, bool create,
   if (create) flags |= SQLITE_OPEN_CREATE;
   auto conn = OpenHandle(file_name, Utf8(file_name), flags, create, read_only);
   if (exclusive) TakeExclusive(conn->db, file_name, read_only);
-  if (read_only && !exclusive && ReadableOnlyAsUnchanging(conn->db, file_name)) {
+  int rc = Probe(conn->db);
+  if (read_only && !exclusive && ReadableOnlyAsUnchanging(rc, file_name)) {
     // A WAL file in a folder this process may only read: its shared-memory index cannot be made.
     conn = OpenHandle(file_name, UnchangingUri(file_name), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
                       false, true);
+    rc = Probe(conn->db);
   }
-  Probe(conn->db, file_name);
+  CheckProbe(conn->db, rc, file_name);
   if (create) CreateSystemTables(*conn);
   return conn;
 }

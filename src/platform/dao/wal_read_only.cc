@@ -1,5 +1,7 @@
 #include "platform/dao/wal_read_only.h"
 
+#include <sqlite3.h>
+
 #include <cstdio>
 
 #include "platform/dao/dao_errors.h"
@@ -15,8 +17,7 @@ bool Unreserved(unsigned char c) {
 
 }  // namespace
 
-bool ReadableOnlyAsUnchanging(sqlite3* db, const String& file_name) {
-  const int rc = sqlite3_exec(db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr);
+bool ReadableOnlyAsUnchanging(int rc, const String& file_name) {
   const String wal = file_name + u"-wal";
   // Without the index SQLite cannot make, or with a WAL it cannot open for writing.
   const bool no_index = rc == SQLITE_READONLY_DIRECTORY || rc == SQLITE_READONLY_CANTINIT ||

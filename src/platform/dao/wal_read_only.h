@@ -7,18 +7,16 @@
 // commits the file cannot be read correctly, and the open fails with DAO's 3051.
 #pragma once
 
-#include <sqlite3.h>
-
 #include <string>
 
 #include "kivdbxt/types.h"
 
 namespace kiv::dao::detail {
 
-// For a read-only connection: true when the database can be read only as immutable (its
-// shared-memory index cannot be made). Raises 3051 when it cannot be read at all because its WAL
-// holds data.
-bool ReadableOnlyAsUnchanging(sqlite3* db, const String& file_name);
+// For a read-only connection whose first read of the schema answered rc: true when the database
+// can be read only as immutable (its shared-memory index cannot be made). Raises 3051 when it
+// cannot be read at all because its WAL holds data.
+bool ReadableOnlyAsUnchanging(int rc, const String& file_name);
 // The URI that opens file_name read-only as immutable.
 std::string UnchangingUri(const String& file_name);
 
