@@ -45,9 +45,14 @@ String UserName() {
 }
 
 String ComputerName() {
-  char buf[256] = {};
-  if (::gethostname(buf, sizeof buf - 1) != 0) return String();
-  return FromUtf8(buf);
+  // Taken once per process, as a computer's name is known to its programs from start-up: a report
+  // asks for it every time, and each look-up is a system call.
+  static const String name = [] {
+    char buf[256] = {};
+    if (::gethostname(buf, sizeof buf - 1) != 0) return String();
+    return FromUtf8(buf);
+  }();
+  return name;
 }
 
 int32_t UniqueNumber() {

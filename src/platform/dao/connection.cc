@@ -225,7 +225,10 @@ Statement& Connection::Prepared(const std::string& sql) {
 void Connection::BeforeWrite() {
   Db();
   if (read_only) RaiseDao(kDaoReadOnly);
-  for (ConnectionUser* user : std::set<ConnectionUser*>(users)) user->FinishReads();
+  // A copy, in case a user leaves the set meanwhile; a vector, as this runs at every write.
+  for (ConnectionUser* user : std::vector<ConnectionUser*>(users.begin(), users.end())) {
+    user->FinishReads();
+  }
 }
 
 namespace {
@@ -279,13 +282,15 @@ Statement::Statement(sqlite3* db, std::string sql) : sql_(std::move(sql)) {
   if (rc != SQLITE_OK) RaiseSqlite(db, rc, sql_);
 }
 
-Statement::Statement(Statement&& other) noexcept : stmt_(other.stmt_), sql_(std::move(other.sql_)) {
+Statement::Statement(Statement&& other) noexcept
+    : stmt_(other.stmt_), sql_(std::move(other.sql_)), texts_(std::move(other.texts_)) {
   other.stmt_ = nullptr;
 }
 
 Statement& Statement::operator=(Statement&& other) noexcept {
   std::swap(stmt_, other.stmt_);
   std::swap(sql_, other.sql_);
+  std::swap(texts_, other.texts_);
   return *this;
 }
 
@@ -295,8 +300,16 @@ void Statement::BindNull(int i) { sqlite3_bind_null(stmt_, i); }
 void Statement::BindInt(int i, int64_t value) { sqlite3_bind_int64(stmt_, i, value); }
 void Statement::BindDouble(int i, double value) { sqlite3_bind_double(stmt_, i, value); }
 void Statement::BindText(int i, StringView value) {
-  const std::string text = Utf8(value);
-  sqlite3_bind_text64(stmt_, i, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+  std::string text = Utf8(value);
+  if (i < 1 || sqlite3_stmt_busy(stmt_)) {  // SQLite refuses it; keep nothing
+    sqlite3_bind_text64(stmt_, i, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+    return;
+  }
+  if (texts_.size() < static_cast<size_t>(i)) texts_.resize(i);
+  std::unique_ptr<std::string>& kept = texts_[i - 1];
+  if (!kept) kept = std::make_unique<std::string>();
+  *kept = std::move(text);
+  sqlite3_bind_text64(stmt_, i, kept->data(), kept->size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 void Statement::BindBlob(int i, const uint8_t* data, size_t size) {
   static const uint8_t kEmpty = 0;

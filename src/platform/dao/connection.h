@@ -70,6 +70,9 @@ class Statement {
  private:
   sqlite3_stmt* stmt_ = nullptr;
   std::string sql_;
+  // The UTF-8 of each text parameter, read by SQLite in place until the parameter is bound again
+  // (no copy of its own); each on the heap, so that moving the statement does not move it.
+  std::vector<std::unique_ptr<std::string>> texts_;
 };
 
 struct Connection {
