@@ -62,6 +62,7 @@ class File {
   void Close();
 
  private:
+  friend class FileMap;
   explicit File(int fd) : fd_(fd) {}
   int fd_ = -1;
 };

@@ -64,28 +64,32 @@ static bool ReadRecord(SectorStore& store, int32_t rec_id, String& text,
 }
 
 // Runs one public operation: the guard, then the debug line (its arguments described after the
-// operation, so that they show what it gave back).
+// operation, so that they show what it gave back). The Source is a literal: no string is built
+// for an operation that succeeds.
 template <class Args, class Body>
-static bool Run(bool debug, const char* name, Args&& args, Body&& body) {
-  const String source = u"KivSector." + FromUtf8(name);
-  const bool failed = Guard(source.c_str(), true, [&] {
+static bool Run(bool debug, const char16_t* source, Args&& args, Body&& body) {
+  const bool failed = Guard(source, true, [&] {
     body();
     return false;
   });
-  if (debug) WriteDebugLine(name, std::string(args()), failed);
+  if (debug) {
+    const StringView name = StringView(source).substr(sizeof "KivSector." - 1);
+    WriteDebugLine(ToUtf8(name), std::string(args()), failed);
+  }
   return failed;
 }
 
 bool KivSector::SectorCreate(const String& FileName, int32_t SectorSize) {
   return Run(
-      debug_, "SectorCreate",
+      debug_, u"KivSector.SectorCreate",
       [&] { return ToUtf8(FileName) + " SectorSize=" + std::to_string(SectorSize); },
       [&] { SectorStore::Create(StoreBase(FileName), SectorSize); });
 }
 
 bool KivSector::SectorOpen(const String& FileName, bool ReadOnly) {
   return Run(
-      debug_, "SectorOpen", [&] { return ToUtf8(FileName) + (ReadOnly ? " ReadOnly" : ""); },
+      debug_, u"KivSector.SectorOpen",
+      [&] { return ToUtf8(FileName) + (ReadOnly ? " ReadOnly" : ""); },
       [&] {
         store_.reset();
         store_ = std::make_unique<SectorStore>(StoreBase(FileName), ReadOnly);
@@ -95,12 +99,12 @@ bool KivSector::SectorOpen(const String& FileName, bool ReadOnly) {
 
 bool KivSector::SectorClose() {
   return Run(
-      debug_, "SectorClose", [] { return ""; }, [&] { store_.reset(); });
+      debug_, u"KivSector.SectorClose", [] { return ""; }, [&] { store_.reset(); });
 }
 
 bool KivSector::SectorWrite(int32_t& RecId, const String& Data) {
   const int64_t length = static_cast<int64_t>(Data.size()) * 2;
-  return Run(debug_, "SectorWrite", WriteArgs(RecId, length, true),
+  return Run(debug_, u"KivSector.SectorWrite", WriteArgs(RecId, length, true),
              [&] { OpenStore(store_).Write(RecId, BytesOf(Data), length, true); });
 }
 
@@ -110,7 +114,7 @@ bool KivSector::SectorWrite(int32_t& RecId, const char16_t* Data) {
 
 bool KivSector::SectorWrite(int32_t& RecId, const std::vector<uint8_t>& Data) {
   const int64_t length = static_cast<int64_t>(Data.size());
-  return Run(debug_, "SectorWrite", WriteArgs(RecId, length, false),
+  return Run(debug_, u"KivSector.SectorWrite", WriteArgs(RecId, length, false),
              [&] { OpenStore(store_).Write(RecId, Data.data(), length, false); });
 }
 
@@ -118,7 +122,7 @@ bool KivSector::SectorWrite(int32_t& RecId, const Variant& Data) {
   if (Data.Type() == (vbArray | vbByte)) return SectorWrite(RecId, Data.Bytes());
   if (Data.Type() == vbString) return SectorWrite(RecId, Data.StringValue());
   // Anything else is written as its text, as the run time's CStr gives it.
-  return Run(debug_, "SectorWrite", WriteArgs(RecId, -1, true), [&] {
+  return Run(debug_, u"KivSector.SectorWrite", WriteArgs(RecId, -1, true), [&] {
     std::optional<String> text = Data.ToString();
     if (!text) Raise(kErrTypeMismatch);
     const int64_t length = static_cast<int64_t>(text->size()) * 2;
@@ -128,7 +132,7 @@ bool KivSector::SectorWrite(int32_t& RecId, const Variant& Data) {
 
 bool KivSector::SectorRead(int32_t RecId, String& Data) {
   return Run(
-      debug_, "SectorRead", [&] { return Id(RecId); },
+      debug_, u"KivSector.SectorRead", [&] { return Id(RecId); },
       [&] {
         String text;
         std::vector<uint8_t> bytes;
@@ -139,7 +143,7 @@ bool KivSector::SectorRead(int32_t RecId, String& Data) {
 
 bool KivSector::SectorRead(int32_t RecId, std::vector<uint8_t>& Data) {
   return Run(
-      debug_, "SectorRead", [&] { return Id(RecId); },
+      debug_, u"KivSector.SectorRead", [&] { return Id(RecId); },
       [&] {
         std::vector<uint8_t> bytes;
         OpenStore(store_).Read(RecId, [&](const sector::DirEntry& e) {
@@ -152,7 +156,7 @@ bool KivSector::SectorRead(int32_t RecId, std::vector<uint8_t>& Data) {
 
 bool KivSector::SectorRead(int32_t RecId, Variant& Data) {
   return Run(
-      debug_, "SectorRead", [&] { return Id(RecId); },
+      debug_, u"KivSector.SectorRead", [&] { return Id(RecId); },
       [&] {
         String text;
         std::vector<uint8_t> bytes;
@@ -163,12 +167,13 @@ bool KivSector::SectorRead(int32_t RecId, Variant& Data) {
 
 bool KivSector::SectorDelete(int32_t RecId) {
   return Run(
-      debug_, "SectorDelete", [&] { return Id(RecId); }, [&] { OpenStore(store_).Delete(RecId); });
+      debug_, u"KivSector.SectorDelete", [&] { return Id(RecId); },
+      [&] { OpenStore(store_).Delete(RecId); });
 }
 
 bool KivSector::SectorInfo(int32_t RecId, int64_t& Length, Date& Modified) {
   return Run(
-      debug_, "SectorInfo", [&] { return Id(RecId); },
+      debug_, u"KivSector.SectorInfo", [&] { return Id(RecId); },
       [&] {
         const sector::DirEntry e = OpenStore(store_).Info(RecId);
         Length = e.length;
@@ -178,7 +183,7 @@ bool KivSector::SectorInfo(int32_t RecId, int64_t& Length, Date& Modified) {
 
 bool KivSector::SectorList(const std::shared_ptr<Collection>& RetIds) {
   return Run(
-      debug_, "SectorList", [] { return ""; },
+      debug_, u"KivSector.SectorList", [] { return ""; },
       [&] {
         if (!RetIds) Raise(kErrObjectNotSet);
         const std::vector<int32_t> ids = OpenStore(store_).List();
@@ -189,17 +194,17 @@ bool KivSector::SectorList(const std::shared_ptr<Collection>& RetIds) {
 
 bool KivSector::SectorFlush() {
   return Run(
-      debug_, "SectorFlush", [] { return ""; }, [&] { OpenStore(store_).Flush(); });
+      debug_, u"KivSector.SectorFlush", [] { return ""; }, [&] { OpenStore(store_).Flush(); });
 }
 
 bool KivSector::SectorCompact() {
   return Run(
-      debug_, "SectorCompact", [] { return ""; }, [&] { OpenStore(store_).Compact(); });
+      debug_, u"KivSector.SectorCompact", [] { return ""; }, [&] { OpenStore(store_).Compact(); });
 }
 
 bool KivSector::SectorVerify(const std::shared_ptr<Collection>& Damaged) {
   return Run(
-      debug_, "SectorVerify", [] { return ""; },
+      debug_, u"KivSector.SectorVerify", [] { return ""; },
       [&] {
         if (!Damaged) Raise(kErrObjectNotSet);
         const std::vector<int32_t> ids = OpenStore(store_).Verify();

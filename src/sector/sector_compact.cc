@@ -93,12 +93,30 @@ void SectorStore::CutFiles(int32_t sectors) {
   header_.slots = last;
   WriteHeader();
   free_slots_.erase(free_slots_.upper_bound(last), free_slots_.end());
-  dir_.Truncate(EntryOffset(last + 1));
+  CutDirectory(EntryOffset(last + 1));
   if (sync_writes) {
     data_.Sync();
     fat_.Sync();
     dir_.Sync();
   }
+}
+
+// Other open stores read the directory through their mappings: it is cut only while this store
+// holds the only lease, and otherwise keeps free entries at its end, as a crash may leave it.
+void SectorStore::CutDirectory(int64_t length) {
+  // Turning a flock shared again, or a failed attempt to make it exclusive, drops it first: the
+  // shared lease is taken again whatever happens.
+  const bool alone = data_.TryLock(ShareLock::Exclusive);
+  try {
+    if (alone) {
+      dir_.Truncate(length);
+      MapDirectory();
+    }
+  } catch (...) {
+    data_.Lock(ShareLock::Shared);
+    throw;
+  }
+  data_.Lock(ShareLock::Shared);
 }
 
 void SectorStore::Compact() {

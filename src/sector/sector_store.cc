@@ -1,6 +1,7 @@
 #include "sector/sector_store.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 
 #include "frame/error.h"
@@ -22,6 +23,13 @@ namespace {
 constexpr int64_t kIoPiece = 1 << 20;
 // Directory entries read by one call of a pass over the directory.
 constexpr int32_t kEntriesPerRead = 32768;
+
+// The end of the run of consecutive sectors that starts at position i.
+size_t RunEnd(std::span<const int32_t> sectors, size_t i) {
+  size_t j = i + 1;
+  while (j < sectors.size() && sectors[j] == sectors[j - 1] + 1) ++j;
+  return j;
+}
 
 OpenOptions Options(bool read_only) {
   OpenOptions o;
@@ -81,10 +89,10 @@ SectorStore::SectorStore(const String& base, bool read_only) : base_(base), read
   dir_ = File::Open(DirectoryFile(base), Options(read_only));
   fat_ = File::Open(TableFile(base), Options(read_only));
   data_ = File::Open(SectorsFile(base), Options(read_only));
-  uint8_t buf[kDirHeaderSize];
+  data_.Lock(ShareLock::Shared);  // the lease on the mapping, until the files close
   OperationLock lock(*this, false);
-  if (dir_.ReadAt(0, buf, sizeof buf) != sizeof buf || !DecodeDirHeader(buf, header_) ||
-      !ValidSectorSize(header_.sector_size)) {
+  MapDirectory();
+  if (!MappedHeader(header_) || !ValidSectorSize(header_.sector_size)) {
     RaiseLibrary(NotAStoreMessage(DirectoryFile(base)));
   }
   sector_size_ = header_.sector_size;
@@ -107,10 +115,8 @@ void SectorStore::Change(const std::function<void()>& body) {
 }
 
 void SectorStore::Refresh(bool slots) {
-  uint8_t buf[kDirHeaderSize];
   DirHeader h;
-  if (dir_.ReadAt(0, buf, sizeof buf) != sizeof buf || !DecodeDirHeader(buf, h) ||
-      h.sector_size != sector_size_) {
+  if (!MappedHeader(h) || h.sector_size != sector_size_) {
     valid_ = false;
     RaiseLibrary(NotAStoreMessage(DirectoryFile(base_)));
   }
@@ -121,6 +127,19 @@ void SectorStore::Refresh(bool slots) {
     valid_ = true;
   }
   if (slots && !slots_known_) ScanDirectory();
+}
+
+// The old view stays when mapping fails.
+void SectorStore::MapDirectory() { view_ = FileMap::Map(dir_, dir_.Size()); }
+
+bool SectorStore::MappedHeader(DirHeader& header) const {
+  uint8_t buf[kDirHeaderSize];
+  return view_.Copy(0, buf, sizeof buf) && DecodeDirHeader(buf, header);
+}
+
+bool SectorStore::MappedEntry(int32_t rec_id, DirEntry& entry) const {
+  uint8_t buf[kEntrySize];
+  return view_.Copy(EntryOffset(rec_id), buf, sizeof buf) && DecodeEntry(buf, entry);
 }
 
 // The table holds the header's count of entries, or what the file holds when it is shorter (a
@@ -172,16 +191,15 @@ void SectorStore::ScanDirectory() {
 
 // --- Entries and headers ----------------------------------------------------------------------
 
-bool SectorStore::ReadEntry(int32_t rec_id, DirEntry& entry) const {
+bool SectorStore::ReadEntry(int32_t rec_id, DirEntry& entry) {
   if (rec_id < 1 || rec_id > header_.slots) RaiseMissing(rec_id);
-  uint8_t buf[kEntrySize];
-  if (dir_.ReadAt(EntryOffset(rec_id), buf, sizeof buf) != sizeof buf) return false;
-  if (!DecodeEntry(buf, entry)) return false;
+  if (EntryOffset(rec_id) + kEntrySize > view_.Length()) MapDirectory();  // the file grew
+  if (!MappedEntry(rec_id, entry)) return false;
   if (!entry.InUse()) RaiseMissing(rec_id);
   return true;
 }
 
-DirEntry SectorStore::CheckedEntry(int32_t rec_id, std::vector<int32_t>& chain) const {
+DirEntry SectorStore::CheckedEntry(int32_t rec_id, std::vector<int32_t>& chain) {
   DirEntry e;
   if (!ReadEntry(rec_id, e) || !table_.Walk(e.first, e.length, sector_size_, chain) ||
       (e.IsText() && e.length % 2 != 0)) {
@@ -197,7 +215,10 @@ int32_t SectorStore::TakeFreeSlot() {
     const int32_t from = header_.slots;
     const int32_t grow = std::max(16, from / 8);
     std::vector<uint8_t> buf(static_cast<size_t>(grow) * kEntrySize);
-    for (int32_t i = 0; i < grow; ++i) EncodeEntry(DirEntry{}, buf.data() + i * kEntrySize);
+    EncodeEntry(DirEntry{}, buf.data());  // every free entry has the same bytes
+    for (int32_t i = 1; i < grow; ++i) {
+      std::copy_n(buf.data(), kEntrySize, buf.data() + i * kEntrySize);
+    }
     dir_.WriteAt(EntryOffset(from + 1), buf.data(), buf.size());
     for (int32_t k = from + 1; k <= from + grow; ++k) free_slots_.insert(free_slots_.end(), k);
     header_.slots = from + grow;
@@ -241,9 +262,10 @@ void SectorStore::RaiseMissing(int32_t rec_id) const { RaiseLibrary(MissingRecor
 void SectorStore::WriteSectors(std::span<const int32_t> sectors, const uint8_t* data, int64_t bytes,
                                uint32_t* crc) {
   int64_t done = 0;
-  for (const Run& run : ConsecutiveRuns({sectors.begin(), sectors.end()})) {
-    const int64_t run_end = std::min(bytes, done + int64_t{run.count} * sector_size_);
-    const int64_t offset = int64_t{run.begin} * sector_size_ - done;
+  for (size_t i = 0, j; i < sectors.size(); i = j) {
+    j = RunEnd(sectors, i);
+    const int64_t run_end = std::min(bytes, done + int64_t(j - i) * sector_size_);
+    const int64_t offset = int64_t{sectors[i]} * sector_size_ - done;
     for (; done < run_end;) {
       const int64_t n = std::min(kIoPiece, run_end - done);
       if (crc) *crc = Crc32(data + done, n, *crc);
@@ -256,9 +278,10 @@ void SectorStore::WriteSectors(std::span<const int32_t> sectors, const uint8_t* 
 int64_t SectorStore::ReadSectors(std::span<const int32_t> sectors, uint8_t* out, int64_t bytes,
                                  uint32_t* crc) const {
   int64_t done = 0;
-  for (const Run& run : ConsecutiveRuns({sectors.begin(), sectors.end()})) {
-    const int64_t run_end = std::min(bytes, done + int64_t{run.count} * sector_size_);
-    const int64_t offset = int64_t{run.begin} * sector_size_ - done;
+  for (size_t i = 0, j; i < sectors.size(); i = j) {
+    j = RunEnd(sectors, i);
+    const int64_t run_end = std::min(bytes, done + int64_t(j - i) * sector_size_);
+    const int64_t offset = int64_t{sectors[i]} * sector_size_ - done;
     for (; done < run_end;) {
       const int64_t n = std::min(kIoPiece, run_end - done);
       const int64_t got = data_.ReadAt(offset + done, out + done, n);
@@ -329,7 +352,36 @@ void SectorStore::Write(int32_t& rec_id, const uint8_t* data, int64_t length, bo
   });
 }
 
+// The cached table is the one of the header's generation before and after the data is read, so
+// the entry and its chain belong together and no change ran meanwhile; the CRCs catch the rest.
+bool SectorStore::ReadUnlocked(int32_t rec_id,
+                               const std::function<uint8_t*(const DirEntry&)>& buffer,
+                               DirEntry& e) {
+  DirHeader h;
+  if (!valid_ || !MappedHeader(h) || h.generation != header_.generation) return false;
+  if (rec_id < 1 || rec_id > h.slots || !MappedEntry(rec_id, e) || !e.InUse()) return false;
+  if (e.IsText() && e.length % 2 != 0) return false;
+  // A record of one sector is read while its table entry comes into the cache (a miss in a large
+  // store), and its chain is checked afterwards; a longer one needs its chain first.
+  const bool one_sector = e.length > 0 && e.length <= sector_size_;
+  if (one_sector) {
+    if (e.first < 0 || e.first >= table_.Sectors()) return false;
+    table_.Prefetch(e.first);
+  } else if (!table_.Walk(e.first, e.length, sector_size_, read_chain_)) {
+    return false;
+  }
+  uint8_t* out = buffer(e);
+  uint32_t crc = 0;
+  const std::span<const int32_t> sectors = one_sector ? std::span(&e.first, 1) : read_chain_;
+  if (ReadSectors(sectors, out, e.length, &crc) != e.length || crc != e.data_crc) return false;
+  if (one_sector && table_.Next(e.first) != kEndOfChain) return false;
+  std::atomic_thread_fence(std::memory_order_acquire);  // the header again, after the data
+  return MappedHeader(h) && h.generation == header_.generation;
+}
+
 DirEntry SectorStore::Read(int32_t rec_id, const std::function<uint8_t*(const DirEntry&)>& buffer) {
+  DirEntry unlocked;
+  if (ReadUnlocked(rec_id, buffer, unlocked)) return unlocked;
   OperationLock lock(*this, false);
   Refresh(false);
   std::vector<int32_t> chain;

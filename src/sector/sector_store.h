@@ -5,6 +5,15 @@
 // the header's count), the header with a new generation, the data in free sectors, their chain,
 // the entry (the commit point), the old chain marked free. Other processes see the new
 // generation and reload their cached state, also after a writer died half way.
+//
+// A read first goes without a lock: the header and the entry come from a shared mapping of the
+// ".QVD", the data from one pread per run of sectors, and the result stands when the header
+// still shows the cached generation afterwards and both CRCs check (a change raises the
+// generation before it touches any entry, sector or chain). Otherwise it reads again under the
+// shared lock.
+// Every open store holds a shared flock on the ".QVS" until it closes (its lease on the mapping):
+// compaction cuts the ".QVD" only when it can turn its own lease exclusive, since a mapped page
+// past the end of the file cannot be read.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +23,7 @@
 #include <vector>
 
 #include "platform/file.h"
+#include "platform/file_map.h"
 #include "sector/allocation_table.h"
 #include "sector/sector_format.h"
 
@@ -53,15 +63,23 @@ class SectorStore {
   // Reloads the cached state when the header's generation moved; with slots, also the free
   // slots and the count of records.
   void Refresh(bool slots);
+  // Maps the ".QVD" as long as it is now.
+  void MapDirectory();
+  // The header and an entry as the mapping shows them; false when torn, damaged or not mapped.
+  bool MappedHeader(sector::DirHeader& header) const;
+  bool MappedEntry(int32_t rec_id, sector::DirEntry& entry) const;
+  // The read without a lock; false when its result cannot be trusted.
+  bool ReadUnlocked(int32_t rec_id, const std::function<uint8_t*(const sector::DirEntry&)>& buffer,
+                    sector::DirEntry& entry);
   void LoadTable();
   void ScanDirectory();
   void ForEachEntry(const EntryVisitor& visit) const;
 
   // The entry of rec_id: raises "non esiste" for a free slot or one out of range; false for a
   // damaged entry.
-  bool ReadEntry(int32_t rec_id, sector::DirEntry& entry) const;
+  bool ReadEntry(int32_t rec_id, sector::DirEntry& entry);
   // The entry and its chain, checked; raises "danneggiato" when either does not check.
-  sector::DirEntry CheckedEntry(int32_t rec_id, std::vector<int32_t>& chain) const;
+  sector::DirEntry CheckedEntry(int32_t rec_id, std::vector<int32_t>& chain);
   int32_t TakeFreeSlot();
   void WriteHeader();
   void WriteEntry(int32_t rec_id, const sector::DirEntry& entry);
@@ -81,6 +99,7 @@ class SectorStore {
   void FreeUnreachable(const std::vector<std::pair<int32_t, sector::DirEntry>>& records);
   void MoveDown(int32_t rec_id, sector::DirEntry entry, int32_t target);
   void CutFiles(int32_t sectors);
+  void CutDirectory(int64_t length);
 
   [[noreturn]] void RaiseDamaged(int32_t rec_id) const;
   [[noreturn]] void RaiseMissing(int32_t rec_id) const;
@@ -89,6 +108,7 @@ class SectorStore {
   bool read_only_;
   int32_t sector_size_ = 0;
   File dir_, fat_, data_;
+  FileMap view_;  // the ".QVD", safe to read while data_ holds the lease
 
   // Cached state, valid while the header's generation is header_.generation.
   bool valid_ = false;
@@ -97,6 +117,7 @@ class SectorStore {
   bool slots_known_ = false;
   std::set<int32_t> free_slots_;
   int32_t records_ = 0;
+  std::vector<int32_t> read_chain_;  // reused by reads without a lock
 };
 
 // The messages of the store.

@@ -1,0 +1,50 @@
+#include "platform/file_map.h"
+
+#include <sys/mman.h>
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "frame/error.h"
+
+namespace kiv {
+
+FileMap::FileMap(FileMap&& other) noexcept
+    : data_(std::exchange(other.data_, nullptr)), length_(std::exchange(other.length_, 0)) {}
+
+FileMap& FileMap::operator=(FileMap&& other) noexcept {
+  if (this != &other) {
+    Unmap();
+    data_ = std::exchange(other.data_, nullptr);
+    length_ = std::exchange(other.length_, 0);
+  }
+  return *this;
+}
+
+FileMap::~FileMap() { Unmap(); }
+
+void FileMap::Unmap() {
+  if (data_) ::munmap(const_cast<uint8_t*>(data_), static_cast<size_t>(length_));
+  data_ = nullptr;
+  length_ = 0;
+}
+
+FileMap FileMap::Map(const File& file, int64_t length) {
+  FileMap map;
+  if (length <= 0) return map;
+  void* p = ::mmap(nullptr, static_cast<size_t>(length), PROT_READ, MAP_SHARED | MAP_POPULATE,
+                   file.fd_, 0);
+  if (p == MAP_FAILED) RaiseErrno(errno);
+  map.data_ = static_cast<const uint8_t*>(p);
+  map.length_ = length;
+  return map;
+}
+
+bool FileMap::Copy(int64_t offset, void* out, size_t n) const {
+  if (offset < 0 || offset + static_cast<int64_t>(n) > length_) return false;
+  std::memcpy(out, data_ + offset, n);
+  return true;
+}
+
+}  // namespace kiv
