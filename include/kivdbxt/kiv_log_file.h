@@ -135,7 +135,6 @@ class KIV_API KivLogFile : public Object {
                 const std::optional<String>& fallback = std::nullopt);
   bool ParmRead(const String& Key, int32_t& Value);
   bool ParmWrite(const String& Key, const String& Value);
-  void DropDuplicateParms(dao::Recordset& rs, const String& Key);
   bool ReadSettings();
   void RefuseWhenReadOnly() const;
   bool UpdateLastLog(int32_t lUnk);

@@ -2,6 +2,7 @@
 // settings built on it.
 #include "kivdbxt/kiv_log_file.h"
 
+#include "dblog/log_parms.h"
 #include "dblog/log_schema.h"
 #include "dblog/log_sync.h"
 #include "dblog/log_transaction.h"
@@ -123,38 +124,15 @@ bool KivLogFile::ParmWrite(const String& Key, const String& Value) {
         RefuseWhenReadOnly();
         PassOn(OpenLog(false));
         {
-          // Seek and add as one step: two processes writing a new key make one row, not two.
+          // Look up and add as one step: two processes writing a new key make one row, not two.
           LogTransaction tx(*db_);
-          dao::Recordset& rs = SeekParm(Key);
-          if (rs.NoMatch()) {
-            rs.AddNew();
-            rs.Fields()[u"KEY"]->Value(Variant(Key));
-            rs.Fields()[u"VALUE"]->Value(Variant(Value));
-            rs.Update();
-          } else {
-            rs.Edit();
-            rs.Fields()[u"VALUE"]->Value(Variant(Value));
-            rs.Update();
-            DropDuplicateParms(rs, Key);
-          }
+          WriteParm(*db_->Connection(), Key, Value);
           tx.Commit();
         }
         PassOn(CloseLog(false));
         return false;
       },
-      [&] {
-        if (parms_ && parms_->EditMode() != dao::dbEditNone) parms_->CancelUpdate();
-        CloseLog(false);
-      });
-}
-
-// Rows of the same key after the current one, left by older versions that could add a key twice:
-// reads take the first, so the rest go.
-void KivLogFile::DropDuplicateParms(dao::Recordset& rs, const String& Key) {
-  for (rs.MoveNext(); !rs.EOF_(); rs.MoveNext()) {
-    if (!TextEquals(CStr(rs.Fields()[u"KEY"]->Value()), Key)) break;
-    rs.Delete();
-  }
+      [&] { CloseLog(false); });
 }
 
 void KivLogFile::RefuseWhenReadOnly() const {

@@ -1,6 +1,7 @@
 // KivLogFile: reporting events, the wrapping policy and purging, the LASTCHANGE mark and the
 // EventLogChanged notification.
 #include "dblog/log_backup.h"
+#include "dblog/log_insert.h"
 #include "dblog/log_schema.h"
 #include "dblog/log_transaction.h"
 #include "frame/error.h"
@@ -16,10 +17,7 @@
 namespace kiv {
 namespace {
 
-constexpr size_t kTextLimit = 255;
 constexpr int32_t kWrapBatch = 100;  // overwrite-as-needed trims this many oldest at a time
-
-String Left255(const String& s) { return s.substr(0, kTextLimit); }
 
 }  // namespace
 
@@ -57,7 +55,6 @@ bool KivLogFile::Report(const String& Source, const String& StoredRawData, int32
                         const String& Category, int32_t EventId, String& User, String& Computer,
                         const String& Server, const char16_t* source) {
   int32_t unk = 0;
-  bool adding = false;
   bool holding = false;  // the log stays open from the wrapping step to the commit
   bool failed = Guard(
       source, true,
@@ -73,21 +70,8 @@ bool KivLogFile::Report(const String& Source, const String& StoredRawData, int32
           LogTransaction tx(*db_);
           PassOn(Purge(0, 0));
           unk = static_cast<int32_t>(TickCount());
-          events_->AddNew();
-          adding = true;
-          events_->Fields()[u"UNK"]->Value(Variant(unk));
-          events_->Fields()[u"DATE"]->Value(Variant::FromDate(Now()));
-          events_->Fields()[u"TYPE"]->Value(Variant(EventType));
-          events_->Fields()[u"CATEGORY"]->Value(Variant(Left255(Category)));
-          events_->Fields()[u"ID"]->Value(Variant(EventId));
-          events_->Fields()[u"USER"]->Value(Variant(Left255(User)));
-          events_->Fields()[u"COMPUTER"]->Value(Variant(Left255(Computer)));
-          events_->Fields()[u"SOURCE"]->Value(Variant(Left255(Source)));
-          events_->Fields()[u"SERVER"]->Value(Variant(Left255(Server)));
-          auto raw = events_->Fields()[u"RAWDATA"];
-          PassOn(QvDbXtMod::Str_2_Blob(raw, StoredRawData));
-          events_->Update();
-          adding = false;
+          InsertEvent(*db_->Connection(), {unk, Now(), EventType, Category, EventId, User, Computer,
+                                           Source, Server, StoredRawData});
           // The record is stored: a failure to move LASTCHANGE is recorded but fails nothing.
           UpdateLastLog(unk);
           tx.Commit();
@@ -98,7 +82,6 @@ bool KivLogFile::Report(const String& Source, const String& StoredRawData, int32
         return false;
       },
       [&] {
-        if (adding && events_) events_->CancelUpdate();
         if (holding) in_use_.Step(false);
         CloseLog(false);
       });
@@ -220,7 +203,8 @@ bool KivLogFile::Trim(int32_t Records, int32_t Days, const String& SubSet) {
     }
   }
   PassOn(PurgeLock());
-  if (rs == events_) rs->Index(kDateIndex);  // oldest first
+  // Oldest first. Setting the index again would only drop the lookups prepared for it.
+  if (rs == events_ && rs->Index() != kDateIndex) rs->Index(kDateIndex);
   const Date now = Now();
   auto young = [&] { return DateDiffDays(CDate(rs->Fields()[u"DATE"]->Value()), now) < Days; };
   rs->MoveFirst();

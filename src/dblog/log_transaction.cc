@@ -10,7 +10,7 @@ LogTransaction::LogTransaction(dao::Database& db) : conn_(db.Connection()) {
   if (!sqlite3_get_autocommit(conn_->Db())) return;
   // Reads still pending would hold an older snapshot than the write lock is taken on.
   conn_->BeforeWrite();
-  tx_.emplace(conn_->Db(), "kiv_log");
+  tx_.emplace(*conn_, "kiv_log");
 }
 
 LogTransaction::~LogTransaction() {

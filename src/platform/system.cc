@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <optional>
 #include <random>
 
 #include "platform/vb_convert.h"
@@ -29,14 +30,29 @@ uint32_t RandomStart() {
 String UserName() {
   String name = EnvValue("USER");
   if (!name.empty()) return name;
-  if (passwd* pw = ::getpwuid(::geteuid())) return FromUtf8(pw->pw_name);
+  // The account database is read once per user id: a report asks for the name every time, and
+  // the look-up opens and reads files.
+  thread_local uid_t cached_uid = static_cast<uid_t>(-1);
+  thread_local std::optional<String> cached_name;
+  const uid_t uid = ::geteuid();
+  if (uid != cached_uid) {
+    passwd* pw = ::getpwuid(uid);
+    cached_name = pw ? std::optional<String>(FromUtf8(pw->pw_name)) : std::nullopt;
+    cached_uid = uid;
+  }
+  if (cached_name) return *cached_name;
   return EnvValue("LOGNAME");
 }
 
 String ComputerName() {
-  char buf[256] = {};
-  if (::gethostname(buf, sizeof buf - 1) != 0) return String();
-  return FromUtf8(buf);
+  // Taken once per process, as a computer's name is known to its programs from start-up: a report
+  // asks for it every time, and each look-up is a system call.
+  static const String name = [] {
+    char buf[256] = {};
+    if (::gethostname(buf, sizeof buf - 1) != 0) return String();
+    return FromUtf8(buf);
+  }();
+  return name;
 }
 
 namespace {

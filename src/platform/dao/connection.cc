@@ -5,6 +5,7 @@
 
 #include "platform/dao/dao_errors.h"
 #include "platform/dao/schema.h"
+#include "platform/dao/wal_read_only.h"
 #include "platform/fs.h"
 #include "platform/text_compare.h"
 
@@ -134,11 +135,12 @@ void Exec(sqlite3* db, const char* sql) {
 }
 
 // Reads the schema once: this is where a file that is no database, or one locked by another
-// process, shows itself.
-void Probe(sqlite3* db, const String& file_name) {
-  char* err = nullptr;
-  int rc = sqlite3_exec(db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, &err);
-  sqlite3_free(err);
+// process, shows itself. Returns SQLite's answer, for CheckProbe.
+int Probe(sqlite3* db) {
+  return sqlite3_exec(db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr);
+}
+
+void CheckProbe(sqlite3* db, int rc, const String& file_name) {
   switch (rc & 0xff) {
     case SQLITE_OK:
       return;
@@ -223,8 +225,33 @@ Statement& Connection::Prepared(const std::string& sql) {
 void Connection::BeforeWrite() {
   Db();
   if (read_only) RaiseDao(kDaoReadOnly);
-  for (ConnectionUser* user : std::set<ConnectionUser*>(users)) user->FinishReads();
+  // A copy, in case a user leaves the set meanwhile; a vector, as this runs at every write.
+  for (ConnectionUser* user : std::vector<ConnectionUser*>(users.begin(), users.end())) {
+    user->FinishReads();
+  }
 }
+
+namespace {
+
+// Opens the SQLite handle of a connection and sets it up as every connection is.
+std::shared_ptr<Connection> OpenHandle(const String& file_name, const std::string& target,
+                                       int flags, bool create, bool read_only) {
+  sqlite3* db = nullptr;
+  int rc = sqlite3_open_v2(target.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+  auto conn = std::make_shared<Connection>(db, file_name, read_only);
+  if (rc != SQLITE_OK) {
+    if ((rc & 0xff) == SQLITE_CANTOPEN)
+      RaiseDao(create ? kDaoBadPath : kDaoFileNotFound, file_name);
+    RaiseSqlite(db, rc);
+  }
+  sqlite3_extended_result_codes(db, 1);
+  sqlite3_busy_handler(db, &WaitForLock, nullptr);
+  // Rows that REPLACE removes must also lower the row counters.
+  Exec(db, "PRAGMA recursive_triggers = ON");
+  return conn;
+}
+
+}  // namespace
 
 std::shared_ptr<Connection> OpenConnection(const String& file_name, bool create, bool exclusive,
                                            bool read_only) {
@@ -236,20 +263,16 @@ std::shared_ptr<Connection> OpenConnection(const String& file_name, bool create,
   }
   int flags = read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
   if (create) flags |= SQLITE_OPEN_CREATE;
-  sqlite3* db = nullptr;
-  int rc = sqlite3_open_v2(Utf8(file_name).c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
-  auto conn = std::make_shared<Connection>(db, file_name, read_only);
-  if (rc != SQLITE_OK) {
-    if ((rc & 0xff) == SQLITE_CANTOPEN)
-      RaiseDao(create ? kDaoBadPath : kDaoFileNotFound, file_name);
-    RaiseSqlite(db, rc);
+  auto conn = OpenHandle(file_name, Utf8(file_name), flags, create, read_only);
+  if (exclusive) TakeExclusive(conn->db, file_name, read_only);
+  int rc = Probe(conn->db);
+  if (read_only && !exclusive && ReadableOnlyAsUnchanging(rc, file_name)) {
+    // A WAL file in a folder this process may only read: its shared-memory index cannot be made.
+    conn = OpenHandle(file_name, UnchangingUri(file_name), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
+                      false, true);
+    rc = Probe(conn->db);
   }
-  sqlite3_extended_result_codes(db, 1);
-  sqlite3_busy_handler(db, &WaitForLock, nullptr);
-  // Rows that REPLACE removes must also lower the row counters.
-  Exec(db, "PRAGMA recursive_triggers = ON");
-  if (exclusive) TakeExclusive(db, file_name, read_only);
-  Probe(db, file_name);
+  CheckProbe(conn->db, rc, file_name);
   if (create) CreateSystemTables(*conn);
   return conn;
 }
@@ -259,13 +282,15 @@ Statement::Statement(sqlite3* db, std::string sql) : sql_(std::move(sql)) {
   if (rc != SQLITE_OK) RaiseSqlite(db, rc, sql_);
 }
 
-Statement::Statement(Statement&& other) noexcept : stmt_(other.stmt_), sql_(std::move(other.sql_)) {
+Statement::Statement(Statement&& other) noexcept
+    : stmt_(other.stmt_), sql_(std::move(other.sql_)), texts_(std::move(other.texts_)) {
   other.stmt_ = nullptr;
 }
 
 Statement& Statement::operator=(Statement&& other) noexcept {
   std::swap(stmt_, other.stmt_);
   std::swap(sql_, other.sql_);
+  std::swap(texts_, other.texts_);
   return *this;
 }
 
@@ -275,8 +300,16 @@ void Statement::BindNull(int i) { sqlite3_bind_null(stmt_, i); }
 void Statement::BindInt(int i, int64_t value) { sqlite3_bind_int64(stmt_, i, value); }
 void Statement::BindDouble(int i, double value) { sqlite3_bind_double(stmt_, i, value); }
 void Statement::BindText(int i, StringView value) {
-  const std::string text = Utf8(value);
-  sqlite3_bind_text64(stmt_, i, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+  std::string text = Utf8(value);
+  if (i < 1 || sqlite3_stmt_busy(stmt_)) {  // SQLite refuses it; keep nothing
+    sqlite3_bind_text64(stmt_, i, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+    return;
+  }
+  if (texts_.size() < static_cast<size_t>(i)) texts_.resize(i);
+  std::unique_ptr<std::string>& kept = texts_[i - 1];
+  if (!kept) kept = std::make_unique<std::string>();
+  *kept = std::move(text);
+  sqlite3_bind_text64(stmt_, i, kept->data(), kept->size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 void Statement::BindBlob(int i, const uint8_t* data, size_t size) {
   static const uint8_t kEmpty = 0;
@@ -315,8 +348,33 @@ void Statement::Run() {
 
 WriteTransaction::WriteTransaction(sqlite3* db, std::string name)
     : db_(db), name_(std::move(name)), outer_(sqlite3_get_autocommit(db) != 0) {
-  const std::string sql = outer_ ? "BEGIN IMMEDIATE" : "SAVEPOINT " + name_;
-  const int rc = sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr);
+  Run(outer_ ? "BEGIN IMMEDIATE" : "SAVEPOINT " + name_);
+}
+
+WriteTransaction::WriteTransaction(Connection& conn, std::string name)
+    : conn_(&conn),
+      db_(conn.Db()),
+      name_(std::move(name)),
+      outer_(sqlite3_get_autocommit(db_) != 0) {
+  Run(outer_ ? "BEGIN IMMEDIATE" : "SAVEPOINT " + name_);
+}
+
+// A failure is a write's failure: a lock that outlasted the wait is "locked", not "can't read".
+void WriteTransaction::Run(const std::string& sql) {
+  int rc;
+  if (conn_) {
+    sqlite3_stmt* st = conn_->Prepared(sql).Raw();
+    rc = sqlite3_step(st);
+    if (rc == SQLITE_DONE) rc = SQLITE_OK;
+    if (rc != SQLITE_OK) {
+      const std::string msg = sqlite3_errmsg(db_);
+      sqlite3_reset(st);
+      RaiseFor(rc, msg, sql, true, FileOf(db_));
+    }
+    sqlite3_reset(st);
+    return;
+  }
+  rc = sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr);
   if (rc != SQLITE_OK) RaiseFor(rc, sqlite3_errmsg(db_), sql, true, FileOf(db_));
 }
 
@@ -327,9 +385,7 @@ WriteTransaction::~WriteTransaction() {
 }
 
 void WriteTransaction::Commit() {
-  const std::string sql = outer_ ? "COMMIT" : "RELEASE " + name_;
-  const int rc = sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr);
-  if (rc != SQLITE_OK) RaiseFor(rc, sqlite3_errmsg(db_), sql, true, FileOf(db_));
+  Run(outer_ ? "COMMIT" : "RELEASE " + name_);
   done_ = true;
 }
 

@@ -70,6 +70,9 @@ class Statement {
  private:
   sqlite3_stmt* stmt_ = nullptr;
   std::string sql_;
+  // The UTF-8 of each text parameter, read by SQLite in place until the parameter is bound again
+  // (no copy of its own); each on the heap, so that moving the statement does not move it.
+  std::vector<std::unique_ptr<std::string>> texts_;
 };
 
 struct Connection {
@@ -125,6 +128,9 @@ std::string QuoteLiteral(StringView text);
 class WriteTransaction {
  public:
   WriteTransaction(sqlite3* db, std::string name);
+  // The same, with its BEGIN and COMMIT (or SAVEPOINT and RELEASE) prepared once on the
+  // connection: a writer that commits at every call does not parse them every time.
+  WriteTransaction(Connection& conn, std::string name);
   ~WriteTransaction();
   WriteTransaction(const WriteTransaction&) = delete;
   WriteTransaction& operator=(const WriteTransaction&) = delete;
@@ -133,6 +139,9 @@ class WriteTransaction {
   void Abandon() { done_ = true; }
 
  private:
+  void Run(const std::string& sql);
+
+  Connection* conn_ = nullptr;
   sqlite3* db_;
   std::string name_;
   bool outer_;

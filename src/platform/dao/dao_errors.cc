@@ -39,6 +39,9 @@ constexpr Entry kTexts[] = {
      u"Cannot open database '|'.  It may not be a database that your application recognizes, or "
      u"the file may be corrupt."},
     {kDaoCantLock, u"Could not lock file."},
+    {kDaoCantOpen,
+     u"The Microsoft Jet database engine cannot open the file '|'.  It is already opened "
+     u"exclusively by another user, or you need permission to view its data."},
     {kDaoIndexNull, u"Index or primary key cannot contain a Null value."},
     {kDaoTooFewParameters, u"Too few parameters. Expected |."},
     {kDaoExecuteSelect, u"Cannot execute a select query."},

@@ -26,6 +26,7 @@ enum DaoError : int32_t {
   kDaoFileInUse = 3045,
   kDaoCorrupt = 3049,
   kDaoCantLock = 3050,
+  kDaoCantOpen = 3051,
   kDaoIndexNull = 3058,
   kDaoTooFewParameters = 3061,
   kDaoExecuteSelect = 3065,

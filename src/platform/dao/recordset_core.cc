@@ -396,7 +396,7 @@ void RecordsetCore::Update() {
   if (edit_mode == dbEditNone) RaiseDao(kDaoUpdateWithoutEdit);
   Validate();
   conn->BeforeWrite();
-  WriteTransaction tx(conn->Db(), "kiv_update");
+  WriteTransaction tx(*conn, "kiv_update");
   const int64_t rowid = WriteRow();
   tx.Commit();
   last_modified = rowid;

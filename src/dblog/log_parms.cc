@@ -1,0 +1,35 @@
+#include "dblog/log_parms.h"
+
+#include "platform/dao/connection.h"
+
+namespace kiv {
+
+void WriteParm(dao::detail::Connection& conn, StringView key, StringView value) {
+  conn.BeforeWrite();
+  // Written at every report (LASTCHANGE): statements prepared once per connection, and in the
+  // usual case of one row per key a single UPDATE.
+  dao::detail::Statement& update =
+      conn.Prepared(R"(UPDATE "PARMS" SET "VALUE" = ?2 WHERE "KEY" = ?1)");
+  update.BindText(1, key);
+  update.BindText(2, value);
+  update.Run();
+  const int changed = sqlite3_changes(conn.Db());
+  if (changed == 1) return;
+  if (changed == 0) {
+    dao::detail::Statement& add =
+        conn.Prepared(R"(INSERT INTO "PARMS" ("KEY", "VALUE") VALUES (?1, ?2))");
+    add.BindText(1, key);
+    add.BindText(2, value);
+    add.Run();
+    return;
+  }
+  // Rows of the same key left by older versions that could add a key twice: reads take the
+  // first, so the rest go.
+  dao::detail::Statement& drop =
+      conn.Prepared(R"(DELETE FROM "PARMS" WHERE "KEY" = ?1 AND rowid > )"
+                    R"((SELECT min(rowid) FROM "PARMS" WHERE "KEY" = ?1))");
+  drop.BindText(1, key);
+  drop.Run();
+}
+
+}  // namespace kiv
