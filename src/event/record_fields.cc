@@ -133,6 +133,7 @@ bool RecordFields::Next(KivLogEvent& event, LineKey key, std::string_view value)
 }
 
 void RecordFields::Assign(KivLogEvent& event, uint32_t which) const {
+  if (which == 0) return;  // nothing to decode, so no decoding to choose
   bool utf8 = true;
   for (int f = 0; f < kCount; ++f) utf8 = utf8 && (!seen_[f] || IsUtf8(bytes_[f]));
   auto decode = [&](Field f, uint32_t flag, void (KivLogEvent::*set)(String)) {
