@@ -1,5 +1,6 @@
 // Daily logs: cost of a write next to the bare system calls it makes, cost of reading the last
-// page of a small and a large day, and the speed of a filtered walk through a whole day.
+// page of a small and a large day, and the speed of a filtered walk through a whole day, next to
+// grep -c of the same key.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -29,11 +30,13 @@ std::string BenchFolder(const std::string& name) {
   return dir.string();
 }
 
+// A write that opens and closes the files (argument 0), or with KIVLIOPT_KEEPOPEN (argument 1).
 void LibraryWrite(benchmark::State& state) {
-  const std::string folder = BenchFolder("write");
+  const std::string folder = BenchFolder("write" + std::to_string(state.range(0)));
   kiv::KivLog log;
   int32_t id = log.EventLogOpen(u"BENCH", kiv::FromUtf8(folder), kiv::ELOF_CREATE_ALWAYS, 0,
                                 u"host", u"user");
+  log.EventLogOptions(id, state.range(0) ? kiv::KIVLIOPT_KEEPOPEN : 0);
   const kiv::String raw = kiv::FromUtf8(kRaw);
   for (auto _ : state) {
     if (log.EventLogWrite(id, u"bench", raw, kiv::RWDT_ASCII, kiv::EVENTLOG_INFORMATION_TYPE,
@@ -43,6 +46,42 @@ void LibraryWrite(benchmark::State& state) {
     }
   }
   state.SetItemsProcessed(state.iterations());
+}
+
+// 1,000 events by single writes, and the same 1,000 as one batch.
+void ThousandWrites(benchmark::State& state) {
+  const bool batch = state.range(0) != 0;
+  const std::string folder = BenchFolder(batch ? "batch" : "singles");
+  kiv::KivLog log;
+  int32_t id = log.EventLogOpen(u"BENCH", kiv::FromUtf8(folder), kiv::ELOF_CREATE_ALWAYS, 0,
+                                u"host", u"user");
+  const kiv::String raw = kiv::FromUtf8(kRaw);
+  auto events = std::make_shared<kiv::Collection>();
+  for (int k = 0; k < 1000; ++k) {
+    auto e = std::make_shared<kiv::KivLogEvent>();
+    e->EvSource(u"bench");
+    e->EvRawData(raw);
+    e->EvType(kiv::EVENTLOG_INFORMATION_TYPE);
+    e->EvCategory(u"cat");
+    e->EvId(7);
+    events->Add(kiv::Variant(std::static_pointer_cast<kiv::Object>(e)));
+  }
+  for (auto _ : state) {
+    bool failed = false;
+    if (batch) {
+      failed = log.EventLogWriteBatch(id, events);
+    } else {
+      for (int k = 0; k < 1000 && !failed; ++k) {
+        failed = log.EventLogWrite(id, u"bench", raw, kiv::RWDT_ASCII,
+                                   kiv::EVENTLOG_INFORMATION_TYPE, u"cat", 7);
+      }
+    }
+    if (failed) {
+      state.SkipWithError("write failed");
+      break;
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * 1000);
 }
 
 // The same work by hand, system call for system call: open both files (regular files only),
@@ -143,10 +182,65 @@ void FilteredWalk(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * bytes);
 }
 
-BENCHMARK(LibraryWrite)->Unit(benchmark::kMicrosecond);
+// A walk through the whole day keeping the events of one source, as `kivlog export --source`
+// does (one event in 7 passes), or of one event id (one in 100), next to `grep -c` of the same
+// key line on the same data file.
+// The count `grep -c` gives for lines that begin with key (-1 when it cannot run). The ids and
+// sources of the bench day are such that the key alone finds exactly the events of its value.
+int GrepCountOf(const std::string& key, const std::string& file) {
+  const std::string command = "grep -c '^" + key + "' '" + file + "'";
+  std::FILE* out = ::popen(command.c_str(), "r");
+  int count = -1;
+  if (!out || std::fscanf(out, "%d", &count) != 1) count = -1;
+  if (out) ::pclose(out);
+  return count;
+}
+
+void WalkFor(benchmark::State& state, int32_t check, const std::string& key) {
+  const std::string base = DayOfEvents(static_cast<int>(state.range(0)));
+  kiv::KivLog log;
+  auto info = std::make_shared<kiv::KivLogInfo>();
+  info->FileName(kiv::FromUtf8(base));
+  auto filter = std::make_shared<kiv::KivLogFilter>();
+  filter->Checks(check);
+  filter->SourcesAdd(u"app3");
+  filter->IdsAdd(42);
+  const int64_t bytes = static_cast<int64_t>(std::filesystem::file_size(base + ".ZLG"));
+  const int expected = GrepCountOf(key, base + ".ZLG");
+  for (auto _ : state) {
+    if (log.EventLogFilter(info, 1, filter, INT_MAX) || info->LogData()->Count() != expected) {
+      state.SkipWithError("walk failed");
+      break;
+    }
+  }
+  state.SetBytesProcessed(state.iterations() * bytes);
+}
+
+void FilteredWalkSource(benchmark::State& state) {
+  WalkFor(state, kiv::LGFF_CHECKSOURCE, "SRC=APP3");
+}
+void FilteredWalkId(benchmark::State& state) { WalkFor(state, kiv::LGFF_CHECKID, "EID=42"); }
+
+void GrepCount(benchmark::State& state) {
+  const std::string base = DayOfEvents(static_cast<int>(state.range(0)));
+  const int64_t bytes = static_cast<int64_t>(std::filesystem::file_size(base + ".ZLG"));
+  for (auto _ : state) {
+    if (GrepCountOf("EID=42", base + ".ZLG") != static_cast<int>(state.range(0) / 100)) {
+      state.SkipWithError("grep failed");
+      break;
+    }
+  }
+  state.SetBytesProcessed(state.iterations() * bytes);
+}
+
+BENCHMARK(LibraryWrite)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BaselineWrite)->Unit(benchmark::kMicrosecond);
+BENCHMARK(ThousandWrites)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(ReadBackLastPage)->Arg(10000)->Arg(1000000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(FilteredWalk)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(FilteredWalkSource)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(FilteredWalkId)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(GrepCount)->Arg(1000000)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
@@ -154,7 +248,13 @@ int main(int argc, char** argv) {
   kiv::SetLocale(kiv::LocaleKind::Iso);
   return kivbench::RunWithTargets(
       argc, argv,
-      {{"a write against the same system calls by hand", "LibraryWrite", "BaselineWrite", 1.3},
+      {{"a write against the same system calls by hand", "LibraryWrite/0", "BaselineWrite", 1.3},
+       {"a write keeping the files open against one opening them", "LibraryWrite/1",
+        "LibraryWrite/0", 0.5},
+       {"a batch of 1,000 events against 1,000 single writes", "ThousandWrites/1",
+        "ThousandWrites/0", 0.1},
        {"the last page of a 1,000,000-event day against a 10,000-event one",
-        "ReadBackLastPage/1000000", "ReadBackLastPage/10000", 1.25}});
+        "ReadBackLastPage/1000000", "ReadBackLastPage/10000", 1.25},
+       {"a filtered walk of a whole day against grep -c of the same key", "FilteredWalkId/1000000",
+        "GrepCount/1000000", 4.0}});
 }

@@ -57,6 +57,9 @@ enum KivLogInfo_Options : int32_t {
   KIVLIOPT_DONTCHANGEFILE = 1,
   // Records are written in UTF-8 instead of Windows-1252; readers tell them apart per record.
   KIVLIOPT_UTF8 = 2,
+  // An addition of this library: the open log keeps its two files open between writes and locks
+  // them for each write; a write that finds them removed or renamed reopens the day's files.
+  KIVLIOPT_KEEPOPEN = 4,
 };
 
 enum LOGFILTERFLAGS : int32_t {

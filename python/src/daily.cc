@@ -58,6 +58,7 @@ void BindOpenWrite(py::class_<KivLog, kiv::Object, std::shared_ptr<KivLog>>& c) 
            py::arg("RawData") = String(), py::arg("RawDataType") = int32_t{kiv::RWDT_ASCII},
            py::arg("EventType") = int32_t{kiv::EVENTLOG_WARNING_TYPE},
            py::arg("Category") = String(), py::arg("EventId") = 0, py::arg("Server") = String())
+      .def("EventLogWriteBatch", &KivLog::EventLogWriteBatch, py::arg("Id"), py::arg("Events"))
       .def("EventLogClose", &KivLog::EventLogClose, py::arg("Id"))
       .def(
           "EventLogInfo",

@@ -39,6 +39,26 @@ def test_write_and_read_back_exactly(folder):
     assert second.Ordinal == 3 and info.Events == 7
 
 
+def test_batch_and_keep_open(folder):
+    log = kivdbxt.KivLog()
+    Id, _, _ = log.EventLogOpen("BAT", Path=folder)
+    log.SetEventLogOptions(Id, kivdbxt.KIVLIOPT_KEEPOPEN)
+    events = kivdbxt.Collection()
+    for k in range(3):
+        e = kivdbxt.KivLogEvent()
+        e.EvSource, e.EvRawData, e.EvId = "b%d" % k, "raw %d" % k, k
+        events.Add(e)
+    assert log.EventLogWriteBatch(Id, events) is False
+    assert log.EventLogWrite(Id, "single") is False
+    assert log.EventLogClose(Id) is False
+    info = kivdbxt.KivLogInfo()
+    info.FileName = log.LogFileName("BAT", folder)[0]
+    assert log.EventLogRead(info, 1, 10)[0] is False
+    assert [(e.Ordinal, e.EvSource, e.EvRawData) for e in info.LogData][1:5] == \
+        [(2, "b0", "raw 0"), (3, "b1", "raw 1"), (4, "b2", "raw 2"), (5, "single", "")]
+    assert info.Events == 6
+
+
 def test_paged_backwards_with_adjust(folder):
     log = write_day(folder)
     info = kivdbxt.KivLogInfo()

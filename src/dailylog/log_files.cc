@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "dailylog/record_scan.h"
+#include "event/record_scan.h"
 #include "frame/error.h"
 #include "platform/rt_errors.h"
 #include "platform/text_codec.h"
@@ -33,13 +33,14 @@ File OpenOne(const std::string& path, bool read_only) {
 // takes it shared only to pass: it takes the data file's shared lock, then lets go of the
 // index's at once. So a writer that holds the turnstile stops new readers while the readers
 // already through finish their one read, instead of polling while shared locks keep being
-// granted. A reader holds the data file's lock for its whole read, so it never sees a write in
-// progress; each of its two waits is bounded like any open's.
+// granted. A reader holds the data file's lock for its whole read, so no write that may cut the
+// files runs under it (a writer of kept files that only appends one record takes the turnstile
+// alone: see log_kept_files.cc); each of its two waits is bounded like any open's.
 void LockBoth(LogFiles& files, bool read_only) {
   if (read_only) {
     files.index.Lock(ShareLock::Shared);
     files.data.Lock(ShareLock::Shared);
-    files.index.Unlock();
+    if (!files.hold_index) files.index.Unlock();
   } else {
     files.index.Lock(ShareLock::Exclusive);
     files.data.Lock(ShareLock::Exclusive);
@@ -77,11 +78,23 @@ int32_t ReadIndexValue(const File& index, int64_t offset) {
   return DecodeIndexValue(b);
 }
 
-void WriteIndexValue(File& index, int64_t offset, int32_t value) {
+void AppendIndexValue(std::string& out, int32_t value) {
   const auto v = static_cast<uint32_t>(value);
-  const char b[4] = {static_cast<char>(v), static_cast<char>(v >> 8), static_cast<char>(v >> 16),
-                     static_cast<char>(v >> 24)};
-  index.WriteAt(offset, b, 4);
+  for (int shift = 0; shift < 32; shift += 8) out.push_back(static_cast<char>(v >> shift));
+}
+
+void WriteIndexValue(File& index, int64_t offset, int32_t value) {
+  std::string b;
+  AppendIndexValue(b, value);
+  index.WriteAt(offset, b.data(), 4);
+}
+
+void WriteIndexCount(LogFiles& files, int32_t count) {
+  if (!files.count.IsMapped() || files.index_size < 4)
+    return WriteIndexValue(files.index, 0, count);
+  std::string b;
+  AppendIndexValue(b, count);
+  if (!files.count.Store(0, b.data(), 4)) Raise(kErrBadFileNumber);
 }
 
 bool LastRecordWritten(const LogFiles& files, int64_t position) {
@@ -100,8 +113,10 @@ void OpenLogFiles(KivLogInfo& info, const LogPaths& paths, LogFiles& files, bool
         u"Impossibile aprire il file di log " + info.FileName() + u"\r\n" + RtErrorText(e.number),
         e.last_dll_error};
   }
-  info.Events(IndexCount(files));
+  ReadEventCount(info, files);
 }
+
+void ReadEventCount(KivLogInfo& info, const LogFiles& files) { info.Events(IndexCount(files)); }
 
 void OpenLogFiles(KivLogInfo& info, LogFiles& files, bool read_only, bool create) {
   OpenLogFiles(info, NativeLogPaths(info.FileName()), files, read_only, create);

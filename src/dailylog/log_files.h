@@ -12,6 +12,7 @@
 #include "kivdbxt/kiv_log_info.h"
 #include "kivdbxt/types.h"
 #include "platform/file.h"
+#include "platform/file_map.h"
 
 namespace kiv {
 
@@ -32,7 +33,13 @@ struct LogFiles {
   File index;
   int64_t data_size = 0;
   int64_t index_size = 0;
+  // Set by a reader before the open to keep the index's shared lock for its whole read, instead
+  // of passing through it: then no writer runs meanwhile, not even one appending to kept files.
+  bool hold_index = false;
+  // Kept files only: the index's count, mapped for writing without a system call.
+  FileMap count;
   void Close() {
+    count = FileMap();
     index.Close();
     data.Close();
   }
@@ -49,6 +56,23 @@ void OpenLogFiles(KivLogInfo& info, const LogPaths& paths, LogFiles& files, bool
                   bool create);
 // The same, working out the native names from info's FileName.
 void OpenLogFiles(KivLogInfo& info, LogFiles& files, bool read_only, bool create);
+// Sets info's Events from the index of open files, bounded by the entries it really holds.
+void ReadEventCount(KivLogInfo& info, const LogFiles& files);
+
+// The files of a log opened with KIVLIOPT_KEEPOPEN, kept open between writes and locked per
+// write, and what this writer left in them.
+struct KeptFiles {
+  LogFiles files;
+  String name;               // the base name they are of
+  FileStamp data, index;     // which files they are, and their sizes after this writer's last write
+  int32_t events = 0;        // the events counted after that write
+  bool known = false;        // the fields above describe the files
+  bool data_locked = false;  // the write in progress holds the data file's lock
+  void Close() {
+    files.Close();
+    known = false;
+  }
+};
 
 // An entry of the table of open logs. The native paths and the day of the descriptor's FileName
 // are worked out once per name, since every write needs them.
@@ -59,6 +83,7 @@ struct OpenLogEntry {
   Date Day();
 
   std::shared_ptr<KivLogInfo> info;
+  KeptFiles kept;
 
  private:
   // Forgets what was worked out for an earlier FileName.
@@ -69,12 +94,27 @@ struct OpenLogEntry {
   std::optional<Date> day_;  // worked out only when asked: a bad day must raise then
 };
 
+// For a write with KIVLIOPT_KEEPOPEN: locks the log's kept files against all others, index
+// first, as an open does. Files that are not the day's files any more (the day changed, or
+// another process purged or renamed them) are closed and the day's files opened in their place,
+// so nothing is ever written to a removed file. Returns true when the files are exactly as this
+// writer left them (nothing to put back in step); otherwise info's Events and the sizes in
+// kept.files are read afresh. Raises as OpenLogFiles does, with the files closed.
+// `single`: the write appends one record, which may go without the data file's lock.
+bool LockKeptFiles(OpenLogEntry& log, bool single);
+// After a write under LockKeptFiles: notes what the files now are and releases their locks.
+void UnlockKeptFiles(OpenLogEntry& log);
+
 // The 32-bit little-endian values of the index.
 inline int32_t DecodeIndexValue(const unsigned char* b) {
   return static_cast<int32_t>(b[0] | b[1] << 8 | b[2] << 16 | static_cast<uint32_t>(b[3]) << 24);
 }
 int32_t ReadIndexValue(const File& index, int64_t offset);
 void WriteIndexValue(File& index, int64_t offset, int32_t value);
+// Writes the count at the head of the index: through the mapped count when there is one and the
+// index already holds it (the writers' lock keeps it from being cut meanwhile).
+void WriteIndexCount(LogFiles& files, int32_t count);
+void AppendIndexValue(std::string& out, int32_t value);
 
 // A writer stopped by a crash leaves an entry whose record is missing (the entry points at the
 // end of the data file) or cut short. Such a last record, starting at the 1-based `position`,

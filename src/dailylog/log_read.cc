@@ -2,8 +2,10 @@
 #include "dailylog/log_read.h"
 
 #include <algorithm>
+#include <optional>
 #include <vector>
 
+#include "dailylog/filtered_walk.h"
 #include "dailylog/log_files.h"
 #include "event/event_access.h"
 #include "frame/error.h"
@@ -47,15 +49,29 @@ class IndexCursor {
   std::vector<int32_t> block_;
 };
 
-std::shared_ptr<KivLogEvent> LoadEvent(int32_t data, IndexCursor& index, int32_t ordinal,
-                                       int32_t events) {
+std::shared_ptr<KivLogEvent> LoadEvent(int32_t data, int32_t position) {
   auto event = std::make_shared<KivLogEvent>();
-  const int32_t position = index.Position(ordinal, events);
-  event->Offset(position);
-  EventAccess::SetOrdinal(*event, ordinal);
   FileSeek(data, position);
   int32_t handle = data;
   if (event->Load(handle) || event->RestoreData()) RaiseRecorded();
+  return event;
+}
+
+// The event at an ordinal, or null when the filter rejects it. A filtered walk judges the record
+// in the data file's bytes first; what it cannot judge is loaded and tested as any other.
+std::shared_ptr<KivLogEvent> NextEvent(int32_t data, IndexCursor& index, int32_t ordinal,
+                                       int32_t events, const KivLogFilter* filter,
+                                       FilteredWalk* walk) {
+  const int32_t position = index.Position(ordinal, events);
+  std::shared_ptr<KivLogEvent> event;
+  const auto verdict = walk ? walk->Judge(position, event) : FilteredWalk::Verdict::kUnsure;
+  if (verdict == FilteredWalk::Verdict::kRejected) return nullptr;
+  if (verdict == FilteredWalk::Verdict::kUnsure) {
+    event = LoadEvent(data, position);
+    if (filter && !filter->IsValid(*event)) return nullptr;
+  }
+  event->Offset(position);
+  EventAccess::SetOrdinal(*event, ordinal);
   return event;
 }
 
@@ -112,6 +128,10 @@ bool ReadEventLog(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int3
         IndexCursor index(files.index);
         int32_t events = EvLog->Events();
         if (events > 0 && !LastRecordWritten(files, index.Position(events, events))) --events;
+        std::optional<FilteredWalk> walk;
+        if (Filter && Filter->Checks() != 0) {
+          walk.emplace(files.data.Duplicate(), files.data_size, *Filter);
+        }
         data_file.Reset(FileAdopt(std::move(files.data), FileMode::Input));
         EvLog->Events(events);
         if (events == 0) return false;
@@ -121,15 +141,16 @@ bool ReadEventLog(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int3
         }
         if (Start < 1) Raise(kErrBadRecordNumber);
 
-        Walk walk{Start, Backwards, Adjust, Backwards};
+        Walk at{Start, Backwards, Adjust, Backwards};
         int32_t gathered = 0;
         while (gathered < Count) {
-          auto event = LoadEvent(data_file.get(), index, walk.ordinal, events);
-          if (!Filter || Filter->IsValid(*event)) {
-            AddEvent(data, event, walk.at_front);
+          auto event = NextEvent(data_file.get(), index, at.ordinal, events, Filter.get(),
+                                 walk ? &*walk : nullptr);
+          if (event) {
+            AddEvent(data, event, at.at_front);
             ++gathered;
           }
-          if (!Advance(walk, data, gathered, Count, Start, events)) break;
+          if (!Advance(at, data, gathered, Count, Start, events)) break;
         }
         files.Close();
         data_file.Reset(0);

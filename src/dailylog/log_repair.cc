@@ -9,7 +9,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "dailylog/record_scan.h"
+#include "event/record_scan.h"
 #include "frame/error.h"
 #include "frame/guard.h"
 #include "platform/rt_errors.h"
@@ -25,8 +25,7 @@ void WriteEntries(LogFiles& files, int32_t first, const std::vector<int64_t>& st
   bytes.reserve(starts.size() * 4);
   for (int64_t start : starts) {
     if (start + 1 > std::numeric_limits<int32_t>::max()) Raise(kErrOverflow);
-    const auto v = static_cast<uint32_t>(start + 1);
-    for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<char>(v >> shift));
+    AppendIndexValue(bytes, static_cast<int32_t>(start + 1));
   }
   files.index.WriteAt(IndexEntryOffset(first), bytes.data(), bytes.size());
   files.index_size =
@@ -132,6 +131,7 @@ LogTail RepairLogTail(LogFiles& files, int32_t counted) {
 bool CheckLog(KivLogInfo& info, LogHealth& result) {
   return Guard(u"KivLog.CheckLog", true, [&] {
     LogFiles files;
+    files.hold_index = true;  // a write in progress would look like the damage of a crash
     OpenLogFiles(info, files, true, false);
     LogHealth health;
     health.count = files.index_size >= 4 ? ReadIndexValue(files.index, 0) : 0;

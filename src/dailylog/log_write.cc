@@ -1,7 +1,9 @@
-// Writing one event: day change, size limit, and the append of count, entry and record.
+// Writing events, one or a batch: day change, size limit, and the append of count, entries and
+// records.
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <vector>
 
 #include "dailylog/log_files.h"
 #include "dailylog/log_repair.h"
@@ -18,6 +20,13 @@
 namespace kiv {
 namespace {
 
+// The records of one or more events, one after another, and the end of each in `bytes`.
+struct RecordBatch {
+  std::string bytes;
+  std::vector<size_t> ends;
+  size_t Start(size_t k) const { return k == 0 ? 0 : ends[k - 1]; }
+};
+
 // Moves the log to the files of `now`'s day when the day has changed since its files were named.
 void FollowDay(OpenLogEntry& log, Date now) {
   KivLogInfo& info = *log.info;
@@ -27,16 +36,16 @@ void FollowDay(OpenLogEntry& log, Date now) {
   info.FileName(MakeLogFileName(info.AppId(), path, now));
 }
 
-void CheckSize(const KivLogInfo& info, const LogFiles& files) {
-  if (info.MaxSize() > 0 && files.data_size > info.MaxSize()) {
+void CheckSize(const KivLogInfo& info, int64_t size) {
+  if (info.MaxSize() > 0 && size > info.MaxSize()) {
     RaiseLibrary(u"Il file di log " + info.FileName() + u" ha superato la dimensione massima.");
   }
 }
 
-// The event's record, as Save writes it.
-std::string BuildRecord(const KivLogInfo& info, Date now, const String& Source,
-                        const String& RawData, int32_t RawDataType, int32_t EventType,
-                        const String& Category, int32_t EventId, const String& Server) {
+// Adds the record EventLogWrite makes of its arguments, as Save writes it.
+void AddRecord(const KivLogInfo& info, Date now, const String& Source, const String& RawData,
+               int32_t RawDataType, int32_t EventType, const String& Category, int32_t EventId,
+               const String& Server, RecordBatch& batch) {
   KivLogEvent event;
   event.EvCategory(Category);
   event.EvComputer(info.Computer());
@@ -50,39 +59,97 @@ std::string BuildRecord(const KivLogInfo& info, Date now, const String& Source,
   event.EvUnk(UniqueNumber());
   event.EvUser(info.User());
   if (event.TranslateData()) RaiseRecorded();
-  std::string record;
-  EventAccess::AppendRecord(event, record, (info.Options() & KIVLIOPT_UTF8) != 0);
-  return record;
+  EventAccess::AppendRecord(event, batch.bytes, (info.Options() & KIVLIOPT_UTF8) != 0);
+  batch.ends.push_back(batch.bytes.size());
 }
 
-// Appends in this order: the new count, the new entry, the record. The count comes first, so an
-// interrupted append leaves a count that readers bound by the entries really present; an entry
-// without its record, or a record cut short, is taken back by the next writer. A record that
-// cannot be written whole (a full disk) is taken back at once: the data file is cut to where it
-// was and the count restored, so that the next write does not leave a damaged record behind it.
-void AppendEvent(KivLogInfo& info, LogFiles& files, const LogTail& tail, std::string_view record) {
+// The entries of the records of a batch placed from the 0-based `first`: as many as single
+// writes would make, each of which checks the size limit before its append.
+size_t BatchEntries(const KivLogInfo& info, const RecordBatch& batch, int64_t first,
+                    std::string& entries) {
+  size_t count = 0;
+  for (; count < batch.ends.size(); ++count) {
+    const int64_t offset = first + static_cast<int64_t>(batch.Start(count));
+    if (count > 0 && info.MaxSize() > 0 && offset > info.MaxSize()) break;
+    if (offset + 1 > std::numeric_limits<int32_t>::max()) Raise(kErrOverflow);
+    AppendIndexValue(entries, static_cast<int32_t>(offset + 1));
+  }
+  return count;
+}
+
+// Appends in this order: the new count, the new entries, the records. The count comes first, so
+// an interrupted append leaves a count that readers bound by the entries really present; an
+// entry without its record, or a record cut short, is taken back by the next writer. Records
+// that cannot be written whole (a full disk) are taken back at once: the data file is cut to
+// where it was and the count restored, so that the next write does not leave a damaged record
+// behind it. A record that would start past the size limit is not written, nor any after it; the
+// ones before it are, and then the size error is raised, as single writes would stop at it.
+void AppendRecords(KivLogInfo& info, LogFiles& files, const LogTail& tail,
+                   const RecordBatch& batch) {
   const int32_t n = tail.events;
+  // The data file ends inside a line: the first record must start a line of its own.
+  const int64_t first = tail.append_at + (tail.needs_line_end ? 2 : 0);
+  std::string entries;
+  const size_t count = BatchEntries(info, batch, first, entries);
+  if (count > static_cast<size_t>(std::numeric_limits<int32_t>::max() - n)) Raise(kErrOverflow);
+  const int32_t total = n + static_cast<int32_t>(count);
+  std::string_view records(batch.bytes.data(), batch.Start(count));
   std::string block;
   if (tail.needs_line_end) {
-    // The data file ends inside a line: the record must start a line of its own.
     block = "\r\n";
-    block += record;
-    record = block;
+    block += records;
+    records = block;
   }
-  const int64_t data_offset = tail.append_at + (tail.needs_line_end ? 2 : 0);
-  if (data_offset + 1 > std::numeric_limits<int32_t>::max()) Raise(kErrOverflow);
-  WriteIndexValue(files.index, 0, n + 1);
-  WriteIndexValue(files.index, IndexEntryOffset(n + 1), static_cast<int32_t>(data_offset + 1));
+  WriteIndexCount(files, total);
+  files.index.WriteAt(IndexEntryOffset(int64_t{n} + 1), entries.data(), entries.size());
   try {
-    files.data.WriteAt(tail.append_at, record.data(), record.size());  // the record at once
+    // The records at once, so that a reader never finds one cut short by a write in progress.
+    files.data.WriteAt(tail.append_at, records.data(), records.size());
   } catch (...) {
     RunCleanup([&] {
       files.data.Truncate(tail.append_at);
-      WriteIndexValue(files.index, 0, n);
+      WriteIndexCount(files, n);
     });
     throw;
   }
-  info.Events(n + 1);
+  files.data_size = tail.append_at + static_cast<int64_t>(records.size());
+  files.index_size = IndexEntryOffset(int64_t{total} + 1);
+  info.Events(total);
+  if (count < batch.ends.size()) CheckSize(info, first + static_cast<int64_t>(batch.Start(count)));
+}
+
+// The steps of a write once both files are locked: put the index and the data file's end back
+// in step, check the size limit, append. `known` is true when this writer's own last write left
+// the files as they are: they are in step, and end where that write ended.
+void AppendLocked(KivLogInfo& info, LogFiles& files, const RecordBatch& batch, bool known) {
+  const LogTail tail =
+      known ? LogTail{info.Events(), files.data_size, false} : RepairLogTail(files, info.Events());
+  info.Events(tail.events);
+  CheckSize(info, files.data_size);
+  AppendRecords(info, files, tail, batch);
+}
+
+// Appends the batch to the kept files of a log with KIVLIOPT_KEEPOPEN, locked for the write.
+void WriteKept(OpenLogEntry& log, const RecordBatch& batch) {
+  try {
+    const bool known = LockKeptFiles(log, batch.ends.size() == 1);
+    AppendLocked(*log.info, log.kept.files, batch, known);
+    UnlockKeptFiles(log);
+  } catch (...) {
+    log.kept.Close();  // the next write starts from a fresh open
+    throw;
+  }
+}
+
+// Appends the batch: to the kept files with KIVLIOPT_KEEPOPEN, else to the day's files opened
+// and locked for this write alone.
+void WriteBatch(OpenLogEntry& log, const RecordBatch& batch, LogFiles& files) {
+  KivLogInfo& info = *log.info;
+  if (info.Options() & KIVLIOPT_KEEPOPEN) return WriteKept(log, batch);
+  log.kept.Close();  // the option was taken off
+  OpenLogFiles(info, log.Paths(), files, false, false);
+  AppendLocked(info, files, batch, false);
+  files.Close();
 }
 
 }  // namespace
@@ -95,20 +162,41 @@ bool KivLog::EventLogWrite(int32_t Id, const String& Source, const String& RawDa
       u"KivLog.EventLogWrite", true,
       [&] {
         OpenLogEntry& log = FindEntry(Id);
-        KivLogInfo& info = *log.info;
         const Date now = Now();
         FollowDay(log, now);
+        RecordBatch batch;
+        AddRecord(*log.info, now, Source, RawData, RawDataType, EventType, Category, EventId,
+                  Server, batch);
+        WriteBatch(log, batch, files);
+        return false;
+      },
+      [&] { files.Close(); });
+}
 
-        const std::string record = BuildRecord(info, now, Source, RawData, RawDataType, EventType,
-                                               Category, EventId, Server);
-        // The steps of a write: lock both files, put the index and the data file's end back
-        // in step, check the size limit, append.
-        OpenLogFiles(info, log.Paths(), files, false, false);
-        const LogTail tail = RepairLogTail(files, info.Events());
-        info.Events(tail.events);
-        CheckSize(info, files);
-        AppendEvent(info, files, tail, record);
-        files.Close();
+bool KivLog::EventLogWriteBatch(int32_t Id, const std::shared_ptr<Collection>& Events) {
+  LogFiles files;
+  return Guard(
+      u"KivLog.EventLogWriteBatch", true,
+      [&] {
+        OpenLogEntry& log = FindEntry(Id);
+        if (!Events) Raise(kErrObjectNotSet);
+        // Every item must be an event before anything is written.
+        std::vector<std::shared_ptr<KivLogEvent>> events;
+        events.reserve(static_cast<size_t>(Events->Count()));
+        for (int32_t i = 1; i <= Events->Count(); ++i) {
+          auto event = Events->ObjectAt<KivLogEvent>(i);
+          if (!event) Raise(kErrTypeMismatch);
+          events.push_back(std::move(event));
+        }
+        if (events.empty()) return false;
+        const Date now = Now();
+        FollowDay(log, now);
+        RecordBatch batch;
+        for (const auto& e : events) {
+          AddRecord(*log.info, now, e->EvSource(), e->EvRawData(), e->EvDataType(), e->EvType(),
+                    e->EvCategory(), e->EvId(), e->EvServer(), batch);
+        }
+        WriteBatch(log, batch, files);
         return false;
       },
       [&] { files.Close(); });

@@ -1,17 +1,15 @@
 #include "kivdbxt/kiv_log_event.h"
 
-#include <array>
 #include <charconv>
 #include <string>
 
 #include "event/event_access.h"
-#include "frame/error.h"
+#include "event/record_fields.h"
 #include "frame/factory.h"
 #include "frame/guard.h"
 #include "platform/date.h"
 #include "platform/file_table.h"
 #include "platform/text_codec.h"
-#include "platform/vb_convert.h"
 
 namespace kiv {
 namespace {
@@ -19,8 +17,6 @@ namespace {
 const ClassRegistrar kRegistrar(u"KivLogEvent", [] {
   return std::static_pointer_cast<Object>(std::make_shared<KivLogEvent>());
 });
-
-[[noreturn]] void RaiseMisaligned() { RaiseLibrary(u"Disallineamento dei dati nel file di log."); }
 
 bool IsStrippedControl(char16_t c) { return c < 32 && c != 10 && c != 13; }
 
@@ -93,71 +89,6 @@ void AppendLine(std::string& block, const char* key, int32_t value) {
   block += "\r\n";
 }
 
-// Saved events hold plain decimal numbers: those directly, anything else as CLng converts it.
-int32_t ToLong(std::string_view bytes) {
-  const String text = FromCp1252(bytes);
-  if (auto value = PlainDecimal(text)) return *value;
-  return CLng(Variant(text));
-}
-
-// The three letters of a line's key ("SRC=" ...) as one number, so that a line finds its field
-// with one switch; 0 for any other key.
-constexpr uint32_t Letters(char a, char b, char c) {
-  return static_cast<uint8_t>(a) | uint32_t{static_cast<uint8_t>(b)} << 8 |
-         uint32_t{static_cast<uint8_t>(c)} << 16;
-}
-
-constexpr uint32_t KeyCode(const char (&key)[5]) { return Letters(key[0], key[1], key[2]); }
-
-uint32_t KeyOf(std::string_view key) {
-  return key.size() == 4 && key[3] == '=' ? Letters(key[0], key[1], key[2]) : 0;
-}
-
-// A line is its key up to and including the first "=", and the value after it; a line without
-// "=" has an empty key and value.
-void SplitLine(std::string_view line, std::string_view& key, std::string_view& value) {
-  const size_t eq = line.find('=');
-  key = eq == std::string_view::npos ? std::string_view() : line.substr(0, eq + 1);
-  value = eq == std::string_view::npos ? std::string_view() : line.substr(eq + 1);
-}
-
-// The text fields of a record being loaded, kept as the file's bytes until the record ends (or
-// fails): a record is decoded as a whole, from UTF-8 when all its text is valid UTF-8 and from
-// Windows-1252 otherwise, so that records of both kinds can follow one another in one day.
-class RecordText {
- public:
-  enum Field { kSource, kCategory, kUser, kComputer, kServer, kRaw, kCount };
-
-  explicit RecordText(std::array<String*, kCount> targets) : targets_(targets) {}
-
-  void Set(Field f, std::string_view bytes) {
-    bytes_[f].assign(bytes);
-    seen_[f] = true;
-  }
-
-  // Raw data lines accumulate, joined by CR LF (an empty first line adds nothing).
-  void AppendRawLine(std::string_view bytes) {
-    if (!bytes_[kRaw].empty()) bytes_[kRaw] += "\r\n";
-    bytes_[kRaw].append(bytes);
-    seen_[kRaw] = true;
-  }
-
-  // Decodes the fields read so far into the event; a field whose line was not read keeps its
-  // value.
-  void Assign() {
-    bool utf8 = true;
-    for (int f = 0; f < kCount; ++f) utf8 = utf8 && (!seen_[f] || IsUtf8(bytes_[f]));
-    for (int f = 0; f < kCount; ++f) {
-      if (seen_[f]) *targets_[f] = utf8 ? FromUtf8(bytes_[f]) : FromCp1252(bytes_[f]);
-    }
-  }
-
- private:
-  std::array<String*, kCount> targets_;
-  std::array<std::string, kCount> bytes_;
-  std::array<bool, kCount> seen_{};
-};
-
 }  // namespace
 
 void EventAccess::AppendRecord(const KivLogEvent& event, std::string& block, bool utf8) {
@@ -190,64 +121,29 @@ bool KivLogEvent::Save(int32_t& hndl) {
 }
 
 bool KivLogEvent::Load(int32_t& hndl) {
-  RecordText text(
-      {&ev_source_, &ev_category_, &ev_user_, &ev_computer_, &ev_server_, &ev_raw_data_});
+  RecordFields fields;
   return Guard(
       u"KivLogEvent.Load", true,
       [&] {
         std::string line;
-        std::string_view key, value;
         // A line longer than any record holds is not read on: the file is damaged or not a log.
         auto next_line = [&] {
           if (!LineInputBytes(hndl, line, kMaxRecordLine)) RaiseMisaligned();
-          SplitLine(line, key, value);
+          return LineKeyOf(line);
         };
-        next_line();
-        if (KeyOf(key) != KeyCode("UNK=")) RaiseMisaligned();
-        ev_unk_ = ToLong(value);
-        text.Set(RecordText::kRaw, {});
+        // The value of a line with a key Load knows: all after the key's "=".
+        auto value = [&] { return std::string_view(line).substr(4); };
+        if (next_line() != LineKey::kUnk) RaiseMisaligned();
+        fields.First(*this, value());
         for (;;) {
-          next_line();
-          switch (KeyOf(key)) {
-            case KeyCode("SRC="):
-              text.Set(RecordText::kSource, value);
-              break;
-            case KeyCode("DAT="):
-              ev_date_ = CDate(Variant(FromCp1252(value)));
-              break;
-            case KeyCode("TYP="):
-              ev_type_ = ToLong(value);
-              break;
-            case KeyCode("CAT="):
-              text.Set(RecordText::kCategory, value);
-              break;
-            case KeyCode("EID="):
-              ev_id_ = ToLong(value);
-              break;
-            case KeyCode("USR="):
-              text.Set(RecordText::kUser, value);
-              break;
-            case KeyCode("COM="):
-              text.Set(RecordText::kComputer, value);
-              break;
-            case KeyCode("SVR="):
-              text.Set(RecordText::kServer, value);
-              break;
-            case KeyCode("DTP="):
-              ev_data_type_ = ToLong(value);
-              break;
-            case KeyCode("RWD="):
-              text.AppendRawLine(value);
-              break;
-            case KeyCode("END="):
-              text.Assign();
-              return false;
-            default:
-              RaiseMisaligned();
+          const LineKey key = next_line();
+          if (fields.Next(*this, key, key == LineKey::kOther ? std::string_view() : value())) {
+            fields.Assign(*this);
+            return false;
           }
         }
       },
-      [&] { text.Assign(); });  // the fields read before a failure keep their new values
+      [&] { fields.Assign(*this); });  // the fields read before a failure keep their new values
 }
 
 bool KivLogEvent::TranslateData() {

@@ -72,8 +72,18 @@ std::shared_ptr<Collection> NumberItems(const String& list) {
   return out;
 }
 
+// Whether the list holds NUL, value, NUL without regard to case, as a search for the stored form
+// would find it (also across two items: an empty value matches between them). Called once per
+// event of a filtered walk, so it builds nothing.
 bool TextListHas(const String& list, StringView value) {
-  return TextFind(list, Stored(value)) != String::npos;
+  const size_t n = value.size();
+  for (size_t i = list.find(kNul); i != String::npos && i + n + 1 < list.size();
+       i = list.find(kNul, i + 1)) {
+    if (list[i + n + 1] == kNul && TextEquals(StringView(list).substr(i + 1, n), value)) {
+      return true;
+    }
+  }
+  return false;
 }
 
 bool RawDataMatches(const String& list, StringView raw) {

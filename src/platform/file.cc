@@ -157,6 +157,34 @@ void File::Unlock() {
   if (fd_ >= 0) ::flock(fd_, LOCK_UN);
 }
 
+namespace {
+
+FileStamp StampOf(const struct stat& st) {
+  return FileStamp{static_cast<uint64_t>(st.st_dev), static_cast<uint64_t>(st.st_ino),
+                   static_cast<int64_t>(st.st_size)};
+}
+
+}  // namespace
+
+FileStamp PathStamp(const std::string& path) {
+  struct stat st;
+  if (::lstat(path.c_str(), &st) != 0) return FileStamp{};
+  return StampOf(st);
+}
+
+FileStamp File::Stamp() const {
+  struct stat st;
+  if (::fstat(fd_, &st) != 0) RaiseErrno(errno);
+  return StampOf(st);
+}
+
+File File::Duplicate() const {
+  if (fd_ < 0) Raise(kErrBadFileNumber);
+  const int fd = ::fcntl(fd_, F_DUPFD_CLOEXEC, 0);
+  if (fd < 0) RaiseErrno(errno);
+  return File(fd);
+}
+
 void File::Close() {
   if (fd_ >= 0) {
     ::close(fd_);  // closing the descriptor releases its flock

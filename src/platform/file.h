@@ -28,6 +28,22 @@ struct OpenOptions {
   bool regular_only = false;
 };
 
+// Which file an open file or a path is, and its size, from one look at it.
+struct FileStamp {
+  uint64_t device = 0;
+  uint64_t inode = 0;
+  int64_t size = -1;  // -1: no such file
+  // Whether both stamps are of one existing file. While a file is held open its inode is not
+  // given to another file, so a path whose stamp matches an open file's still names that file.
+  bool SameFile(const FileStamp& other) const {
+    return size >= 0 && other.size >= 0 && device == other.device && inode == other.inode;
+  }
+};
+
+// The stamp of the file a path (in the system's encoding) names, its last component not
+// followed when it is a symlink; size -1 when the look fails. Never raises.
+FileStamp PathStamp(const std::string& path);
+
 class File {
  public:
   File() = default;
@@ -59,6 +75,10 @@ class File {
   void Lock(ShareLock lock);
   bool TryLock(ShareLock lock);
   void Unlock();
+  // The stamp of the open file; raises when the look fails.
+  FileStamp Stamp() const;
+  // A second handle on the same open file (and its lock), closed on its own.
+  File Duplicate() const;
   void Close();
 
  private:

@@ -11,13 +11,16 @@
 namespace kiv {
 
 FileMap::FileMap(FileMap&& other) noexcept
-    : data_(std::exchange(other.data_, nullptr)), length_(std::exchange(other.length_, 0)) {}
+    : data_(std::exchange(other.data_, nullptr)),
+      length_(std::exchange(other.length_, 0)),
+      writable_(std::exchange(other.writable_, false)) {}
 
 FileMap& FileMap::operator=(FileMap&& other) noexcept {
   if (this != &other) {
     Unmap();
     data_ = std::exchange(other.data_, nullptr);
     length_ = std::exchange(other.length_, 0);
+    writable_ = std::exchange(other.writable_, false);
   }
   return *this;
 }
@@ -25,25 +28,34 @@ FileMap& FileMap::operator=(FileMap&& other) noexcept {
 FileMap::~FileMap() { Unmap(); }
 
 void FileMap::Unmap() {
-  if (data_) ::munmap(const_cast<uint8_t*>(data_), static_cast<size_t>(length_));
+  if (data_) ::munmap(data_, static_cast<size_t>(length_));
   data_ = nullptr;
   length_ = 0;
+  writable_ = false;
 }
 
-FileMap FileMap::Map(const File& file, int64_t length) {
+FileMap FileMap::Map(const File& file, int64_t length, bool writable) {
   FileMap map;
   if (length <= 0) return map;
-  void* p = ::mmap(nullptr, static_cast<size_t>(length), PROT_READ, MAP_SHARED | MAP_POPULATE,
+  const int protection = writable ? PROT_READ | PROT_WRITE : PROT_READ;
+  void* p = ::mmap(nullptr, static_cast<size_t>(length), protection, MAP_SHARED | MAP_POPULATE,
                    file.fd_, 0);
   if (p == MAP_FAILED) RaiseErrno(errno);
-  map.data_ = static_cast<const uint8_t*>(p);
+  map.data_ = static_cast<uint8_t*>(p);
   map.length_ = length;
+  map.writable_ = writable;
   return map;
 }
 
 bool FileMap::Copy(int64_t offset, void* out, size_t n) const {
   if (offset < 0 || offset + static_cast<int64_t>(n) > length_) return false;
   std::memcpy(out, data_ + offset, n);
+  return true;
+}
+
+bool FileMap::Store(int64_t offset, const void* in, size_t n) {
+  if (!writable_ || offset < 0 || offset + static_cast<int64_t>(n) > length_) return false;
+  std::memcpy(data_ + offset, in, n);
   return true;
 }
 

@@ -1,8 +1,10 @@
-// A read-only view of a file's first bytes, shared with every process that writes the file: what
-// they write with pwrite is in the view at once, without a system call to read it.
+// A view of a file's first bytes, shared with every process that writes the file: what they
+// write with pwrite is in the view at once, without a system call to read it, and what is stored
+// through a writable view is at once what they read.
 //
-// Reading a page of the view that lies wholly past the file's end raises SIGBUS, so the owner
-// must make sure that nobody cuts the file below the mapped length while the view exists.
+// Touching a page of the view that lies wholly past the file's end raises SIGBUS, so the owner
+// must make sure that nobody cuts the file below the mapped length while the view exists (or,
+// for a writable view, below what it stores while it stores).
 #pragma once
 
 #include <cstddef>
@@ -21,18 +23,23 @@ class FileMap {
   FileMap& operator=(const FileMap&) = delete;
   ~FileMap();
 
-  // Maps the first length bytes of the file (nothing for 0), with their pages already present.
-  static FileMap Map(const File& file, int64_t length);
+  // Maps the first length bytes of the file (nothing for 0), with their pages already present;
+  // `writable` for a file open for writing.
+  static FileMap Map(const File& file, int64_t length, bool writable = false);
 
   int64_t Length() const { return length_; }
+  bool IsMapped() const { return data_ != nullptr; }
   // Copies n bytes at offset; false when the view does not reach that far.
   bool Copy(int64_t offset, void* out, size_t n) const;
+  // Stores n bytes at offset of a writable view; false when it does not reach that far.
+  bool Store(int64_t offset, const void* in, size_t n);
 
  private:
   void Unmap();
 
-  const uint8_t* data_ = nullptr;
+  uint8_t* data_ = nullptr;
   int64_t length_ = 0;
+  bool writable_ = false;
 };
 
 }  // namespace kiv

@@ -55,10 +55,21 @@ String ComputerName() {
   return name;
 }
 
-int32_t UniqueNumber() {
-  // A full-period linear congruential sequence modulo 2^31: every value in 1..2^31-1 comes once
-  // before any repeats, so the numbers drawn in one process are distinct.
+namespace {
+
+// A full-period linear congruential sequence modulo 2^31: every value in 1..2^31-1 comes once
+// before any repeats, so the numbers drawn in one process are distinct.
+std::atomic<uint32_t>& UniqueState() {
   static std::atomic<uint32_t> state{RandomStart() & 0x7FFFFFFF};
+  return state;
+}
+
+}  // namespace
+
+void SeedUniqueNumbers(uint32_t seed) { UniqueState().store(seed & 0x7FFFFFFF); }
+
+int32_t UniqueNumber() {
+  std::atomic<uint32_t>& state = UniqueState();
   uint32_t next;
   uint32_t cur = state.load(std::memory_order_relaxed);
   do {

@@ -12,6 +12,9 @@ KIV_INTERNAL_API String UserName();
 KIV_INTERNAL_API String ComputerName();
 // Distinct positive 32-bit numbers within a process (never 0), from a random start.
 int32_t UniqueNumber();
+// Restarts the sequence of UniqueNumber from a given state, so that a test can write the same
+// events twice and compare the files byte for byte.
+KIV_INTERNAL_API void SeedUniqueNumbers(uint32_t seed);
 
 // The registry roots the library reads.
 enum class RegistryRoot { LocalMachine, CurrentUser };

@@ -508,6 +508,37 @@ TEST_F(KivlogCliTest, UnicodeRoundTripBesideWindows1252) {
   EXPECT_EQ(Lines(Run("show --app U --source KIVLOG --json")).size(), 3u);
 }
 
+// Standard input goes in as batches; every line keeps its place and its own encoding, also when
+// the encoding changes inside a batch.
+TEST_F(KivlogCliTest, StandardInputInBatches) {
+  const std::string uni = "caf\xc3\xa9 \xe2\x98\x83";
+  const std::string euro = "caf\xc3\xa9 \xe2\x82\xac 5";
+  std::vector<std::string> lines;
+  std::string input;
+  for (int k = 0; k < 2300; ++k) {
+    lines.push_back(k == 999 || k == 1500    ? uni
+                    : k == 1000 || k == 1502 ? euro
+                                             : "line " + std::to_string(k));
+    input += lines.back() + "\\n";
+  }
+  int rc = -1;
+  const std::string out = Run("write --app B --anonymous --json", input, &rc);
+  ASSERT_EQ(rc, 0) << out;
+  EXPECT_EQ(Lines(out).at(0)["written"], 2300);
+  auto info = InfoFor(folder + u"/Q&V/Log/B_" + FormatYYYYMMDD(Now()));
+  KivLog log;
+  ASSERT_FALSE(log.EventLogRead(info, 1, 3000));
+  const auto events = Events(*info);
+  ASSERT_EQ(events.size(), 2302u);  // with the open and close markers
+  for (size_t k = 0; k < lines.size(); ++k) {
+    ASSERT_EQ(U8(events[k + 1]->EvRawData()), lines[k]) << k;
+    ASSERT_EQ(events[k + 1]->Ordinal(), static_cast<int32_t>(k) + 2);
+  }
+  const std::string data = ReadAll(info->FileName() + u".ZLG");
+  EXPECT_NE(data.find("\r\nRWD=" + uni + "\r\n"), std::string::npos);     // UTF-8
+  EXPECT_NE(data.find("\r\nRWD=caf\xe9 \x80 5\r\n"), std::string::npos);  // Windows-1252
+}
+
 // AppIds that would leave the folder or hold control characters are refused; file name patterns
 // keep their case.
 TEST_F(KivlogCliTest, RefusedAppIdsAndCaseSensitivePurge) {

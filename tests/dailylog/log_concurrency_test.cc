@@ -19,10 +19,11 @@ constexpr int kPayload = kEventsPerWriter - 2;
 using LogConcurrencyTest = DailyLogTest;
 
 // One writer process: its events carry its number as Source and their sequence as EventId.
-int RunWriter(const String& folder, int writer) {
+int RunWriter(const String& folder, int writer, int32_t options) {
   KivLog log;
   int32_t id = log.EventLogOpen(u"APP", folder);
   if (id == 0) return 10;
+  log.EventLogOptions(id, options);
   for (int seq = 1; seq <= kPayload; ++seq) {
     if (log.EventLogWrite(id, u"P" + IntText(writer), u"payload " + IntText(seq), RWDT_ASCII,
                           EVENTLOG_INFORMATION_TYPE, u"load", seq)) {
@@ -34,8 +35,7 @@ int RunWriter(const String& folder, int writer) {
   return log.EventLogClose(id) ? 12 : 0;
 }
 
-TEST_F(LogConcurrencyTest, FourWritersLoseNothingAndAReaderNeverFails) {
-  const String base = Base(u"APP");
+void FourWritersAndAReader(const String& folder, const String& base, int32_t options) {
   WriteAll(base + u".ZLG", "");  // an empty log, so that the reader can start at once
   WriteAll(base + u".ZLI", "");
 
@@ -43,7 +43,7 @@ TEST_F(LogConcurrencyTest, FourWritersLoseNothingAndAReaderNeverFails) {
   for (int w = 1; w <= kWriters; ++w) {
     pid_t pid = ::fork();
     ASSERT_GE(pid, 0);
-    if (pid == 0) ::_exit(RunWriter(folder, w));
+    if (pid == 0) ::_exit(RunWriter(folder, w, options));
     children.push_back(pid);
   }
 
@@ -117,6 +117,15 @@ TEST_F(LogConcurrencyTest, FourWritersLoseNothingAndAReaderNeverFails) {
   EXPECT_EQ(closes, kWriters);
   ASSERT_EQ(last_seq.size(), static_cast<size_t>(kWriters));
   for (const auto& [source, seq] : last_seq) EXPECT_EQ(seq, kPayload) << ToUtf8(source);
+}
+
+TEST_F(LogConcurrencyTest, FourWritersLoseNothingAndAReaderNeverFails) {
+  FourWritersAndAReader(folder, Base(u"APP"), 0);
+}
+
+// The same with writers that keep their files open and lock them per write.
+TEST_F(LogConcurrencyTest, FourWritersKeepingTheirFilesOpenLoseNothing) {
+  FourWritersAndAReader(folder, Base(u"APP"), KIVLIOPT_KEEPOPEN);
 }
 
 }  // namespace

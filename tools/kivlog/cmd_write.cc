@@ -40,31 +40,64 @@ int Write(const WriteArgs& a) {
   int32_t id = log.EventLogOpenEx(U16(a.app), U16(a.path), a.mode, 0, computer, user, a.max_size);
   if (id == 0) return ReportError("open");
 
-  auto write_one = [&](const std::string& raw) {
-    const kiv::String text = U16(raw);
+  // The log's options for an event of this raw data: Windows-1252 when the event reads back
+  // from it as written, else UTF-8, never a "?".
+  auto options_for = [&](const std::string& raw, const kiv::String& text) {
     if (a.binary && !kiv::FitsCp1252(text)) {
       throw CLI::ValidationError("--binary",
                                  "the hexadecimal form holds Windows-1252 bytes only: " + raw);
     }
-    // Windows-1252 when the event reads back from it as written, else UTF-8: never a "?".
     const bool cp1252 = ReadsBackAsCp1252(text) && ReadsBackAsCp1252(source) &&
                         ReadsBackAsCp1252(category) && ReadsBackAsCp1252(server) &&
                         ReadsBackAsCp1252(computer) && ReadsBackAsCp1252(user);
-    log.EventLogOptions(id, cp1252 ? 0 : kiv::KIVLIOPT_UTF8);
-    return log.EventLogWrite(id, source, text, a.binary ? kiv::RWDT_BINARY : kiv::RWDT_ASCII,
-                             a.type, category, a.id, server);
+    return cp1252 ? 0 : kiv::KIVLIOPT_UTF8;
   };
+  const int32_t data_type = a.binary ? kiv::RWDT_BINARY : kiv::RWDT_ASCII;
   int written = 0;
   if (!a.words.empty()) {
     std::string raw;
     for (const std::string& w : a.words) raw += (raw.empty() ? "" : " ") + w;
-    if (write_one(raw)) return ReportError("write");
+    const kiv::String text = U16(raw);
+    log.EventLogOptions(id, options_for(raw, text));
+    if (log.EventLogWrite(id, source, text, data_type, a.type, category, a.id, server)) {
+      return ReportError("write");
+    }
     ++written;
   } else {
-    for (std::string line; std::getline(std::cin, line);) {
+    // Lines go in as batches of up to 1,000: one lock and one index update each, and a bounded
+    // amount of standard input held at a time. A batch is written in one encoding, so a line
+    // that needs the other one starts a new batch.
+    constexpr int kBatch = 1000;
+    auto batch = std::make_shared<kiv::Collection>();
+    int32_t batch_options = 0;
+    auto flush = [&] {
+      if (batch->Count() == 0) return false;
+      log.EventLogOptions(id, batch_options);
+      if (log.EventLogWriteBatch(id, batch)) return true;
+      written += batch->Count();
+      batch->Clear();
+      return false;
+    };
+    bool failed = false;
+    for (std::string line; !failed && std::getline(std::cin, line);) {
       if (!line.empty() && line.back() == '\r') line.pop_back();
-      if (write_one(line)) return ReportError("write, line " + std::to_string(written + 1));
-      ++written;
+      auto event = std::make_shared<kiv::KivLogEvent>();
+      event->EvRawData(U16(line));
+      const int32_t options = options_for(line, event->EvRawData());
+      if (options != batch_options && (failed = flush())) break;
+      batch_options = options;
+      event->EvSource(source);
+      event->EvDataType(data_type);
+      event->EvType(a.type);
+      event->EvCategory(category);
+      event->EvId(a.id);
+      event->EvServer(server);
+      batch->Add(kiv::Variant(std::static_pointer_cast<kiv::Object>(event)));
+      if (batch->Count() == kBatch) failed = flush();
+    }
+    if (failed || flush()) {
+      return ReportError("write, lines " + std::to_string(written + 1) + " to " +
+                         std::to_string(written + batch->Count()));
     }
   }
   std::shared_ptr<kiv::KivLogInfo> info;

@@ -1,0 +1,163 @@
+// Logs that keep their files open between writes: locked per write, reopened when another
+// process has purged or renamed the day's files, closed by a close, a day change or the object's
+// end.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "dailylog_support.h"
+
+namespace kiv::testing {
+namespace {
+
+using LogKeepOpenTest = DailyLogTest;
+
+// How many descriptors of this process are open on a file.
+int OpenCount(const String& path) {
+  int n = 0;
+  std::error_code ec;
+  const auto target = std::filesystem::path(U8(path));
+  for (const auto& fd : std::filesystem::directory_iterator("/proc/self/fd", ec)) {
+    std::error_code e;
+    if (std::filesystem::read_symlink(fd.path(), e) == target) ++n;
+  }
+  return n;
+}
+
+// Runs `work` in another process and waits for it.
+template <typename F>
+void InAnotherProcess(F work) {
+  const pid_t pid = ::fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) ::_exit(work() ? 0 : 1);
+  int status = 0;
+  ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
+std::vector<String> Sources(const String& base) {
+  KivLog reader;
+  auto info = InfoFor(base);
+  EXPECT_FALSE(reader.EventLogRead(info, 1, 100));
+  std::vector<String> out;
+  for (const auto& e : Events(*info)) out.push_back(e->EvSource() + u":" + e->EvRawData());
+  return out;
+}
+
+TEST_F(LogKeepOpenTest, PurgedOrRenamedFilesAreReopenedAndNothingIsLost) {
+  const String base = Base(u"APP");
+  KivLog log;
+  const int32_t id = log.EventLogOpen(u"APP", folder);
+  ASSERT_NE(id, 0);
+  log.EventLogOptions(id, KIVLIOPT_KEEPOPEN);
+  ASSERT_FALSE(log.EventLogWrite(id, u"A", u"1"));
+  EXPECT_EQ(OpenCount(base + u".ZLG"), 1);
+  EXPECT_EQ(OpenCount(base + u".ZLI"), 1);
+  // Unlocked between writes: a reader gets in.
+  EXPECT_EQ(Sources(base), (std::vector<String>{u"EVENTLOG:Open", u"A:1"}));
+
+  // Another process moves the day's files aside: the next write goes to new files of the day.
+  InAnotherProcess([&] { return !KivLog().RenameLog(base); });
+  ASSERT_FALSE(log.EventLogWrite(id, u"B", u"2"));
+  EXPECT_EQ(Sources(base + u"-01"), (std::vector<String>{u"EVENTLOG:Open", u"A:1"}));
+  EXPECT_EQ(Sources(base), (std::vector<String>{u"B:2"}));
+
+  // Another process removes them: the next write creates them again.
+  InAnotherProcess([&] {
+    return std::filesystem::remove(U8(base + u".ZLI")) &&
+           std::filesystem::remove(U8(base + u".ZLG"));
+  });
+  ASSERT_FALSE(log.EventLogWrite(id, u"C", u"3"));
+  ASSERT_FALSE(log.EventLogWrite(id, u"D", u"4"));
+  EXPECT_EQ(Sources(base), (std::vector<String>{u"C:3", u"D:4"}));
+  EXPECT_EQ(IndexValues(base).size(), 3u);
+  EXPECT_EQ(OpenCount(base + u".ZLG"), 1);
+
+  // A write of another process between two of ours is counted by the next of ours.
+  InAnotherProcess([&] {
+    KivLog other;
+    const int32_t o = other.EventLogOpen(u"APP", folder);
+    return o != 0 && !other.EventLogPurge(o);
+  });
+  InAnotherProcess([&] {
+    KivLog other;
+    const int32_t o = other.EventLogOpen(u"APP", folder);
+    return o != 0 && !other.EventLogWrite(o, u"X", u"x");
+  });
+  ASSERT_FALSE(log.EventLogWrite(id, u"E", u"5"));
+  EXPECT_EQ(Sources(base),
+            (std::vector<String>{u"EVENTLOG:Open", u"X:x", u"EVENTLOG:Closed", u"E:5"}));
+
+  // Another process appends to the files this writer keeps: its event is counted, not written
+  // over.
+  InAnotherProcess([&] {
+    KivLog other;
+    const int32_t o = other.EventLogOpen(u"APP", folder);
+    return o != 0 && !other.EventLogWrite(o, u"Y", u"y") && !other.EventLogClose(o);
+  });
+  ASSERT_FALSE(log.EventLogWrite(id, u"F", u"6"));
+  std::vector<String> expected{u"EVENTLOG:Open", u"X:x", u"EVENTLOG:Closed", u"E:5",
+                               u"EVENTLOG:Open", u"Y:y", u"EVENTLOG:Closed", u"F:6"};
+  EXPECT_EQ(Sources(base), expected);
+
+  // A writer of another process stopped by a crash left a cut record and its entry: the next
+  // write puts the files back in step before its own append.
+  std::string data = ReadAll(base + u".ZLG");
+  std::vector<int32_t> index = IndexValues(base);
+  index[0] += 1;
+  index.push_back(static_cast<int32_t>(data.size()) + 1);
+  WriteAll(base + u".ZLI", IndexBytes(index));
+  WriteAll(base + u".ZLG", data + "UNK=5\r\nDAT=2024-03-05 10:00:00\r\nSRC=Z");
+  ASSERT_FALSE(log.EventLogWrite(id, u"G", u"7"));
+  expected.push_back(u"G:7");
+  EXPECT_EQ(Sources(base), expected);
+  EXPECT_EQ(ReadAll(base + u".ZLG").find("SRC=Z\r"), std::string::npos);
+
+  // The index lost: the next write finds the path no longer names its index, and the index
+  // made anew holds every record of the data file.
+  ASSERT_TRUE(std::filesystem::remove(U8(base + u".ZLI")));
+  ASSERT_FALSE(log.EventLogWrite(id, u"H", u"8"));
+  expected.push_back(u"H:8");
+  EXPECT_EQ(Sources(base), expected);
+  EXPECT_EQ(IndexValues(base)[0], static_cast<int32_t>(expected.size()));
+
+  // Closing closes the files.
+  ASSERT_FALSE(log.EventLogClose(id));
+  EXPECT_EQ(OpenCount(base + u".ZLG"), 0);
+  EXPECT_EQ(OpenCount(base + u".ZLI"), 0);
+  EXPECT_EQ(Sources(base).back(), u"EVENTLOG:Closed");
+}
+
+TEST_F(LogKeepOpenTest, ADayChangeAndTheObjectsEndCloseTheFiles) {
+  const String day1 = Base(u"APP");
+  const Date next = Day1At() + 1;
+  {
+    KivLog log;
+    const int32_t id = log.EventLogOpen(u"APP", folder);
+    ASSERT_NE(id, 0);
+    log.EventLogOptions(id, KIVLIOPT_KEEPOPEN);
+    ASSERT_FALSE(log.EventLogWrite(id, u"A", u"1"));
+    EXPECT_EQ(OpenCount(day1 + u".ZLG"), 1);
+    SetClockTo(next);
+    ASSERT_FALSE(log.EventLogWrite(id, u"B", u"2"));
+    EXPECT_EQ(OpenCount(day1 + u".ZLG"), 0);
+    EXPECT_EQ(OpenCount(day1 + u".ZLI"), 0);
+    EXPECT_EQ(OpenCount(Base(u"APP", next) + u".ZLG"), 1);
+    // Taking the option off closes them too.
+    log.EventLogOptions(id, 0);
+    ASSERT_FALSE(log.EventLogWrite(id, u"C", u"3"));
+    EXPECT_EQ(OpenCount(Base(u"APP", next) + u".ZLG"), 0);
+    log.EventLogOptions(id, KIVLIOPT_KEEPOPEN);
+    ASSERT_FALSE(log.EventLogWrite(id, u"D", u"4"));
+    EXPECT_EQ(OpenCount(Base(u"APP", next) + u".ZLI"), 1);
+  }
+  EXPECT_EQ(OpenCount(Base(u"APP", next) + u".ZLG"), 0);
+  EXPECT_EQ(OpenCount(Base(u"APP", next) + u".ZLI"), 0);
+  EXPECT_EQ(Sources(day1), (std::vector<String>{u"EVENTLOG:Open", u"A:1"}));
+  EXPECT_EQ(Sources(Base(u"APP", next)),
+            (std::vector<String>{u"B:2", u"C:3", u"D:4", u"EVENTLOG:Closed"}));
+}
+
+}  // namespace
+}  // namespace kiv::testing
