@@ -29,13 +29,15 @@ __attribute__((target("avx512f"))) void Store64(uint8_t* at, const void* in) {
 bool StoreOnce(uint8_t* at, const void* in, size_t n) {
   static const bool avx = __builtin_cpu_supports("avx");
   static const bool avx512 = __builtin_cpu_supports("avx512f");
-  if (n == 32 && avx)
+  if (n == 32 && avx) {
     Store32(at, in);
-  else if (n == 64 && avx512)
+    return true;
+  }
+  if (n == 64 && avx512) {
     Store64(at, in);
-  else
-    return false;
-  return true;
+    return true;
+  }
+  return false;
 }
 #else
 bool StoreOnce(uint8_t*, const void*, size_t) { return false; }
