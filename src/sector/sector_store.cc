@@ -190,7 +190,9 @@ void SectorStore::LoadTable() {
     RaiseLibrary(NotAStoreMessage(TableFile(base_)));
   }
   const int64_t in_file = std::max<int64_t>(0, (fat_.Size() - kFatHeaderSize) / 4);
-  std::vector<int32_t> next(static_cast<size_t>(std::min<int64_t>(h.sectors, in_file)));
+  // Read into the old table's memory: no fresh pages to clear and fault in on every reload.
+  std::vector<int32_t> next = table_.TakeEntries();
+  next.resize(static_cast<size_t>(std::min<int64_t>(h.sectors, in_file)));
   const int64_t bytes = 4 * static_cast<int64_t>(next.size());
   if (fat_.ReadAt(kFatHeaderSize, next.data(), bytes) != static_cast<size_t>(bytes)) {
     RaiseLibrary(NotAStoreMessage(TableFile(base_)));
