@@ -203,6 +203,21 @@ void RewriteThenReadElsewhere(benchmark::State& state) {
   }
 }
 
+// Two open stores rewriting in turn: each finds the other's change, and reloads the allocation
+// table (a whole pass over the ".QVF") before it can allocate. Reported, no target.
+void RewriteInTurns(benchmark::State& state) {
+  kiv::KivSector stores[2];
+  const kiv::String base = BulkStore(state.range(0));
+  if (stores[0].SectorOpen(base) || stores[1].SectorOpen(base)) state.SkipWithError("open failed");
+  std::mt19937 rng(1);
+  const std::vector<uint8_t> data = Bytes(100, 4);
+  int turn = 0;
+  for (auto _ : state) {
+    int32_t id = static_cast<int32_t>(1 + rng() % state.range(0));
+    if (stores[turn ^= 1].SectorWrite(id, data)) state.SkipWithError("rewrite failed");
+  }
+}
+
 // --- Against SQLite --------------------------------------------------------------------------
 
 // The same records by key in SQLite: INTEGER PRIMARY KEY and BLOB, one transaction per insert,
@@ -298,6 +313,7 @@ BENCHMARK(BaselineRead4K);
 BENCHMARK(ReadAt)->Arg(10000)->Arg(1000000);
 BENCHMARK(RewriteAt)->Arg(10000)->Arg(1000000);
 BENCHMARK(RewriteThenReadElsewhere)->Arg(1000000);
+BENCHMARK(RewriteInTurns)->Arg(1000000);
 BENCHMARK(SqliteInsert4K)->Iterations(20000);
 BENCHMARK(SqliteRead4K);
 BENCHMARK(Compact)->Arg(64)->Arg(640)->Iterations(1)->Unit(benchmark::kMillisecond);

@@ -31,16 +31,33 @@ void AllocationTable::MarkFree(int32_t sector) {
   lowest_free_word_ = std::min(lowest_free_word_, static_cast<size_t>(sector) / 64);
 }
 
+// One word of the bitmap at a time: a table of millions of entries is reloaded whenever another
+// process has changed the store, and most words have no free sector.
 void AllocationTable::Load(std::vector<int32_t> next) {
   next_ = std::move(next);
-  free_bits_.assign((next_.size() + 63) / 64, 0);
+  const size_t n = next_.size();
+  free_bits_.assign((n + 63) / 64, 0);
   free_count_ = 0;
   lowest_free_word_ = free_bits_.size();
-  for (int32_t s = 0; s < Sectors(); ++s) {
-    if (next_[s] == kFreeSector) MarkFree(s);
+  for (size_t w = 0; w < free_bits_.size(); ++w) {
+    const size_t begin = 64 * w, end = std::min(n, begin + 64);
+    int32_t free = 0;  // counted first, in a loop the compiler turns into vector compares
+    for (size_t s = begin; s < end; ++s) free += next_[s] == kFreeSector;
+    if (free == 0) continue;
+    uint64_t bits = 0;
+    for (size_t s = begin; s < end; ++s) bits |= uint64_t{next_[s] == kFreeSector} << (s - begin);
+    free_bits_[w] = bits;
+    free_count_ += free;
+    lowest_free_word_ = std::min(lowest_free_word_, w);
   }
   dirty_.clear();
   resized_ = false;
+}
+
+std::vector<int32_t> AllocationTable::TakeEntries() {
+  std::vector<int32_t> entries = std::move(next_);
+  Load({});
+  return entries;
 }
 
 // Grows by at least what is missing, and by an eighth of the table (16 sectors at least), so

@@ -36,6 +36,8 @@ class AllocationTable {
   // Starts loading a sector's entry into the cache, for a look after a slow call.
   void Prefetch(int32_t sector) const { __builtin_prefetch(next_.data() + sector); }
   const std::vector<int32_t>& Entries() const { return next_; }
+  // Empties the table and hands over its entries' memory, for the next Load.
+  std::vector<int32_t> TakeEntries();
   int32_t FreeCount() const { return free_count_; }
 
   // Takes count free sectors, lowest first, growing the table when too few are free, and links

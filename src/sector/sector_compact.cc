@@ -124,7 +124,7 @@ void SectorStore::CutMapped(int64_t table_length, int64_t directory_length) {
 }
 
 void SectorStore::Compact() {
-  Change([&] {
+  Change(true, [&] {
     // Every record must check: a damaged one would leave unknown which sectors are in use.
     std::vector<std::pair<int32_t, DirEntry>> records;
     std::vector<int32_t> chain;

@@ -101,12 +101,15 @@ SectorStore::SectorStore(const String& base, bool read_only) : base_(base), read
 
 // --- Cached state -----------------------------------------------------------------------------
 
-void SectorStore::Change(const std::function<void()>& body) {
+// Only a change that takes a free slot needs the slots; the others leave the header's count of
+// records as they find it after another process's change, rather than read the whole directory.
+void SectorStore::Change(bool slots, const std::function<void()>& body) {
   RequireWritable();
   OperationLock lock(*this, true);
   try {
-    Refresh(true, true);
-    header_.records = records_;  // the count as the entries hold it, after a crash too
+    Refresh(true, slots);
+    // The count as the entries hold it, after a crash too, when they have been counted.
+    if (slots_known_) header_.records = records_;
     body();
   } catch (...) {
     valid_ = false;  // memory may be ahead of the files: reload next time
@@ -187,7 +190,9 @@ void SectorStore::LoadTable() {
     RaiseLibrary(NotAStoreMessage(TableFile(base_)));
   }
   const int64_t in_file = std::max<int64_t>(0, (fat_.Size() - kFatHeaderSize) / 4);
-  std::vector<int32_t> next(static_cast<size_t>(std::min<int64_t>(h.sectors, in_file)));
+  // Read into the old table's memory: no fresh pages to clear and fault in on every reload.
+  std::vector<int32_t> next = table_.TakeEntries();
+  next.resize(static_cast<size_t>(std::min<int64_t>(h.sectors, in_file)));
   const int64_t bytes = 4 * static_cast<int64_t>(next.size());
   if (fat_.ReadAt(kFatHeaderSize, next.data(), bytes) != static_cast<size_t>(bytes)) {
     RaiseLibrary(NotAStoreMessage(TableFile(base_)));
@@ -357,7 +362,7 @@ int32_t SectorStore::Records() {
 }
 
 void SectorStore::Write(int32_t& rec_id, const uint8_t* data, int64_t length, bool text) {
-  Change([&] {
+  Change(rec_id == 0, [&] {
     DirEntry old;
     std::vector<int32_t> old_chain;
     const bool replace = rec_id != 0;
@@ -440,7 +445,7 @@ DirEntry SectorStore::Read(int32_t rec_id, const std::function<uint8_t*(const Di
 }
 
 void SectorStore::Delete(int32_t rec_id) {
-  Change([&] {
+  Change(false, [&] {
     DirEntry old;
     std::vector<int32_t> old_chain;
     const bool old_ok = ReadEntry(rec_id, old);

@@ -59,8 +59,9 @@ class SectorStore {
   // one past the end of the file.
   using EntryVisitor = std::function<void(int32_t rec_id, bool valid, const sector::DirEntry&)>;
 
-  // Runs a change under the exclusive lock; a failure drops the cached state.
-  void Change(const std::function<void()>& body);
+  // Runs a change under the exclusive lock, with the table and (with slots) the free slots
+  // loaded; a failure drops the cached state.
+  void Change(bool slots, const std::function<void()>& body);
   // Brings the cached header up to the file's; with table, also the allocation table; with
   // slots, also the free slots and the count of records.
   void Refresh(bool table, bool slots);

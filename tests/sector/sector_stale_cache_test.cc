@@ -46,5 +46,28 @@ TEST_F(SectorTest, AReaderBehindAnotherStoresChangesReadsThemAndTheirDamage) {
   ExpectError(u"KivSector.SectorRead", u"Il record 3 è danneggiato.");
 }
 
+// A rewrite behind another store's changes does not count the directory's entries again; the
+// next new record does, and takes the slot the other store freed.
+TEST_F(SectorTest, AWriterBehindAnotherStoresChangesKeepsTheCountAndTheFreeSlots) {
+  KivSector a, b;
+  CreateOpen(a, 128);
+  ASSERT_FALSE(b.SectorOpen(base));
+  for (int i = 0; i < 3; ++i) {
+    int32_t id = 0;
+    ASSERT_FALSE(a.SectorWrite(id, ToVector("r" + std::to_string(i))));
+  }
+  ASSERT_FALSE(b.SectorDelete(2));
+  int32_t one = 1, added = 0;
+  ASSERT_FALSE(a.SectorWrite(one, ToVector("r0 again")));
+  EXPECT_EQ(Get32(ReadBytes(File(".QVD")), 16), 2);
+  ASSERT_FALSE(a.SectorWrite(added, ToVector("new")));
+  EXPECT_EQ(added, 2);
+  EXPECT_EQ(Get32(ReadBytes(File(".QVD")), 16), 3);
+  EXPECT_EQ(b.Records(), 3);
+  std::vector<uint8_t> got;
+  ASSERT_FALSE(b.SectorRead(1, got));
+  EXPECT_EQ(got, ToVector("r0 again"));
+}
+
 }  // namespace
 }  // namespace kiv::testing
