@@ -6,6 +6,7 @@
 #include "dailylog_support.h"
 #include "platform/file_table.h"
 #include "platform/vb_convert.h"
+#include "support/last_error.h"
 
 namespace kiv::testing {
 namespace {
@@ -135,11 +136,9 @@ TEST_F(LogReadTest, FailuresAreRecordedAndKeepWhatWasRead) {
   // No such log.
   auto missing = InfoFor(Base(u"NOPE"));
   EXPECT_TRUE(log.EventLogRead(missing, 1, 5));
-  ErrorRecord err = LastErrorRecord();
-  EXPECT_EQ(err.Number, 53);
-  EXPECT_EQ(err.Source, u"KivLog.ReadEventLog");
-  EXPECT_EQ(err.Description,
-            u"Impossibile aprire il file di log " + Base(u"NOPE") + u"\r\nFile not found");
+  kivtest::ExpectLastError(
+      53, u"KivLog.ReadEventLog",
+      u"Impossibile aprire il file di log " + Base(u"NOPE") + u"\r\nFile not found");
   EXPECT_TRUE(log.EventLogReadBack(nullptr, 1, 5));
   EXPECT_EQ(Last_Error(), 91);
   info->LogData(nullptr);
@@ -155,10 +154,8 @@ TEST_F(LogReadTest, FailuresAreRecordedAndKeepWhatWasRead) {
   data[static_cast<size_t>(index[5] - 1)] = 'X';  // "UNK=" of event 5 becomes "XNK="
   WriteAll(base + u".ZLG", data);
   EXPECT_TRUE(log.EventLogRead(info, 2, 10));
-  err = LastErrorRecord();
-  EXPECT_EQ(err.Number, 20000);
-  EXPECT_EQ(err.Source, u"KivLog.ReadEventLog");
-  EXPECT_EQ(err.Description, u"Disallineamento dei dati nel file di log.");
+  kivtest::ExpectLastError(20000, u"KivLog.ReadEventLog",
+                           u"Disallineamento dei dati nel file di log.");
   EXPECT_EQ(Ordinals(*info), (std::vector<int32_t>{2, 3, 4}));
   EXPECT_TRUE(log.EventLogReadBack(info, 8, 10));
   EXPECT_EQ(Ordinals(*info), (std::vector<int32_t>{6, 7, 8}));
