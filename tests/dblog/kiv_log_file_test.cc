@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <functional>
 #include <map>
 
 #include "kivdbxt/dao.h"
@@ -14,12 +15,15 @@
 #include "platform/clock.h"
 #include "platform/date.h"
 #include "platform/fs.h"
+#include "support/last_error.h"
 #include "support/temp_dir.h"
 
 namespace kiv {
 namespace {
 
+using kivtest::LastRecorded;
 using kivtest::ReadBytes;
+using kivtest::Recorded;
 using kivtest::TempDir;
 using kivtest::WriteBytes;
 
@@ -38,24 +42,30 @@ std::vector<LOGRECORDTYPE> All(KivLogFile& log) {
   return out;
 }
 
-std::map<String, String> Parms(const String& file) {
+// Every PARMS row, duplicates included; a Null value as "<null>".
+std::multimap<String, String> ParmRows(const String& file) {
   auto db = dao::DBEngine::ForThread()->OpenDatabase(file);
   auto rs = db->OpenRecordset(u"PARMS", dao::dbOpenTable);
-  std::map<String, String> out;
+  std::multimap<String, String> out;
   for (; !rs->EOF_(); rs->MoveNext()) {
     Variant v = rs->Fields()[u"VALUE"]->Value();
-    out[rs->Fields()[u"KEY"]->Value().StringValue()] = v.IsNull() ? u"<null>" : v.StringValue();
+    out.emplace(rs->Fields()[u"KEY"]->Value().StringValue(),
+                v.IsNull() ? u"<null>" : v.StringValue());
   }
   rs->Close();
   db->Close();
   return out;
 }
 
+// The first PARMS row of each key.
+std::map<String, String> Parms(const String& file) {
+  const auto rows = ParmRows(file);
+  return {rows.begin(), rows.end()};
+}
+
+// The last recorded error, description before Source as the calls below read best.
 void ExpectError(int32_t number, const String& description, const String& source) {
-  ErrorRecord r = LastErrorRecord();
-  EXPECT_EQ(r.Number, number);
-  EXPECT_EQ(r.Description, description);
-  EXPECT_EQ(r.Source, source);
+  kivtest::ExpectLastError(number, source, description);
 }
 
 class ClockScope {
@@ -501,8 +511,7 @@ TEST(KivLogFile, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
   const std::string junk = "this is not a database at all\r\n" + std::string(5000, '\x7f');
   WriteBytes(dir.FileU8("junk.db"), junk);
   EXPECT_TRUE(log.OpenEventLog(dir.File("junk.db")));
-  EXPECT_EQ(Last_Error(), 3343);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.OpenLog");
+  EXPECT_EQ(LastRecorded(), Recorded(3343, u"KivLogFile.OpenLog"));
   EXPECT_EQ(ReadBytes(dir.FileU8("junk.db")), junk);
 
   // A database without PARMS.
@@ -514,8 +523,7 @@ TEST(KivLogFile, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
   }
   const std::string before = ReadBytes(ToUtf8(other));
   EXPECT_TRUE(log.OpenEventLog(other));
-  EXPECT_EQ(Last_Error(), 3078);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.OpenLog");  // opening EVENTS
+  EXPECT_EQ(LastRecorded(), Recorded(3078, u"KivLogFile.OpenLog"));  // opening EVENTS
   EXPECT_EQ(ReadBytes(ToUtf8(other)), before);
 
   // PARMS without WRAPPING.
@@ -529,8 +537,7 @@ TEST(KivLogFile, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
   EXPECT_TRUE(log.OpenEventLog(file));
   ExpectError(20000, u"Il parametro WRAPPINGnon esiste.", u"KivLogFile.ParmRead");
   EXPECT_TRUE(log.OpenEventLog(dir.File("missing.db")));
-  EXPECT_EQ(Last_Error(), 3024);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.OpenLog");
+  EXPECT_EQ(LastRecorded(), Recorded(3024, u"KivLogFile.OpenLog"));
   EXPECT_FALSE(FileExists(dir.File("missing.db")));  // opening never creates
 
   // A log that disappears under an open object: the report fails where the open failed.
@@ -539,8 +546,7 @@ TEST(KivLogFile, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
   ASSERT_FALSE(log.OpenEventLog(gone));
   ASSERT_TRUE(RemoveFile(gone));
   EXPECT_TRUE(log.ReportEvent(u"S", u"Ax"));
-  EXPECT_EQ(Last_Error(), 3024);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.OpenLog");
+  EXPECT_EQ(LastRecorded(), Recorded(3024, u"KivLogFile.OpenLog"));
 }
 
 // Rows added twice by older versions: reads take the first, and the next write of the key leaves
@@ -564,15 +570,7 @@ TEST(KivLogFile, DuplicateParameterRowsAreReadFirstAndMendedByTheNextWrite) {
   ASSERT_FALSE(log.WrappingSet(KLFWM_OVERWRITEOLDER, 3));
   ASSERT_FALSE(log.PurgeEventLog(1));
   log.CloseEventLog();
-  std::multimap<String, String> rows;
-  auto db = dao::DBEngine::ForThread()->OpenDatabase(file);
-  auto rs = db->OpenRecordset(u"PARMS", dao::dbOpenTable);
-  for (; !rs->EOF_(); rs->MoveNext()) {
-    rows.emplace(rs->Fields()[u"KEY"]->Value().StringValue(),
-                 rs->Fields()[u"VALUE"]->Value().StringValue());
-  }
-  rs->Close();
-  db->Close();
+  const auto rows = ParmRows(file);
   EXPECT_EQ(rows.count(u"WRAPPING"), 1u);
   EXPECT_EQ(rows.find(u"WRAPPING")->second, u"3");
   EXPECT_EQ(rows.count(u"LOCK") + rows.count(u"lock"), 1u);
@@ -605,17 +603,19 @@ TEST(KivLogFile, ReadOnlyOpenWritesNothingAndRefusesChanges) {
   EXPECT_EQ(ro.CheckEventLogChanges(unk), 0);
   EXPECT_FALSE(ro.WrappingGet(w, d));
 
-  const String refused = u"Il file " + file + u" è aperto in sola lettura.";
-  EXPECT_TRUE(ro.ReportEvent(u"S", u"Ax"));
-  ExpectError(20000, refused, u"KivLogFile.ReportEvent");
-  EXPECT_TRUE(ro.ReportEventEx(u"S", u"x", RWDT_ASCII));
-  ExpectError(20000, refused, u"KivLogFile.ReportEventEx");
-  EXPECT_TRUE(ro.PurgeEventLog(-1));
-  ExpectError(20000, refused, u"KivLogFile.PurgeEventLog");
-  EXPECT_TRUE(ro.MaxRecordsSet(500));
-  ExpectError(20000, refused, u"KivLogFile.ParmWrite");
-  EXPECT_TRUE(ro.CompactEventLog());
-  ExpectError(20000, refused, u"KivLogFile.CompactEventLog");
+  const std::pair<const char16_t*, std::function<bool()>> changes[] = {
+      {u"KivLogFile.ReportEvent", [&] { return ro.ReportEvent(u"S", u"Ax"); }},
+      {u"KivLogFile.ReportEventEx", [&] { return ro.ReportEventEx(u"S", u"x", RWDT_ASCII); }},
+      {u"KivLogFile.PurgeEventLog", [&] { return ro.PurgeEventLog(-1); }},
+      {u"KivLogFile.ParmWrite", [&] { return ro.MaxRecordsSet(500); }},
+      {u"KivLogFile.CompactEventLog", [&] { return ro.CompactEventLog(); }},
+  };
+  for (const auto& [source, change] : changes) {
+    SCOPED_TRACE(ToUtf8(source));
+    ClearLastError();
+    EXPECT_TRUE(change());
+    ExpectError(20000, u"Il file " + file + u" è aperto in sola lettura.", source);
+  }
   EXPECT_FALSE(ro.CloseEventLog());
   EXPECT_EQ(ReadBytes(ToUtf8(file)), before);
 
