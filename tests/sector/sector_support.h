@@ -13,6 +13,7 @@
 #include <string>
 
 #include "kivdbxt/kivdbxt.h"
+#include "support/last_error.h"
 #include "support/temp_dir.h"
 
 namespace kiv::testing {
@@ -79,10 +80,7 @@ class SectorTest : public ::testing::Test {
 
 // The last recorded error is the store's own, with this Source and text.
 inline void ExpectError(const char16_t* source, const String& description) {
-  const ErrorRecord e = LastErrorRecord();
-  EXPECT_EQ(e.Number, 20000);
-  EXPECT_EQ(e.Source, source);
-  EXPECT_EQ(e.Description, description);
+  kivtest::ExpectLastError(20000, source, description);
 }
 
 }  // namespace kiv::testing
