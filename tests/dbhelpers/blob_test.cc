@@ -8,9 +8,12 @@
 #include "kivdbxt/error.h"
 #include "kivdbxt/qv_db_xt.h"
 #include "platform/text_codec.h"
+#include "support/last_error.h"
 
 using namespace kiv;
 using namespace kiv::dao;
+using kivtest::LastRecorded;
+using kivtest::Recorded;
 namespace M = kiv::QvDbXtMod;
 
 namespace {
@@ -103,27 +106,21 @@ TEST(Blob, WrittenInPiecesReadBackAsEveryType) {
   // Past the end: error 62 under the operation's Source.
   Variant v{int32_t{0}};
   EXPECT_TRUE(M::Blob_Get(CursorAt(t.data, 4099), v));
-  ErrorRecord e = LastErrorRecord();
-  EXPECT_EQ(e.Number, 62);
-  EXPECT_EQ(e.Source, u"QvDbXtMod.Blob_Get");
-  EXPECT_EQ(e.Description, u"Input past end of file");
+  kivtest::ExpectLastError(62, u"QvDbXtMod.Blob_Get", u"Input past end of file");
   Variant unsupported;  // Empty
   EXPECT_TRUE(M::Blob_Get(CursorAt(t.data, 0), unsupported));
-  EXPECT_EQ(Last_Error(), 13);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Blob_Get");
+  EXPECT_EQ(LastRecorded(), Recorded(13, u"QvDbXtMod.Blob_Get"));
   // A cursor position before the first character is an invalid call, not a read from the start.
   for (int16_t bad : {int16_t{0}, int16_t{-3}}) {
     auto at = CursorAt(t.data, 0);
     at->ptr(bad);
     Variant n{int16_t{0}};
     EXPECT_TRUE(M::Blob_Get(at, n));
-    EXPECT_EQ(Last_Error(), 5);
-    EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Blob_Get");
+    EXPECT_EQ(LastRecorded(), Recorded(5, u"QvDbXtMod.Blob_Get"));
     EXPECT_EQ(n, Variant(int16_t{0}));
   }
   EXPECT_TRUE(M::Blob_Put(CursorAt(t.data, 0), Variant(std::vector<uint8_t>{1})));
-  EXPECT_EQ(Last_Error(), 13);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Blob_Put");
+  EXPECT_EQ(LastRecorded(), Recorded(13, u"QvDbXtMod.Blob_Put"));
 
   EXPECT_FALSE(M::Blob_Seek(CursorAt(t.data, 0), 10));
   EXPECT_FALSE(M::Blob_Seek(CursorAt(t.data, 0), 5000));  // past the end, but no failure
@@ -163,8 +160,7 @@ TEST(Blob, CursorCopySemanticsOfPutAndFlush) {
   // Outside AddNew/Edit the append fails under Str_2_Blob's Source, and so does a flush.
   bt->Buffer(u"x");
   EXPECT_TRUE(M::Blob_Flush(bt));
-  EXPECT_EQ(Last_Error(), 3020);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Str2Blob");
+  EXPECT_EQ(LastRecorded(), Recorded(3020, u"QvDbXtMod.Str2Blob"));
 }
 
 TEST(Blob, EmptyFieldIsNotAFailure) {
@@ -178,8 +174,7 @@ TEST(Blob, EmptyFieldIsNotAFailure) {
 
   t.rs->Close();
   EXPECT_EQ(M::Blob_2_Str(t.data, Variant(int32_t{0}), Variant(int32_t{10})), u"");
-  EXPECT_EQ(Last_Error(), 3420);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Blob2Str");
+  EXPECT_EQ(LastRecorded(), Recorded(3420, u"QvDbXtMod.Blob2Str"));
   // Without a Size, a field whose size cannot be read gives "" and records nothing.
   EXPECT_EQ(M::Blob_2_Str(t.data), u"");
   EXPECT_EQ(Last_Error(), 0);
@@ -209,10 +204,7 @@ TEST(Blob, FilesGoInAndComeOutByteForByte) {
   }
   t.rs->AddNew();
   EXPECT_TRUE(M::File_2_Blob(t.dir.File("missing.bin"), t.data));
-  ErrorRecord e = LastErrorRecord();
-  EXPECT_EQ(e.Number, 53);
-  EXPECT_EQ(e.Source, u"QvDbXtMod.File2Blob");
-  EXPECT_EQ(e.Description, u"File not found");
+  kivtest::ExpectLastError(53, u"QvDbXtMod.File2Blob", u"File not found");
 }
 
 TEST(Blob, SixtyFourMegabyteFileRoundTrip) {
