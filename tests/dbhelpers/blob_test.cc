@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
 
 #include "dao/dao_test_util.h"
 #include "kivdbxt/error.h"
@@ -190,17 +189,15 @@ TEST(Blob, FilesGoInAndComeOutByteForByte) {
   std::string all;
   for (int i = 0; i < 3 * 256; ++i) all.push_back(static_cast<char>(i));
   for (const std::string& content : {std::string(), all}) {
-    std::ofstream(path, std::ios::binary) << content;
+    kivtest::WriteBytes(path, content);
     t.rs->AddNew();
     ASSERT_FALSE(M::File_2_Blob(FromUtf8(path), t.data));
     t.rs->Update();
     t.rs->MoveLast();
     const String out = t.dir.File("out.bin");
-    std::ofstream(ToUtf8(out)) << "longer previous content of the output file";
+    kivtest::WriteBytes(ToUtf8(out), "longer previous content of the output file");
     ASSERT_FALSE(M::Blob_2_File(out, t.data));
-    std::ifstream in(ToUtf8(out), std::ios::binary);
-    const std::string back((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    EXPECT_EQ(back, content);
+    EXPECT_EQ(kivtest::ReadBytes(ToUtf8(out)), content);
   }
   t.rs->AddNew();
   EXPECT_TRUE(M::File_2_Blob(t.dir.File("missing.bin"), t.data));
@@ -213,14 +210,12 @@ TEST(Blob, SixtyFourMegabyteFileRoundTrip) {
   std::string content(64u << 20, '\0');
   uint32_t x = 12345;
   for (char& c : content) c = static_cast<char>((x = x * 1103515245 + 12345) >> 24);
-  std::ofstream(path, std::ios::binary) << content;
+  kivtest::WriteBytes(path, content);
   t.rs->AddNew();
   ASSERT_FALSE(M::File_2_Blob(FromUtf8(path), t.data));
   t.rs->Update();
   t.rs->MoveFirst();
   EXPECT_EQ(t.data->FieldSize(), 64 << 20);
   ASSERT_FALSE(M::Blob_2_File(t.dir.File("big.out"), t.data));
-  std::ifstream in(t.dir.path() + "/big.out", std::ios::binary);
-  const std::string back((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  EXPECT_TRUE(back == content);
+  EXPECT_TRUE(kivtest::ReadBytes(t.dir.FileU8("big.out")) == content);
 }
