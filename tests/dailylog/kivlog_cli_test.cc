@@ -50,6 +50,14 @@ class KivlogCliTest : public DailyLogTest {
                              rc);
   }
 
+  // The JSON object a run prints; its exit status is checked.
+  nlohmann::json Json(const std::string& args, int expected_status) {
+    int rc = -1;
+    const std::string out = Run(args, "", &rc);
+    EXPECT_EQ(rc, expected_status) << args;
+    return nlohmann::json::parse(out);
+  }
+
   // The exit status of a run whose output does not matter.
   int Status(const std::string& args, const std::string& input = "") {
     int rc = -1;
@@ -61,7 +69,6 @@ class KivlogCliTest : public DailyLogTest {
 };
 
 TEST_F(KivlogCliTest, WriteShowTailListPurge) {
-  int rc = -1;
   EXPECT_EQ(Status("write --app CLI --source SRC --type 1 --id 9 first event"), 0);
   EXPECT_EQ(Status("write --app CLI --anonymous", "line one\\nline two\\n"), 0);
   // An AppId holding "_" would make a log that cannot be written: refused before any file.
@@ -107,8 +114,7 @@ TEST_F(KivlogCliTest, WriteShowTailListPurge) {
   EXPECT_EQ(nlohmann::json::parse(Run("--json list"))["logs"].size(), 0u);
 
   // Failures carry the library's error.
-  auto err = nlohmann::json::parse(Run("--json show --app CLI", "", &rc));
-  EXPECT_EQ(rc, 1);
+  auto err = Json("--json show --app CLI", 1);
   EXPECT_EQ(err["error"]["number"], 53);
   EXPECT_EQ(err["error"]["source"], "KivLog.ReadEventLog");
 }
@@ -155,8 +161,7 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   EXPECT_EQ(items[0]["ordinal"], 5);
   EXPECT_EQ(items[2]["ordinal"], 3);
 
-  auto report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
-  EXPECT_EQ(rc, 0);
+  auto report = Json("--json verify" + file, 0);
   EXPECT_EQ(report["whole"], 6);
   EXPECT_EQ(report["sound"], true);
 
@@ -167,8 +172,7 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   WriteAll(base + u".ZLG", data);
   index[5] = static_cast<int32_t>(data.size()) + 50;
   WriteAll(base + u".ZLI", IndexBytes(index));
-  report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
-  EXPECT_EQ(rc, 2);
+  report = Json("--json verify" + file, 2);
   EXPECT_EQ(report["whole"], 4);
   EXPECT_EQ(report["sound"], false);
   ASSERT_EQ(report["damaged"].size(), 2u);
@@ -181,8 +185,7 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   // An entry pointing back at an earlier record reads whole but is out of step.
   index[4] = index[2];
   WriteAll(base + u".ZLI", IndexBytes(index));
-  report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
-  EXPECT_EQ(rc, 2);
+  report = Json("--json verify" + file, 2);
   ASSERT_EQ(report["damaged"].size(), 3u);
   EXPECT_EQ(report["damaged"][1]["ordinal"], 4);
   EXPECT_EQ(report["damaged"][1]["number"], 0);
@@ -202,18 +205,14 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   EXPECT_EQ(text.find("#5 "), std::string::npos);
 
   // A log that is not there is an error, not a damaged log; so is a folder that is not there.
-  auto err =
-      nlohmann::json::parse(Run("--json verify --app NOPE --path '" + U8(folder) + "'", "", &rc));
-  EXPECT_EQ(rc, 1);
+  auto err = Json("--json verify --app NOPE --path '" + U8(folder) + "'", 1);
   EXPECT_EQ(err["error"]["number"], 53);
-  err = nlohmann::json::parse(Run("--json verify --app NOPE", "", &rc));
-  EXPECT_EQ(rc, 1);
+  err = Json("--json verify --app NOPE", 1);
   EXPECT_EQ(err["error"]["number"], 76);
 
   // --all goes through every log of the folder; one whose data file is missing is damaged too.
   WriteAll(Base(u"LONE") + u".ZLI", IndexBytes({0}));
-  auto all = nlohmann::json::parse(Run("--json verify --all --path '" + U8(folder) + "'", "", &rc));
-  EXPECT_EQ(rc, 2);
+  auto all = Json("--json verify --all --path '" + U8(folder) + "'", 2);
   ASSERT_EQ(all["logs"].size(), 2u);
   EXPECT_EQ(all["logs"][0]["log"], U8(base));
   EXPECT_EQ(all["logs"][0]["damaged"].size(), 2u);  // events 3 and 5
@@ -237,12 +236,10 @@ TEST_F(KivlogCliTest, PurgeOneDayAndReadersNeverCreateFolders) {
   SetClock({});
   const String old_day = folder + u"/Q&V/Log/PUR_20240305";
   ASSERT_TRUE(FileExists(old_day + u".ZLG"));
-  int rc = -1;
   ASSERT_EQ(Status("write --app PUR today"), 0);
   const std::string today = U8(folder) + "/Q&V/Log/PUR_" + U8(FormatYYYYMMDD(Now()));
 
-  auto out = nlohmann::json::parse(Run("--json purge --app PUR --day 2024-03-05", "", &rc));
-  EXPECT_EQ(rc, 0);
+  auto out = Json("--json purge --app PUR --day 2024-03-05", 0);
   EXPECT_EQ(out["removed"][0], U8(old_day));
   EXPECT_FALSE(FileExists(old_day + u".ZLG"));
   EXPECT_FALSE(FileExists(old_day + u".ZLI"));
@@ -279,15 +276,13 @@ TEST_F(KivlogCliTest, VerifyNamesEachStateAndRepairRebuildsTheIndex) {
     for (const auto& s : report["states"]) names.push_back(s["state"]);
     return names;
   };
-  int rc = -1;
 
   // Entry 3 left out, two entries dropped from the end, a phantom entry, a cut record at the end.
   const std::string cut = "UNK=9\r\nSRC=cut";
   WriteAll(base + u".ZLI", IndexBytes({4, index[1], index[2], index[4],
                                        static_cast<int32_t>(data.size() + cut.size()) + 1}));
   WriteAll(base + u".ZLG", data + cut);
-  auto report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
-  EXPECT_EQ(rc, 2);
+  auto report = Json("--json verify" + file, 2);
   EXPECT_EQ(report["sound"], false);
   EXPECT_EQ(states(report),
             (std::vector<std::string>{"index behind the data file", "phantom entry", "cut tail",
@@ -296,8 +291,7 @@ TEST_F(KivlogCliTest, VerifyNamesEachStateAndRepairRebuildsTheIndex) {
   EXPECT_EQ(report["states"][3]["records"], 1);
   const std::string old_index = ReadAll(base + u".ZLI");
 
-  report = nlohmann::json::parse(Run("--json verify --repair" + file, "", &rc));
-  EXPECT_EQ(rc, 0);
+  report = Json("--json verify --repair" + file, 0);
   EXPECT_EQ(report["sound"], true);
   EXPECT_EQ(report["events"], 6);
   EXPECT_EQ(report["whole"], 6);
@@ -307,8 +301,7 @@ TEST_F(KivlogCliTest, VerifyNamesEachStateAndRepairRebuildsTheIndex) {
 
   // A lost index: named, and rebuilt.
   std::filesystem::remove(U8(base) + ".ZLI");
-  report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
-  EXPECT_EQ(rc, 2);
+  report = Json("--json verify" + file, 2);
   EXPECT_EQ(states(report), std::vector<std::string>{"index behind the data file"});
   EXPECT_EQ(Status("verify --repair" + file), 0);
   EXPECT_EQ(IndexValues(base), index);
@@ -317,13 +310,11 @@ TEST_F(KivlogCliTest, VerifyNamesEachStateAndRepairRebuildsTheIndex) {
   // A FIFO in place of the data file: named at once, and every reader gives an error.
   std::filesystem::rename(U8(base) + ".ZLG", U8(folder) + "/saved");
   ASSERT_EQ(::mkfifo((U8(base) + ".ZLG").c_str(), 0600), 0);
-  report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
-  EXPECT_EQ(rc, 2);
+  report = Json("--json verify" + file, 2);
   EXPECT_EQ(states(report), std::vector<std::string>{"not a regular file"});
   EXPECT_EQ(Status("verify --repair" + file), 2);
   for (const char* cmd : {"show", "tail", "export"}) {
-    auto err = nlohmann::json::parse(Run(std::string("--json ") + cmd + file, "", &rc));
-    EXPECT_EQ(rc, 1) << cmd;
+    auto err = Json(std::string("--json ") + cmd + file, 1);
     EXPECT_EQ(err["error"]["number"], 75) << cmd;
   }
 }
