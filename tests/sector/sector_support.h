@@ -78,6 +78,12 @@ class SectorTest : public ::testing::Test {
   }
 };
 
+// How many records SectorVerify names as damaged; -1 when the verification itself fails.
+inline int32_t DamagedCount(KivSector& s) {
+  auto damaged = std::make_shared<Collection>();
+  return s.SectorVerify(damaged) ? -1 : damaged->Count();
+}
+
 // The last recorded error is the store's own, with this Source and text.
 inline void ExpectError(const char16_t* source, const String& description) {
   kivtest::ExpectLastError(20000, source, description);
