@@ -17,7 +17,10 @@ namespace kiv::testing {
 namespace {
 
 using kivtest::ExpectLastError;
-using LogWriteTest = DailyLogTest;
+class LogWriteTest : public DailyLogTest {
+ protected:
+  KivLog log;
+};
 
 const char kEnd[] = "END=-----------------------\r\n";
 
@@ -36,13 +39,13 @@ std::vector<std::shared_ptr<KivLogEvent>> ReadAllEvents(const String& base) {
 TEST_F(LogWriteTest, ThreeWritesGiveTheExactIndexAndDataFiles) {
   const String base = Base(u"APP");
   {
-    KivLog log;
-    int32_t id = log.EventLogOpen(u"APP", folder, ELOF_OPENALWAYS, 0, u"PC1", u"anna");
+    KivLog scoped;
+    int32_t id = scoped.EventLogOpen(u"APP", folder, ELOF_OPENALWAYS, 0, u"PC1", u"anna");
     ASSERT_NE(id, 0);
     SetClockTo(Day1At(10, 30));
-    ASSERT_FALSE(log.EventLogWrite(id, u"Billing", u"line1\r\nline2\r\n", RWDT_ASCII,
-                                   EVENTLOG_WARNING_TYPE, u"Disk\tA\r\n", 42, u"SRV"));
-    ASSERT_FALSE(log.EventLogWrite(id, u"Bin", u"AB\x05", RWDT_BINARY));
+    ASSERT_FALSE(scoped.EventLogWrite(id, u"Billing", u"line1\r\nline2\r\n", RWDT_ASCII,
+                                      EVENTLOG_WARNING_TYPE, u"Disk\tA\r\n", 42, u"SRV"));
+    ASSERT_FALSE(scoped.EventLogWrite(id, u"Bin", u"AB\x05", RWDT_BINARY));
     // No close: the destructor would add a fourth event; check the files while still open.
     std::vector<int32_t> index = IndexValues(base);
     std::string data = ReadAll(base + u".ZLG");
@@ -69,7 +72,7 @@ TEST_F(LogWriteTest, ThreeWritesGiveTheExactIndexAndDataFiles) {
     EXPECT_GT(events[0]->EvUnk(), 0);
 
     std::shared_ptr<KivLogInfo> info;
-    ASSERT_FALSE(log.EventLogInfo(id, info));
+    ASSERT_FALSE(scoped.EventLogInfo(id, info));
     EXPECT_EQ(info->Events(), 3);
   }
   // Closing by the destructor adds the "Closed" marker.
@@ -78,7 +81,6 @@ TEST_F(LogWriteTest, ThreeWritesGiveTheExactIndexAndDataFiles) {
 
 TEST_F(LogWriteTest, OpenAndCloseLeaveTwoMarkers) {
   const String base = Base(u"APP");
-  KivLog log;
   int32_t id = log.EventLogOpen(u"APP", folder);
   ASSERT_NE(id, 0);
   ASSERT_FALSE(log.EventLogClose(id));
@@ -126,42 +128,41 @@ TEST_F(LogWriteTest, OpenModesAndTheirFailures) {
   auto count = [&] { return IndexValues(base)[0]; };
   {
     // A failed open adds nothing to the table: destroying the object writes no marker.
-    KivLog log;
-    EXPECT_EQ(log.EventLogOpen(u"", folder), 0);
+    KivLog scoped;
+    EXPECT_EQ(scoped.EventLogOpen(u"", folder), 0);
     ExpectLastError(20000, u"KivLog.EventLogOpenEx", u"Missing AppId.");
-    EXPECT_EQ(log.EventLogOpenEx(u"APP", folder, ELOF_OPEN_EXISTING), 0);
+    EXPECT_EQ(scoped.EventLogOpenEx(u"APP", folder, ELOF_OPEN_EXISTING), 0);
     ExpectLastError(20000, u"KivLog.EventLogOpenEx", u"Il file di log " + base + u" non esiste.");
     EXPECT_FALSE(FileExists(base + u".ZLG"));
     WriteAll(base + u".ZLG", "");  // a data file without its index is not a log
-    EXPECT_EQ(log.EventLogOpen(u"APP", folder, ELOF_OPEN_EXISTING), 0);
+    EXPECT_EQ(scoped.EventLogOpen(u"APP", folder, ELOF_OPEN_EXISTING), 0);
     ExpectLastError(20000, u"KivLog.EventLogOpenEx", u"Il file di log " + base + u" non esiste.");
     std::filesystem::remove(ToUtf8(base + u".ZLG"));
 
     // Nor is a lone index file: mode 1 takes either lone file as no log and goes ahead.
     WriteAll(base + u".ZLI", IndexBytes({0}));
-    int32_t id = log.EventLogOpen(u"APP", folder, ELOF_CREATE_NEW);
+    int32_t id = scoped.EventLogOpen(u"APP", folder, ELOF_CREATE_NEW);
     ASSERT_NE(id, 0);
-    ASSERT_FALSE(log.EventLogClose(id));
+    ASSERT_FALSE(scoped.EventLogClose(id));
     EXPECT_EQ(count(), 2);
     std::filesystem::remove(ToUtf8(base + u".ZLI"));
     WriteAll(base + u".ZLG", "");
-    id = log.EventLogOpen(u"APP", folder, ELOF_CREATE_NEW);
+    id = scoped.EventLogOpen(u"APP", folder, ELOF_CREATE_NEW);
     ASSERT_NE(id, 0);
-    ASSERT_FALSE(log.EventLogClose(id));
+    ASSERT_FALSE(scoped.EventLogClose(id));
     EXPECT_EQ(count(), 2);
     std::filesystem::remove(ToUtf8(base + u".ZLG"));
     std::filesystem::remove(ToUtf8(base + u".ZLI"));
 
-    id = log.EventLogOpen(u"APP", folder, ELOF_CREATE_NEW);
+    id = scoped.EventLogOpen(u"APP", folder, ELOF_CREATE_NEW);
     ASSERT_NE(id, 0);
-    ASSERT_FALSE(log.EventLogClose(id));
-    EXPECT_EQ(log.EventLogOpen(u"APP", folder, ELOF_CREATE_NEW), 0);
+    ASSERT_FALSE(scoped.EventLogClose(id));
+    EXPECT_EQ(scoped.EventLogOpen(u"APP", folder, ELOF_CREATE_NEW), 0);
     ExpectLastError(20000, u"KivLog.EventLogOpenEx", u"Il file di log " + base + u" esiste già.");
     EXPECT_EQ(count(), 2);
   }
   EXPECT_EQ(count(), 2);
 
-  KivLog log;
   // Mode 0 on an existing log and mode 3 append; two opens give two Ids on the same files.
   int32_t a = log.EventLogOpen(u"APP", folder, ELOF_OPEN_EXISTING);
   int32_t b = log.EventLogOpen(u"APP", folder, ELOF_OPENALWAYS);
@@ -208,7 +209,6 @@ TEST_F(LogWriteTest, OpenModesAndTheirFailures) {
 
 TEST_F(LogWriteTest, LockedFilesFailAfterTheBoundedWait) {
   const String base = Base(u"APP");
-  KivLog log;
   int32_t id = log.EventLogOpen(u"APP", folder);
   ASSERT_NE(id, 0);
   // Another holder of the data file's lock keeps writers out.
@@ -227,7 +227,6 @@ TEST_F(LogWriteTest, LockedFilesFailAfterTheBoundedWait) {
 TEST_F(LogWriteTest, WritesAfterMidnightFollowTheDayUnlessTold) {
   SetClockTo(Day1At(23, 59));
   const Date day2 = MakeDate(DateParts{2024, 3, 6, 0, 1, 0});
-  KivLog log;
   int32_t moving = log.EventLogOpen(u"MOVE", folder);
   int32_t staying = log.EventLogOpen(u"STAY", folder);
   ASSERT_TRUE(moving && staying);
@@ -258,7 +257,6 @@ TEST_F(LogWriteTest, WritesAfterMidnightFollowTheDayUnlessTold) {
 
 TEST_F(LogWriteTest, SizeLimitRefusesEventsPastTheLimit) {
   const String base = Base(u"APP");
-  KivLog log;
   int32_t id = log.EventLogOpenEx(u"APP", folder, ELOF_OPENALWAYS, 0, u"", u"", 1);
   ASSERT_NE(id, 0);  // the empty file is within the limit: the marker is written
   EXPECT_EQ(log.EventLogMaxSize(id), 1);
@@ -293,7 +291,6 @@ TEST_F(LogWriteTest, SizeLimitRefusesEventsPastTheLimit) {
 // data file stay as they were, and the writes after it leave a log that reads whole.
 TEST_F(LogWriteTest, RecordRefusedHalfWayIsTakenBack) {
   const String base = Base(u"APP");
-  KivLog log;
   int32_t id = log.EventLogOpen(u"APP", folder);
   ASSERT_NE(id, 0);
   ASSERT_FALSE(log.EventLogWrite(id, u"S", u"first"));
@@ -328,7 +325,6 @@ TEST_F(LogWriteTest, RecordRefusedHalfWayIsTakenBack) {
 // too: its record takes the cut one's place and the day reads whole.
 TEST_F(LogWriteTest, NextWriteReplacesARecordCutShort) {
   const String base = Base(u"APP");
-  KivLog log;
   int32_t id = log.EventLogOpen(u"APP", folder);
   ASSERT_NE(id, 0);
   ASSERT_FALSE(log.EventLogWrite(id, u"S", u"whole"));
@@ -354,13 +350,13 @@ TEST_F(LogWriteTest, NextWriteReplacesARecordCutShort) {
 
 TEST_F(LogWriteTest, DestroyingTheObjectClosesEveryOpenLog) {
   {
-    KivLog log;
-    ASSERT_NE(log.EventLogOpen(u"ONE", folder), 0);
-    int32_t two = log.EventLogOpen(u"TWO", folder);
+    KivLog scoped;
+    ASSERT_NE(scoped.EventLogOpen(u"ONE", folder), 0);
+    int32_t two = scoped.EventLogOpen(u"TWO", folder);
     ASSERT_NE(two, 0);
-    ASSERT_FALSE(log.EventLogWrite(two, u"x"));
-    int32_t closed = log.EventLogOpen(u"THREE", folder);
-    ASSERT_FALSE(log.EventLogClose(closed));
+    ASSERT_FALSE(scoped.EventLogWrite(two, u"x"));
+    int32_t closed = scoped.EventLogOpen(u"THREE", folder);
+    ASSERT_FALSE(scoped.EventLogClose(closed));
   }
   for (const char16_t* app : {u"ONE", u"TWO", u"THREE"}) {
     auto events = ReadAllEvents(Base(app));
@@ -380,7 +376,6 @@ TEST_F(LogWriteTest, Utf8RecordsAndWindows1252RecordsShareADay) {
   const String text = u"caf\u00e9 \u2603 \u65e5\u672c\u8a9e \U0001F600";
   const std::string text_utf8 =
       "caf\xc3\xa9 \xe2\x98\x83 \xe6\x97\xa5\xe6\x9c\xac\xe8\xaa\x9e \xf0\x9f\x98\x80";
-  KivLog log;
   int32_t id = log.EventLogOpen(u"UNI", folder, ELOF_CREATE_ALWAYS, 0, u"pc", u"\u00e8va");
   ASSERT_NE(id, 0);
   log.EventLogOptions(id, KIVLIOPT_UTF8);
