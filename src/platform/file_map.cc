@@ -2,6 +2,10 @@
 
 #include <sys/mman.h>
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -9,6 +13,37 @@
 #include "frame/error.h"
 
 namespace kiv {
+
+namespace {
+
+#if defined(__x86_64__)
+__attribute__((target("avx"))) void Store32(uint8_t* at, const void* in) {
+  _mm256_store_si256(reinterpret_cast<__m256i*>(at),
+                     _mm256_loadu_si256(static_cast<const __m256i*>(in)));
+}
+
+__attribute__((target("avx512f"))) void Store64(uint8_t* at, const void* in) {
+  _mm512_store_si512(at, _mm512_loadu_si512(in));
+}
+
+bool StoreOnce(uint8_t* at, const void* in, size_t n) {
+  static const bool avx = __builtin_cpu_supports("avx");
+  static const bool avx512 = __builtin_cpu_supports("avx512f");
+  if (n == 32 && avx) {
+    Store32(at, in);
+    return true;
+  }
+  if (n == 64 && avx512) {
+    Store64(at, in);
+    return true;
+  }
+  return false;
+}
+#else
+bool StoreOnce(uint8_t*, const void*, size_t) { return false; }
+#endif
+
+}  // namespace
 
 FileMap::FileMap(FileMap&& other) noexcept
     : data_(std::exchange(other.data_, nullptr)),
@@ -57,6 +92,14 @@ bool FileMap::Store(int64_t offset, const void* in, size_t n) {
   if (!writable_ || offset < 0 || offset + static_cast<int64_t>(n) > length_) return false;
   std::memcpy(data_ + offset, in, n);
   return true;
+}
+
+bool FileMap::StoreWhole(int64_t offset, const void* in, size_t n) {
+  if (!writable_ || offset < 0 || offset % static_cast<int64_t>(n) != 0 ||
+      offset + static_cast<int64_t>(n) > length_) {
+    return false;
+  }
+  return StoreOnce(data_ + offset, in, n);
 }
 
 }  // namespace kiv

@@ -33,6 +33,10 @@ class FileMap {
   bool Copy(int64_t offset, void* out, size_t n) const;
   // Stores n bytes at offset of a writable view; false when it does not reach that far.
   bool Store(int64_t offset, const void* in, size_t n);
+  // Stores 32 or 64 bytes at an offset aligned to their size with a single instruction, so that
+  // a process killed at any moment leaves all of them or none; false when the processor has no
+  // such store or the view does not reach that far.
+  bool StoreWhole(int64_t offset, const void* in, size_t n);
 
  private:
   void Unmap();

@@ -1,6 +1,7 @@
 #include "sector/allocation_table.h"
 
 #include <algorithm>
+#include <bit>
 #include <limits>
 
 #include "frame/error.h"
@@ -21,11 +22,22 @@ std::vector<Run> ConsecutiveRuns(const std::vector<int32_t>& sectors) {
   return runs;
 }
 
+void AllocationTable::MarkFree(int32_t sector) {
+  uint64_t& word = free_bits_[static_cast<size_t>(sector) / 64];
+  const uint64_t bit = uint64_t{1} << (sector % 64);
+  if (word & bit) return;
+  word |= bit;
+  ++free_count_;
+  lowest_free_word_ = std::min(lowest_free_word_, static_cast<size_t>(sector) / 64);
+}
+
 void AllocationTable::Load(std::vector<int32_t> next) {
   next_ = std::move(next);
-  free_.clear();
+  free_bits_.assign((next_.size() + 63) / 64, 0);
+  free_count_ = 0;
+  lowest_free_word_ = free_bits_.size();
   for (int32_t s = 0; s < Sectors(); ++s) {
-    if (next_[s] == kFreeSector) free_.insert(free_.end(), s);
+    if (next_[s] == kFreeSector) MarkFree(s);
   }
   dirty_.clear();
   resized_ = false;
@@ -38,9 +50,11 @@ void AllocationTable::Grow(int32_t at_least) {
   const int64_t size =
       std::min<int64_t>(int64_t{Sectors()} + step, std::numeric_limits<int32_t>::max());
   if (size - Sectors() < at_least) Raise(kErrDiskFull);  // past 2^31 sectors
-  for (int32_t s = Sectors(); s < size; ++s) {
-    next_.push_back(kFreeSector);
-    free_.insert(free_.end(), s);
+  const int32_t from = Sectors();
+  next_.resize(static_cast<size_t>(size), kFreeSector);
+  free_bits_.resize((next_.size() + 63) / 64, 0);
+  for (int32_t s = from; s < size; ++s) {
+    MarkFree(s);
     MarkDirty(s);
   }
   resized_ = true;
@@ -50,9 +64,17 @@ std::vector<int32_t> AllocationTable::Allocate(int32_t count) {
   if (FreeCount() < count) Grow(count - FreeCount());
   std::vector<int32_t> chain;
   chain.reserve(count);
-  auto it = free_.begin();
-  for (int32_t i = 0; i < count; ++i) chain.push_back(*it++);
-  free_.erase(free_.begin(), it);
+  size_t w = lowest_free_word_;
+  for (; static_cast<int32_t>(chain.size()) < count; ++w) {
+    uint64_t& word = free_bits_[w];
+    while (word != 0 && static_cast<int32_t>(chain.size()) < count) {
+      chain.push_back(static_cast<int32_t>(w * 64 + std::countr_zero(word)));
+      word &= word - 1;
+    }
+    if (word != 0) break;
+  }
+  lowest_free_word_ = w;
+  free_count_ -= count;
   for (int32_t i = 0; i < count; ++i) {
     next_[chain[i]] = i + 1 < count ? chain[i + 1] : kEndOfChain;
     MarkDirty(chain[i]);
@@ -63,7 +85,7 @@ std::vector<int32_t> AllocationTable::Allocate(int32_t count) {
 void AllocationTable::Free(const std::vector<int32_t>& sectors) {
   for (int32_t s : sectors) {
     next_[s] = kFreeSector;
-    free_.insert(s);
+    MarkFree(s);
     MarkDirty(s);
   }
 }
@@ -75,8 +97,13 @@ void AllocationTable::Set(int32_t sector, int32_t next) {
 
 void AllocationTable::Shrink(int32_t count) {
   if (count >= Sectors()) return;
-  free_.erase(free_.lower_bound(count), free_.end());
+  for (int32_t s = count; s < Sectors(); ++s) {
+    if (next_[s] == kFreeSector) --free_count_;
+  }
   next_.resize(count);
+  free_bits_.resize((next_.size() + 63) / 64);
+  if (count % 64 != 0) free_bits_.back() &= (uint64_t{1} << (count % 64)) - 1;
+  lowest_free_word_ = std::min(lowest_free_word_, free_bits_.size());
   std::erase_if(dirty_, [count](int32_t s) { return s >= count; });
   resized_ = true;
 }

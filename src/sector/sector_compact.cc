@@ -109,6 +109,7 @@ void SectorStore::CutDirectory(int64_t length) {
   const bool alone = data_.TryLock(ShareLock::Exclusive);
   try {
     if (alone) {
+      view_ = FileMap{};  // no page of it may outlive the cut
       dir_.Truncate(length);
       MapDirectory();
     }

@@ -129,8 +129,10 @@ void SectorStore::Refresh(bool slots) {
   if (slots && !slots_known_) ScanDirectory();
 }
 
-// The old view stays when mapping fails.
-void SectorStore::MapDirectory() { view_ = FileMap::Map(dir_, dir_.Size()); }
+// The old view stays when mapping fails. A writable store stores its header and new entries
+// through the view when the processor can store them whole: no system call, and other processes
+// see them at once, as they would a pwrite.
+void SectorStore::MapDirectory() { view_ = FileMap::Map(dir_, dir_.Size(), !read_only_); }
 
 bool SectorStore::MappedHeader(DirHeader& header) const {
   uint8_t buf[kDirHeaderSize];
@@ -226,16 +228,23 @@ int32_t SectorStore::TakeFreeSlot() {
   return free_slots_.extract(free_slots_.begin()).value();
 }
 
+// Unlocked readers must see the new generation before any entry, chain or sector that follows.
 void SectorStore::WriteHeader() {
   uint8_t buf[kDirHeaderSize];
   EncodeDirHeader(header_, buf);
-  dir_.WriteAt(0, buf, sizeof buf);
+  if (!view_.StoreWhole(0, buf, sizeof buf)) dir_.WriteAt(0, buf, sizeof buf);
+  std::atomic_thread_fence(std::memory_order_release);
 }
 
-void SectorStore::WriteEntry(int32_t rec_id, const DirEntry& entry) {
+// The first store to a page of the view costs a page fault (the kernel makes the page writable
+// then), dearer than a pwrite: only new records, whose entries follow one another on the
+// directory's last pages, go through the view.
+void SectorStore::WriteEntry(int32_t rec_id, const DirEntry& entry, bool through_view) {
   uint8_t buf[kEntrySize];
   EncodeEntry(entry, buf);
-  dir_.WriteAt(EntryOffset(rec_id), buf, sizeof buf);
+  const int64_t at = EntryOffset(rec_id);
+  if (through_view && at + kEntrySize > view_.Length()) MapDirectory();  // the directory grew
+  if (!through_view || !view_.StoreWhole(at, buf, sizeof buf)) dir_.WriteAt(at, buf, sizeof buf);
 }
 
 void SectorStore::WriteTable() {
@@ -341,7 +350,7 @@ void SectorStore::Write(int32_t& rec_id, const uint8_t* data, int64_t length, bo
       data_.Sync();
       fat_.Sync();
     }
-    WriteEntry(slot, e);
+    WriteEntry(slot, e, !replace);
     if (sync_writes) dir_.Sync();
     if (!old_ok) ++records_;
     rec_id = slot;

@@ -82,7 +82,7 @@ class SectorStore {
   sector::DirEntry CheckedEntry(int32_t rec_id, std::vector<int32_t>& chain);
   int32_t TakeFreeSlot();
   void WriteHeader();
-  void WriteEntry(int32_t rec_id, const sector::DirEntry& entry);
+  void WriteEntry(int32_t rec_id, const sector::DirEntry& entry, bool through_view = false);
   void WriteTable();
   void RequireWritable() const;
 

@@ -36,5 +36,32 @@ TEST(FileMap, ShowsLaterWritesAndRefusesBytesPastItsLength) {
   EXPECT_FALSE(FileMap().Copy(0, got, 1));
 }
 
+// A whole store lands in the file in one piece, or is refused and leaves the file alone.
+TEST(FileMap, StoresWholeBlocksOnlyWhereAlignedAndWritable) {
+  kivtest::TempDir dir;
+  kivtest::WriteBytes(dir.FileU8("w.bin"), std::string(4096 + 64, '.'));
+  OpenOptions rw;
+  rw.access = Access::ReadWrite;
+  File file = File::Open(dir.File("w.bin"), rw);
+  FileMap view = FileMap::Map(file, 4096 + 64, true);
+  const std::string block(64, 'x');
+
+  std::string expected(4096 + 64, '.');
+  for (auto [offset, n] : {std::pair{int64_t{0}, size_t{64}}, std::pair{int64_t{4096}, size_t{32}},
+                           std::pair{int64_t{4128}, size_t{32}}}) {
+    if (view.StoreWhole(offset, block.data(), n)) expected.replace(offset, n, n, 'x');
+  }
+  // Misaligned, partly past the end, of another size, or through a read-only view: refused.
+  EXPECT_FALSE(view.StoreWhole(16, block.data(), 32));
+  EXPECT_FALSE(view.StoreWhole(4096 + 32, block.data(), 64));
+  EXPECT_FALSE(view.StoreWhole(64, block.data(), 16));
+  FileMap read_only = FileMap::Map(file, 4096 + 64);
+  EXPECT_FALSE(read_only.StoreWhole(128, block.data(), 32));
+
+  std::string got(4096 + 64, '\0');
+  ASSERT_EQ(file.ReadAt(0, got.data(), got.size()), got.size());
+  EXPECT_EQ(got, expected);
+}
+
 }  // namespace
 }  // namespace kiv
