@@ -28,6 +28,8 @@ class FileMap {
   static FileMap Map(const File& file, int64_t length, bool writable = false);
 
   int64_t Length() const { return length_; }
+  // The mapped bytes (Length() of them): they change under the reader as other processes write.
+  const uint8_t* Bytes() const { return data_; }
   bool IsMapped() const { return data_ != nullptr; }
   // Copies n bytes at offset; false when the view does not reach that far.
   bool Copy(int64_t offset, void* out, size_t n) const;

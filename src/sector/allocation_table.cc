@@ -108,19 +108,20 @@ void AllocationTable::Shrink(int32_t count) {
   resized_ = true;
 }
 
-bool AllocationTable::Walk(int32_t first, int64_t length, int32_t sector_size,
-                           std::vector<int32_t>& chain) const {
+bool WalkChain(std::span<const int32_t> next, int32_t first, int64_t length, int32_t sector_size,
+               std::vector<int32_t>& chain) {
   chain.clear();
   if (length < 0) return false;
+  const int64_t sectors = static_cast<int64_t>(next.size());
   const int64_t count = (length + sector_size - 1) / sector_size;
   if (count == 0) return first == kNoSectors;
-  if (count > Sectors()) return false;
+  if (count > sectors) return false;
   chain.reserve(count);
   int32_t s = first;
   for (int64_t i = 0; i < count; ++i) {
-    if (s < 0 || s >= Sectors() || next_[s] == kFreeSector) return false;
+    if (s < 0 || s >= sectors || next[s] == kFreeSector) return false;
     chain.push_back(s);
-    s = next_[s];
+    s = next[s];
   }
   // A chain that loops never reaches its end, so this also rejects every loop.
   return s == kEndOfChain;

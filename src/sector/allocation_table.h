@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -17,6 +18,12 @@ struct Run {
 
 // Splits sectors (in any order) into runs of consecutive numbers, in the order given.
 std::vector<Run> ConsecutiveRuns(const std::vector<int32_t>& sectors);
+
+// The chain of a record of length bytes starting at first, in sectors of sector_size, through
+// the table entries next. False when it does not check: a sector past the end or not in use, a
+// loop, or a chain longer or shorter than the length needs.
+bool WalkChain(std::span<const int32_t> next, int32_t first, int64_t length, int32_t sector_size,
+               std::vector<int32_t>& chain);
 
 class AllocationTable {
  public:
@@ -41,10 +48,10 @@ class AllocationTable {
   // Drops every sector from count on (they must be free).
   void Shrink(int32_t count);
 
-  // The chain of a record of length bytes starting at first, in sectors of sector_size. False
-  // when it does not check: a sector past the end or not in use, a loop, or a chain longer or
-  // shorter than the length needs.
-  bool Walk(int32_t first, int64_t length, int32_t sector_size, std::vector<int32_t>& chain) const;
+  // WalkChain through this table.
+  bool Walk(int32_t first, int64_t length, int32_t sector_size, std::vector<int32_t>& chain) const {
+    return WalkChain(next_, first, length, sector_size, chain);
+  }
 
   // The entries changed since the last call, as runs of consecutive entries; and whether the
   // table grew or shrank (the file's header then changes too).

@@ -78,11 +78,11 @@ void SectorStore::MoveDown(int32_t rec_id, DirEntry entry, int32_t target) {
   }
 }
 
-// The header's count first, then the cut: a crash between leaves a file longer than counted.
+// The counts in the headers first, then the cuts: a crash between leaves files longer than
+// counted.
 void SectorStore::CutFiles(int32_t sectors) {
   table_.Shrink(sectors);
   WriteTable();
-  fat_.Truncate(FatOffset(sectors));
   data_.Truncate(int64_t{sectors} * sector_size_);
 
   int32_t last = 0;
@@ -93,7 +93,7 @@ void SectorStore::CutFiles(int32_t sectors) {
   header_.slots = last;
   WriteHeader();
   free_slots_.erase(free_slots_.upper_bound(last), free_slots_.end());
-  CutDirectory(EntryOffset(last + 1));
+  CutMapped(FatOffset(sectors), EntryOffset(last + 1));
   if (sync_writes) {
     data_.Sync();
     fat_.Sync();
@@ -101,16 +101,19 @@ void SectorStore::CutFiles(int32_t sectors) {
   }
 }
 
-// Other open stores read the directory through their mappings: it is cut only while this store
-// holds the only lease, and otherwise keeps free entries at its end, as a crash may leave it.
-void SectorStore::CutDirectory(int64_t length) {
+// Other open stores read the table and the directory through their mappings: those two files
+// are cut only while this store holds the only lease, and otherwise keep entries past their
+// counts, as a crash may leave them.
+void SectorStore::CutMapped(int64_t table_length, int64_t directory_length) {
   // Turning a flock shared again, or a failed attempt to make it exclusive, drops it first: the
   // shared lease is taken again whatever happens.
   const bool alone = data_.TryLock(ShareLock::Exclusive);
   try {
     if (alone) {
-      view_ = FileMap{};  // no page of it may outlive the cut
-      dir_.Truncate(length);
+      view_ = FileMap{};  // no page of them may outlive the cuts
+      table_view_ = FileMap{};
+      fat_.Truncate(table_length);
+      dir_.Truncate(directory_length);
       MapDirectory();
     }
   } catch (...) {

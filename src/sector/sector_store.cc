@@ -96,7 +96,7 @@ SectorStore::SectorStore(const String& base, bool read_only) : base_(base), read
     RaiseLibrary(NotAStoreMessage(DirectoryFile(base)));
   }
   sector_size_ = header_.sector_size;
-  Refresh(true);
+  Refresh(true, true);
 }
 
 // --- Cached state -----------------------------------------------------------------------------
@@ -105,7 +105,7 @@ void SectorStore::Change(const std::function<void()>& body) {
   RequireWritable();
   OperationLock lock(*this, true);
   try {
-    Refresh(true);
+    Refresh(true, true);
     header_.records = records_;  // the count as the entries hold it, after a crash too
     body();
   } catch (...) {
@@ -114,7 +114,7 @@ void SectorStore::Change(const std::function<void()>& body) {
   }
 }
 
-void SectorStore::Refresh(bool slots) {
+void SectorStore::Refresh(bool table, bool slots) {
   DirHeader h;
   if (!MappedHeader(h) || h.sector_size != sector_size_) {
     valid_ = false;
@@ -122,9 +122,13 @@ void SectorStore::Refresh(bool slots) {
   }
   if (!valid_ || h.generation != header_.generation) {
     header_ = h;
+    table_known_ = false;
     slots_known_ = false;
-    LoadTable();
     valid_ = true;
+  }
+  if (table && !table_known_) {
+    LoadTable();
+    table_known_ = true;
   }
   if (slots && !slots_known_) ScanDirectory();
 }
@@ -133,6 +137,35 @@ void SectorStore::Refresh(bool slots) {
 // through the view when the processor can store them whole: no system call, and other processes
 // see them at once, as they would a pwrite.
 void SectorStore::MapDirectory() { view_ = FileMap::Map(dir_, dir_.Size(), !read_only_); }
+
+void SectorStore::MapTable() { table_view_ = FileMap::Map(fat_, fat_.Size()); }
+
+bool SectorStore::CurrentChain(uint32_t generation, const DirEntry& entry,
+                               std::vector<int32_t>& chain) {
+  if (valid_ && table_known_ && generation == header_.generation) {
+    return table_.Walk(entry.first, entry.length, sector_size_, chain);
+  }
+  return MappedChain(entry, chain);
+}
+
+// The table's header counts the entries in use; the mapping is renewed when the table has grown
+// past it. A file cut short of its count has only the entries it holds.
+bool SectorStore::MappedChain(const DirEntry& entry, std::vector<int32_t>& chain) {
+  FatHeader h;
+  auto decode = [&] {
+    uint8_t buf[kFatHeaderSize];
+    return table_view_.Copy(0, buf, sizeof buf) && DecodeFatHeader(buf, h) &&
+           h.sector_size == sector_size_ && h.sectors >= 0;
+  };
+  if (!decode() || FatOffset(h.sectors) > table_view_.Length()) {
+    MapTable();
+    if (!decode()) return false;
+  }
+  const int64_t mapped = (table_view_.Length() - kFatHeaderSize) / 4;
+  const auto* next = reinterpret_cast<const int32_t*>(table_view_.Bytes() + kFatHeaderSize);
+  return WalkChain({next, static_cast<size_t>(std::min<int64_t>(h.sectors, mapped))}, entry.first,
+                   entry.length, sector_size_, chain);
+}
 
 bool SectorStore::MappedHeader(DirHeader& header) const {
   uint8_t buf[kDirHeaderSize];
@@ -203,7 +236,7 @@ bool SectorStore::ReadEntry(int32_t rec_id, DirEntry& entry) {
 
 DirEntry SectorStore::CheckedEntry(int32_t rec_id, std::vector<int32_t>& chain) {
   DirEntry e;
-  if (!ReadEntry(rec_id, e) || !table_.Walk(e.first, e.length, sector_size_, chain) ||
+  if (!ReadEntry(rec_id, e) || !CurrentChain(header_.generation, e, chain) ||
       (e.IsText() && e.length % 2 != 0)) {
     RaiseDamaged(rec_id);
   }
@@ -319,7 +352,7 @@ bool SectorStore::DataCrc(std::span<const int32_t> chain, int64_t length, uint32
 
 int32_t SectorStore::Records() {
   OperationLock lock(*this, false);
-  Refresh(true);
+  Refresh(false, true);
   return records_;
 }
 
@@ -361,22 +394,24 @@ void SectorStore::Write(int32_t& rec_id, const uint8_t* data, int64_t length, bo
   });
 }
 
-// The cached table is the one of the header's generation before and after the data is read, so
-// the entry and its chain belong together and no change ran meanwhile; the CRCs catch the rest.
+// The header shows the same generation before and after the data is read, so the entry and its
+// chain belong together and no change ran meanwhile; the CRCs catch the rest.
 bool SectorStore::ReadUnlocked(int32_t rec_id,
                                const std::function<uint8_t*(const DirEntry&)>& buffer,
                                DirEntry& e) {
   DirHeader h;
-  if (!valid_ || !MappedHeader(h) || h.generation != header_.generation) return false;
+  if (!MappedHeader(h) || h.sector_size != sector_size_) return false;
   if (rec_id < 1 || rec_id > h.slots || !MappedEntry(rec_id, e) || !e.InUse()) return false;
   if (e.IsText() && e.length % 2 != 0) return false;
-  // A record of one sector is read while its table entry comes into the cache (a miss in a large
-  // store), and its chain is checked afterwards; a longer one needs its chain first.
-  const bool one_sector = e.length > 0 && e.length <= sector_size_;
+  // With the table of this generation in the cache, a record of one sector is read while its
+  // table entry comes into the cache (a miss in a large store), and its chain is checked
+  // afterwards; otherwise the chain comes first.
+  const bool cached = valid_ && table_known_ && h.generation == header_.generation;
+  const bool one_sector = cached && e.length > 0 && e.length <= sector_size_;
   if (one_sector) {
     if (e.first < 0 || e.first >= table_.Sectors()) return false;
     table_.Prefetch(e.first);
-  } else if (!table_.Walk(e.first, e.length, sector_size_, read_chain_)) {
+  } else if (!CurrentChain(h.generation, e, read_chain_)) {
     return false;
   }
   uint8_t* out = buffer(e);
@@ -385,14 +420,15 @@ bool SectorStore::ReadUnlocked(int32_t rec_id,
   if (ReadSectors(sectors, out, e.length, &crc) != e.length || crc != e.data_crc) return false;
   if (one_sector && table_.Next(e.first) != kEndOfChain) return false;
   std::atomic_thread_fence(std::memory_order_acquire);  // the header again, after the data
-  return MappedHeader(h) && h.generation == header_.generation;
+  const uint32_t generation = h.generation;
+  return MappedHeader(h) && h.generation == generation;
 }
 
 DirEntry SectorStore::Read(int32_t rec_id, const std::function<uint8_t*(const DirEntry&)>& buffer) {
   DirEntry unlocked;
   if (ReadUnlocked(rec_id, buffer, unlocked)) return unlocked;
   OperationLock lock(*this, false);
-  Refresh(false);
+  Refresh(false, false);
   std::vector<int32_t> chain;
   const DirEntry e = CheckedEntry(rec_id, chain);
   uint8_t* out = buffer(e);
@@ -425,7 +461,7 @@ void SectorStore::Delete(int32_t rec_id) {
 
 DirEntry SectorStore::Info(int32_t rec_id) {
   OperationLock lock(*this, false);
-  Refresh(false);
+  Refresh(false, false);
   DirEntry e;
   if (!ReadEntry(rec_id, e)) RaiseDamaged(rec_id);
   return e;
@@ -433,7 +469,7 @@ DirEntry SectorStore::Info(int32_t rec_id) {
 
 std::vector<int32_t> SectorStore::List() {
   OperationLock lock(*this, false);
-  Refresh(false);
+  Refresh(false, false);
   std::vector<int32_t> ids;
   ForEachEntry([&ids](int32_t rec_id, bool valid, const DirEntry& e) {
     if (valid && e.InUse()) ids.push_back(rec_id);
@@ -453,7 +489,7 @@ void SectorStore::Flush() {
 // not check, a sector that two chains claim, data cut short or with another CRC.
 std::vector<int32_t> SectorStore::Verify() {
   OperationLock lock(*this, false);
-  Refresh(false);
+  Refresh(true, false);
   std::vector<int32_t> damaged;
   std::vector<int32_t> owner(static_cast<size_t>(table_.Sectors()), 0);
   std::vector<int32_t> chain;

@@ -7,13 +7,14 @@
 // generation and reload their cached state, also after a writer died half way.
 //
 // A read first goes without a lock: the header and the entry come from a shared mapping of the
-// ".QVD", the data from one pread per run of sectors, and the result stands when the header
-// still shows the cached generation afterwards and both CRCs check (a change raises the
-// generation before it touches any entry, sector or chain). Otherwise it reads again under the
-// shared lock.
-// Every open store holds a shared flock on the ".QVS" until it closes (its lease on the mapping):
-// compaction cuts the ".QVD" only when it can turn its own lease exclusive, since a mapped page
-// past the end of the file cannot be read.
+// ".QVD", the chain from the cached table (or, when another process changed the store since it
+// was loaded, from a shared mapping of the ".QVF", so that readers never reload the whole table),
+// the data from one pread per run of sectors. The result stands when the header shows the same
+// generation afterwards and both CRCs check (a change raises the generation before it touches
+// any entry, sector or chain). Otherwise it reads again under the shared lock.
+// Every open store holds a shared flock on the ".QVS" until it closes (its lease on the
+// mappings): compaction cuts the ".QVD" and the ".QVF" only when it can turn its own lease
+// exclusive, since a mapped page past the end of a file cannot be read.
 #pragma once
 
 #include <cstdint>
@@ -60,11 +61,17 @@ class SectorStore {
 
   // Runs a change under the exclusive lock; a failure drops the cached state.
   void Change(const std::function<void()>& body);
-  // Reloads the cached state when the header's generation moved; with slots, also the free
-  // slots and the count of records.
-  void Refresh(bool slots);
-  // Maps the ".QVD" as long as it is now.
+  // Brings the cached header up to the file's; with table, also the allocation table; with
+  // slots, also the free slots and the count of records.
+  void Refresh(bool table, bool slots);
+  // Maps the ".QVD" (or the ".QVF") as long as it is now.
   void MapDirectory();
+  void MapTable();
+  // The chain of an entry of the header's generation `generation`: through the cached table when
+  // it is of that generation, else through the mapped table. False when it does not check.
+  bool CurrentChain(uint32_t generation, const sector::DirEntry& entry,
+                    std::vector<int32_t>& chain);
+  bool MappedChain(const sector::DirEntry& entry, std::vector<int32_t>& chain);
   // The header and an entry as the mapping shows them; false when torn, damaged or not mapped.
   bool MappedHeader(sector::DirHeader& header) const;
   bool MappedEntry(int32_t rec_id, sector::DirEntry& entry) const;
@@ -99,7 +106,7 @@ class SectorStore {
   void FreeUnreachable(const std::vector<std::pair<int32_t, sector::DirEntry>>& records);
   void MoveDown(int32_t rec_id, sector::DirEntry entry, int32_t target);
   void CutFiles(int32_t sectors);
-  void CutDirectory(int64_t length);
+  void CutMapped(int64_t table_length, int64_t directory_length);
 
   [[noreturn]] void RaiseDamaged(int32_t rec_id) const;
   [[noreturn]] void RaiseMissing(int32_t rec_id) const;
@@ -108,11 +115,13 @@ class SectorStore {
   bool read_only_;
   int32_t sector_size_ = 0;
   File dir_, fat_, data_;
-  FileMap view_;  // the ".QVD", safe to read while data_ holds the lease
+  FileMap view_;        // the ".QVD", safe to read while data_ holds the lease
+  FileMap table_view_;  // the ".QVF", mapped at the first read that needs it
 
   // Cached state, valid while the header's generation is header_.generation.
   bool valid_ = false;
   sector::DirHeader header_;
+  bool table_known_ = false;
   sector::AllocationTable table_;
   bool slots_known_ = false;
   std::set<int32_t> free_slots_;

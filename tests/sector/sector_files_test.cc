@@ -121,17 +121,23 @@ TEST_F(SectorFilesTest, CompactionCutsTheFilesAndKeepsEveryRecordAndItsNumber) {
   ASSERT_FALSE(other.SectorOpen(base, true));
   check(other);
 
-  // Trailing free slots are cut, but only once no other open store maps the directory: until
-  // then the header stops counting them and the file keeps them. The lowest free slot is reused.
+  // Trailing free slots and sectors are cut from the directory and the table only once no other
+  // open store maps them: until then the headers stop counting them and the files keep them. The
+  // lowest free slot is reused.
+  const int64_t still_needed = needed - int64_t(kept[200].size() + 127) / 128;
   ASSERT_FALSE(s.SectorDelete(200));
   kept.erase(200);
   ASSERT_FALSE(s.SectorCompact());
   EXPECT_EQ(Get32(ReadBytes(File(".QVD")), 12), 199);
   EXPECT_EQ(ReadBytes(File(".QVD")).size(), size_t(64 + 32 * 200));
+  EXPECT_EQ(Get32(ReadBytes(File(".QVF")), 12), still_needed);
+  EXPECT_EQ(ReadBytes(File(".QVF")).size(), size_t(16 + 4 * needed));
+  EXPECT_EQ(ReadBytes(File(".QVS")).size(), size_t(still_needed * 128));
   check(other);
   ASSERT_FALSE(other.SectorClose());
   ASSERT_FALSE(s.SectorCompact());
   EXPECT_EQ(ReadBytes(File(".QVD")).size(), size_t(64 + 32 * 199));
+  EXPECT_EQ(ReadBytes(File(".QVF")).size(), size_t(16 + 4 * still_needed));
   int32_t id = 0;
   ASSERT_FALSE(s.SectorWrite(id, u"new"));
   EXPECT_EQ(id, 1);
