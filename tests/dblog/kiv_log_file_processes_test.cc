@@ -1,7 +1,6 @@
 // Several processes reporting into one event log file at once.
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,6 +12,7 @@
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_file.h"
 #include "platform/vb_convert.h"
+#include "sqlite_rows.h"
 #include "support/temp_dir.h"
 
 namespace kiv {
@@ -111,26 +111,11 @@ struct FileState {
 
 FileState Inspect(const String& file) {
   FileState st;
-  sqlite3* db = nullptr;
-  sqlite3_open_v2(ToUtf8(file).c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
-  sqlite3_busy_timeout(db, 10000);
-  sqlite3_stmt* q = nullptr;
-  sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &q, nullptr);
-  while (sqlite3_step(q) == SQLITE_ROW) {
-    st.integrity += reinterpret_cast<const char*>(sqlite3_column_text(q, 0));
+  for (const auto& row : SqlRows(file, "PRAGMA integrity_check")) st.integrity += row[0];
+  for (const auto& row : SqlRows(file, "SELECT KEY, VALUE FROM PARMS")) {
+    st.parms.emplace(row[0], row[1]);
   }
-  sqlite3_finalize(q);
-  sqlite3_prepare_v2(db, "SELECT KEY, VALUE FROM PARMS", -1, &q, nullptr);
-  while (sqlite3_step(q) == SQLITE_ROW) {
-    const auto* v = sqlite3_column_text(q, 1);
-    st.parms.emplace(reinterpret_cast<const char*>(sqlite3_column_text(q, 0)),
-                     v ? reinterpret_cast<const char*>(v) : "");
-  }
-  sqlite3_finalize(q);
-  sqlite3_prepare_v2(db, "SELECT count(*) FROM EVENTS", -1, &q, nullptr);
-  if (sqlite3_step(q) == SQLITE_ROW) st.events = sqlite3_column_int(q, 0);
-  sqlite3_finalize(q);
-  sqlite3_close(db);
+  st.events = std::stoi(SqlRows(file, "SELECT count(*) FROM EVENTS").at(0).at(0));
   return st;
 }
 
