@@ -107,13 +107,3 @@ def test_purged_and_listed(folder):
     with log.opened("NEW", Path=folder) as Id:
         assert log.EventLogPurge(Id) is False
     assert os.listdir(folder) == []
-
-
-def test_failures_are_recorded_not_raised(folder):
-    log = kivdbxt.KivLog()
-    assert log.EventLogWrite(12345, "x") is True
-    rec = kivdbxt.LastErrorRecord()
-    assert (rec.Number, rec.Source, rec.Description) == \
-        (20000, "KivLog.EventLogWrite", "Eventlog not started.")
-    assert log.EventLogOpen("", Path=folder)[0] == 0
-    assert kivdbxt.LastErrorRecord().Source == "KivLog.EventLogOpenEx"

@@ -58,14 +58,6 @@ def test_read_by_absolute_pages_and_compacted(folder):
     assert rec.EvId == 0 and kivdbxt.LastErrorRecord().Number == 9
 
 
-def test_failures_are_recorded(folder):
-    log = kivdbxt.KivLogFile()
-    assert log.CreateEventLog(folder + "/x.db", 99) is True
-    rec = kivdbxt.LastErrorRecord()
-    assert (rec.Number, rec.Source, rec.Description) == \
-        (20000, "KivLogFile.MaxRecordsSet", "Errore nel parametro MaxRecords: Valore minimo=100")
-
-
 def test_read_only_look_changes_nothing(folder):
     log, path, _ = make_log(folder, 3)
     assert log.SyncModeGet() == (False, "NORMAL")

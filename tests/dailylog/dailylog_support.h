@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -50,14 +49,9 @@ class DailyLogTest : public ::testing::Test {
   Date now_ = 0;
 };
 
-inline std::string ReadAll(const String& path) {
-  std::ifstream in(ToUtf8(path), std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
+inline std::string ReadAll(const String& path) { return kivtest::ReadBytes(ToUtf8(path)); }
 inline void WriteAll(const String& path, const std::string& bytes) {
-  std::ofstream out(ToUtf8(path), std::ios::binary | std::ios::trunc);
-  out << bytes;
+  kivtest::WriteBytes(ToUtf8(path), bytes);
 }
 
 // The index file as 32-bit little-endian numbers.

@@ -3,16 +3,17 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <ctime>
-#include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "dailylog_support.h"
 #include "platform/vb_convert.h"
+#include "support/env_var.h"
+#include "support/kivlog_tool.h"
 
 namespace kiv::testing {
 namespace {
+
+using kivtest::JsonLines;
 
 // The UTC text of a local date, as --utc prints it in JSON and CSV.
 std::string UtcStamp(Date local) {
@@ -37,8 +38,6 @@ class KivlogCliTest : public DailyLogTest {
   void SetUp() override {
     DailyLogTest::SetUp();
     SetClock({});  // the tool runs in its own process, on the real clock
-    std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe");
-    tool_ = (exe.parent_path().parent_path() / "tools/kivlog/kivlog").string();
     if (!std::filesystem::exists(tool_)) GTEST_SKIP() << "kivlog not built";
   }
 
@@ -46,40 +45,37 @@ class KivlogCliTest : public DailyLogTest {
   // (and standard error, with `err`).
   std::string Run(const std::string& args, const std::string& input = "", int* rc = nullptr,
                   bool err = false) {
-    std::string cmd = "printf '" + input + "' | KIV_PROGRAMFILESDIR='" + ToUtf8(folder) + "' " +
-                      tool_ + " " + args + (err ? " 2>&1" : " 2>/dev/null");
-    FILE* p = ::popen(cmd.c_str(), "r");
-    std::string out;
-    char buf[4096];
-    for (size_t n; (n = std::fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
-    int status = ::pclose(p);
-    if (rc) *rc = WEXITSTATUS(status);
-    return out;
+    return kivtest::RunShell("printf '" + input + "' | KIV_PROGRAMFILESDIR='" + ToUtf8(folder) +
+                                 "' " + tool_ + " " + args + (err ? " 2>&1" : " 2>/dev/null"),
+                             rc);
   }
 
-  // The JSON objects of a JSON-lines output, one per line.
-  static std::vector<nlohmann::json> Lines(const std::string& out) {
-    std::vector<nlohmann::json> items;
-    std::istringstream in(out);
-    for (std::string line; std::getline(in, line);) items.push_back(nlohmann::json::parse(line));
-    return items;
+  // The JSON object a run prints; its exit status is checked.
+  nlohmann::json Json(const std::string& args, int expected_status) {
+    int rc = -1;
+    const std::string out = Run(args, "", &rc);
+    EXPECT_EQ(rc, expected_status) << args;
+    return nlohmann::json::parse(out);
   }
 
-  std::string tool_;
+  // The exit status of a run whose output does not matter.
+  int Status(const std::string& args, const std::string& input = "") {
+    int rc = -1;
+    Run(args, input, &rc);
+    return rc;
+  }
+
+  const std::string tool_ = kivtest::KivlogPath();
 };
 
 TEST_F(KivlogCliTest, WriteShowTailListPurge) {
-  int rc = -1;
-  Run("write --app CLI --source SRC --type 1 --id 9 first event", "", &rc);
-  EXPECT_EQ(rc, 0);
-  Run("write --app CLI --anonymous", "line one\\nline two\\n", &rc);
-  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(Status("write --app CLI --source SRC --type 1 --id 9 first event"), 0);
+  EXPECT_EQ(Status("write --app CLI --anonymous", "line one\\nline two\\n"), 0);
   // An AppId holding "_" would make a log that cannot be written: refused before any file.
-  Run("write --app CLI_2 x", "", &rc);
-  EXPECT_NE(rc, 0);
+  EXPECT_NE(Status("write --app CLI_2 x"), 0);
 
   // Two writes: two Open and two Closed markers around three events; one JSON object per line.
-  auto page = Lines(Run("--json show --app CLI -n 100"));
+  auto page = JsonLines(Run("--json show --app CLI -n 100"));
   ASSERT_EQ(page.size(), 7u);
   EXPECT_EQ(page[1]["rawdata"], "first event");
   EXPECT_EQ(page[1]["source"], "SRC");
@@ -90,14 +86,14 @@ TEST_F(KivlogCliTest, WriteShowTailListPurge) {
   EXPECT_EQ(page[5]["rawdata"], "line two");
 
   // Filters and backwards pages go through the library's reads.
-  page = Lines(Run("--json show --app CLI --raw LINE --back --start 99 -n 1"));
+  page = JsonLines(Run("--json show --app CLI --raw LINE --back --start 99 -n 1"));
   ASSERT_EQ(page.size(), 1u);
   EXPECT_EQ(page[0]["ordinal"], 6);
-  page = Lines(Run("--json tail --app CLI -n 2"));
+  page = JsonLines(Run("--json tail --app CLI -n 2"));
   ASSERT_EQ(page.size(), 2u);
   EXPECT_EQ(page[1]["rawdata"], "Closed");
   // tail filters too.
-  page = Lines(Run("tail --app CLI -n 5 --source SRC --json"));
+  page = JsonLines(Run("tail --app CLI -n 5 --source SRC --json"));
   ASSERT_EQ(page.size(), 1u);
   EXPECT_EQ(page[0]["rawdata"], "first event");
 
@@ -112,16 +108,13 @@ TEST_F(KivlogCliTest, WriteShowTailListPurge) {
             std::string::npos);
 
   // A day before today stays with --before today; the one day goes with purge --app.
-  Run("--json purge --before 2000-01-01", "", &rc);
-  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(Status("--json purge --before 2000-01-01"), 0);
   EXPECT_EQ(nlohmann::json::parse(Run("--json list"))["logs"].size(), 1u);
-  Run("purge --app CLI", "", &rc);
-  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(Status("purge --app CLI"), 0);
   EXPECT_EQ(nlohmann::json::parse(Run("--json list"))["logs"].size(), 0u);
 
   // Failures carry the library's error.
-  auto err = nlohmann::json::parse(Run("--json show --app CLI", "", &rc));
-  EXPECT_EQ(rc, 1);
+  auto err = Json("--json show --app CLI", 1);
   EXPECT_EQ(err["error"]["number"], 53);
   EXPECT_EQ(err["error"]["source"], "KivLog.ReadEventLog");
 }
@@ -162,14 +155,13 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   EXPECT_EQ(std::count(csv.begin(), csv.end(), '\n'), 8);  // header, 6 rows, one raw line end
 
   // JSON through a filter: one object per event that passed, newest first with -r.
-  auto items = Lines(Run("export --format json --source OTHER -r" + file, "", &rc));
+  auto items = JsonLines(Run("export --format json --source OTHER -r" + file, "", &rc));
   EXPECT_EQ(rc, 0);
   ASSERT_EQ(items.size(), 3u);
   EXPECT_EQ(items[0]["ordinal"], 5);
   EXPECT_EQ(items[2]["ordinal"], 3);
 
-  auto report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
-  EXPECT_EQ(rc, 0);
+  auto report = Json("--json verify" + file, 0);
   EXPECT_EQ(report["whole"], 6);
   EXPECT_EQ(report["sound"], true);
 
@@ -180,8 +172,7 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   WriteAll(base + u".ZLG", data);
   index[5] = static_cast<int32_t>(data.size()) + 50;
   WriteAll(base + u".ZLI", IndexBytes(index));
-  report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
-  EXPECT_EQ(rc, 2);
+  report = Json("--json verify" + file, 2);
   EXPECT_EQ(report["whole"], 4);
   EXPECT_EQ(report["sound"], false);
   ASSERT_EQ(report["damaged"].size(), 2u);
@@ -194,8 +185,7 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   // An entry pointing back at an earlier record reads whole but is out of step.
   index[4] = index[2];
   WriteAll(base + u".ZLI", IndexBytes(index));
-  report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
-  EXPECT_EQ(rc, 2);
+  report = Json("--json verify" + file, 2);
   ASSERT_EQ(report["damaged"].size(), 3u);
   EXPECT_EQ(report["damaged"][1]["ordinal"], 4);
   EXPECT_EQ(report["damaged"][1]["number"], 0);
@@ -206,8 +196,7 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   WriteAll(base + u".ZLI", IndexBytes(index));
 
   const std::string out = U8(folder) + "/out.txt";
-  Run("export --output-file '" + out + "'" + file, "", &rc);
-  EXPECT_EQ(rc, 2);
+  EXPECT_EQ(Status("export --output-file '" + out + "'" + file), 2);
   const std::string text = ReadAll(FromUtf8(out));
   for (const char* present : {"#1 ", "#2 ", "#4 ", "#6 ", "    a, \"b\"\n    \xc3\xa8\n"}) {
     EXPECT_NE(text.find(present), std::string::npos) << present;
@@ -216,18 +205,14 @@ TEST_F(KivlogCliTest, ExportAndVerifyWalkTheWholeDay) {
   EXPECT_EQ(text.find("#5 "), std::string::npos);
 
   // A log that is not there is an error, not a damaged log; so is a folder that is not there.
-  auto err =
-      nlohmann::json::parse(Run("--json verify --app NOPE --path '" + U8(folder) + "'", "", &rc));
-  EXPECT_EQ(rc, 1);
+  auto err = Json("--json verify --app NOPE --path '" + U8(folder) + "'", 1);
   EXPECT_EQ(err["error"]["number"], 53);
-  err = nlohmann::json::parse(Run("--json verify --app NOPE", "", &rc));
-  EXPECT_EQ(rc, 1);
+  err = Json("--json verify --app NOPE", 1);
   EXPECT_EQ(err["error"]["number"], 76);
 
   // --all goes through every log of the folder; one whose data file is missing is damaged too.
   WriteAll(Base(u"LONE") + u".ZLI", IndexBytes({0}));
-  auto all = nlohmann::json::parse(Run("--json verify --all --path '" + U8(folder) + "'", "", &rc));
-  EXPECT_EQ(rc, 2);
+  auto all = Json("--json verify --all --path '" + U8(folder) + "'", 2);
   ASSERT_EQ(all["logs"].size(), 2u);
   EXPECT_EQ(all["logs"][0]["log"], U8(base));
   EXPECT_EQ(all["logs"][0]["damaged"].size(), 2u);  // events 3 and 5
@@ -251,30 +236,23 @@ TEST_F(KivlogCliTest, PurgeOneDayAndReadersNeverCreateFolders) {
   SetClock({});
   const String old_day = folder + u"/Q&V/Log/PUR_20240305";
   ASSERT_TRUE(FileExists(old_day + u".ZLG"));
-  int rc = -1;
-  Run("write --app PUR today", "", &rc);
-  ASSERT_EQ(rc, 0);
+  ASSERT_EQ(Status("write --app PUR today"), 0);
   const std::string today = U8(folder) + "/Q&V/Log/PUR_" + U8(FormatYYYYMMDD(Now()));
 
-  auto out = nlohmann::json::parse(Run("--json purge --app PUR --day 2024-03-05", "", &rc));
-  EXPECT_EQ(rc, 0);
+  auto out = Json("--json purge --app PUR --day 2024-03-05", 0);
   EXPECT_EQ(out["removed"][0], U8(old_day));
   EXPECT_FALSE(FileExists(old_day + u".ZLG"));
   EXPECT_FALSE(FileExists(old_day + u".ZLI"));
   EXPECT_TRUE(FileExists(FromUtf8(today) + u".ZLG"));
   EXPECT_EQ(IndexValues(FromUtf8(today))[0], 3);  // the purge wrote nothing into today's log
-  Run("purge --app PUR --day 2024-03-05", "", &rc);
-  EXPECT_EQ(rc, 1);
+  EXPECT_EQ(Status("purge --app PUR --day 2024-03-05"), 1);
 
   const std::string missing = U8(folder) + "/nope/deeper";
   for (const char* cmd : {"show", "tail", "export", "verify"}) {
-    Run(std::string(cmd) + " --app PUR --path '" + missing + "'", "", &rc);
-    EXPECT_EQ(rc, 1) << cmd;
+    EXPECT_EQ(Status(std::string(cmd) + " --app PUR --path '" + missing + "'"), 1) << cmd;
   }
-  Run("verify --all --path '" + missing + "'", "", &rc);
-  EXPECT_EQ(rc, 1);
-  Run("purge --app PUR --path '" + missing + "'", "", &rc);
-  EXPECT_EQ(rc, 1);
+  EXPECT_EQ(Status("verify --all --path '" + missing + "'"), 1);
+  EXPECT_EQ(Status("purge --app PUR --path '" + missing + "'"), 1);
   EXPECT_FALSE(std::filesystem::exists(U8(folder) + "/nope"));
 }
 
@@ -298,15 +276,13 @@ TEST_F(KivlogCliTest, VerifyNamesEachStateAndRepairRebuildsTheIndex) {
     for (const auto& s : report["states"]) names.push_back(s["state"]);
     return names;
   };
-  int rc = -1;
 
   // Entry 3 left out, two entries dropped from the end, a phantom entry, a cut record at the end.
   const std::string cut = "UNK=9\r\nSRC=cut";
   WriteAll(base + u".ZLI", IndexBytes({4, index[1], index[2], index[4],
                                        static_cast<int32_t>(data.size() + cut.size()) + 1}));
   WriteAll(base + u".ZLG", data + cut);
-  auto report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
-  EXPECT_EQ(rc, 2);
+  auto report = Json("--json verify" + file, 2);
   EXPECT_EQ(report["sound"], false);
   EXPECT_EQ(states(report),
             (std::vector<std::string>{"index behind the data file", "phantom entry", "cut tail",
@@ -315,8 +291,7 @@ TEST_F(KivlogCliTest, VerifyNamesEachStateAndRepairRebuildsTheIndex) {
   EXPECT_EQ(report["states"][3]["records"], 1);
   const std::string old_index = ReadAll(base + u".ZLI");
 
-  report = nlohmann::json::parse(Run("--json verify --repair" + file, "", &rc));
-  EXPECT_EQ(rc, 0);
+  report = Json("--json verify --repair" + file, 0);
   EXPECT_EQ(report["sound"], true);
   EXPECT_EQ(report["events"], 6);
   EXPECT_EQ(report["whole"], 6);
@@ -326,33 +301,26 @@ TEST_F(KivlogCliTest, VerifyNamesEachStateAndRepairRebuildsTheIndex) {
 
   // A lost index: named, and rebuilt.
   std::filesystem::remove(U8(base) + ".ZLI");
-  report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
-  EXPECT_EQ(rc, 2);
+  report = Json("--json verify" + file, 2);
   EXPECT_EQ(states(report), std::vector<std::string>{"index behind the data file"});
-  Run("verify --repair" + file, "", &rc);
-  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(Status("verify --repair" + file), 0);
   EXPECT_EQ(IndexValues(base), index);
   EXPECT_TRUE(FileExists(base + u".ZLI.bak2"));
 
   // A FIFO in place of the data file: named at once, and every reader gives an error.
   std::filesystem::rename(U8(base) + ".ZLG", U8(folder) + "/saved");
   ASSERT_EQ(::mkfifo((U8(base) + ".ZLG").c_str(), 0600), 0);
-  report = nlohmann::json::parse(Run("--json verify" + file, "", &rc));
-  EXPECT_EQ(rc, 2);
+  report = Json("--json verify" + file, 2);
   EXPECT_EQ(states(report), std::vector<std::string>{"not a regular file"});
-  Run("verify --repair" + file, "", &rc);
-  EXPECT_EQ(rc, 2);
+  EXPECT_EQ(Status("verify --repair" + file), 2);
   for (const char* cmd : {"show", "tail", "export"}) {
-    auto err = nlohmann::json::parse(Run(std::string("--json ") + cmd + file, "", &rc));
-    EXPECT_EQ(rc, 1) << cmd;
+    auto err = Json(std::string("--json ") + cmd + file, 1);
     EXPECT_EQ(err["error"]["number"], 75) << cmd;
   }
 }
 
 // Writes one event of source "T" into app's log at a moment of the real calendar.
-void WriteAt(DailyLogTest& t, const String& folder, const String& app, Date when,
-             const String& raw) {
-  (void)t;
+void WriteAt(const String& folder, const String& app, Date when, const String& raw) {
   SetClock([when] { return when; });
   KivLog log;
   int32_t id = log.EventLogOpen(app, folder, ELOF_OPENALWAYS, when, u"pc", u"ann");
@@ -361,9 +329,10 @@ void WriteAt(DailyLogTest& t, const String& folder, const String& app, Date when
   ASSERT_FALSE(log.EventLogClose(id));
 }
 
-std::vector<std::string> Raws(const std::vector<nlohmann::json>& items) {
+// The raw data of each event printed.
+std::vector<std::string> Raws(const std::string& json_lines) {
   std::vector<std::string> raws;
-  for (const auto& j : items) raws.push_back(j["rawdata"]);
+  for (const auto& j : JsonLines(json_lines)) raws.push_back(j["rawdata"]);
   return raws;
 }
 
@@ -372,57 +341,54 @@ std::vector<std::string> Raws(const std::vector<nlohmann::json>& items) {
 TEST_F(KivlogCliTest, RelativeDatesAcrossDaysAndReverseOrder) {
   const Date now = Now();
   const Date today = DateOnly(now);
-  WriteAt(*this, folder, u"D", today - 3 + 0.5, u"three days ago");
-  WriteAt(*this, folder, u"D", today - 1 + 0.5, u"yesterday noon");
-  WriteAt(*this, folder, u"D", now, u"now");
+  WriteAt(folder, u"D", today - 3 + 0.5, u"three days ago");
+  WriteAt(folder, u"D", today - 1 + 0.5, u"yesterday noon");
+  WriteAt(folder, u"D", now, u"now");
   SetClock({});
   using V = std::vector<std::string>;
+  const V newest_first = {"now", "yesterday noon", "three days ago"};
   const std::string sel = " --app D --source T -o json --path '" + U8(folder) + "'";
-  EXPECT_EQ(Raws(Lines(Run("show --since yesterday" + sel))), (V{"yesterday noon", "now"}));
-  EXPECT_EQ(Raws(Lines(Run("show -S -1h" + sel))), (V{"now"}));
-  EXPECT_EQ(Raws(Lines(Run("show --since -30min" + sel))), (V{"now"}));
-  EXPECT_EQ(Raws(Lines(Run("show --since ' - 2 days ' --until ' -30 minutes'" + sel))),
-            (V{"yesterday noon"}));
-  EXPECT_EQ(Raws(Lines(Run("show --until yesterday" + sel))), (V{"three days ago"}));
-  // A time alone is today's: until today's midnight leaves out only today's event.
-  EXPECT_EQ(Raws(Lines(Run("show --until 00:00" + sel))), (V{"three days ago", "yesterday noon"}));
   const std::string week_ago = U8(FormatIsoDateTime(today - 7)).substr(0, 10) + " 14:00";
-  EXPECT_EQ(Raws(Lines(Run("show -r --since '" + week_ago + "'" + sel))),
-            (V{"now", "yesterday noon", "three days ago"}));
-  EXPECT_EQ(Raws(Lines(Run("show --since -1w --back -n 2" + sel))), (V{"yesterday noon", "now"}));
-  EXPECT_EQ(Raws(Lines(Run("export --since -1w -r" + sel))),
-            (V{"now", "yesterday noon", "three days ago"}));
-  EXPECT_EQ(Raws(Lines(Run("tail -n 2 --since -1w" + sel))), (V{"yesterday noon", "now"}));
-  // One day's page backwards still prints oldest first unless -r.
   const std::string day = " --app D --path '" + U8(folder) + "' --back --start 99 -n 2 --json";
-  EXPECT_EQ(Raws(Lines(Run("show" + day))), (V{"now", "Closed"}));
-  EXPECT_EQ(Raws(Lines(Run("show -r" + day))), (V{"Closed", "now"}));
-  int rc = -1;
-  Run("show --since 'not a date'" + sel, "", &rc);
-  EXPECT_EQ(rc, 64);
-  Run("show --since -3parsecs" + sel, "", &rc);
-  EXPECT_EQ(rc, 64);
-  Run("show --since -3Days" + sel, "", &rc);  // units are small letters
-  EXPECT_EQ(rc, 64);
+  const struct {
+    std::string args;
+    V raws;
+  } cases[] = {
+      {"show --since yesterday" + sel, {"yesterday noon", "now"}},
+      {"show -S -1h" + sel, {"now"}},
+      {"show --since -30min" + sel, {"now"}},
+      {"show --since ' - 2 days ' --until ' -30 minutes'" + sel, {"yesterday noon"}},
+      {"show --until yesterday" + sel, {"three days ago"}},
+      // A time alone is today's: until today's midnight leaves out only today's event.
+      {"show --until 00:00" + sel, {"three days ago", "yesterday noon"}},
+      {"show -r --since '" + week_ago + "'" + sel, newest_first},
+      {"show --since -1w --back -n 2" + sel, {"yesterday noon", "now"}},
+      {"export --since -1w -r" + sel, newest_first},
+      {"tail -n 2 --since -1w" + sel, {"yesterday noon", "now"}},
+      // One day's page backwards still prints oldest first unless -r.
+      {"show" + day, {"now", "Closed"}},
+      {"show -r" + day, {"Closed", "now"}},
+  };
+  for (const auto& c : cases) EXPECT_EQ(Raws(Run(c.args)), c.raws) << c.args;
+  // Units are small letters.
+  for (const char* since : {"'not a date'", "-3parsecs", "-3Days"}) {
+    EXPECT_EQ(Status(std::string("show --since ") + since + sel), 64) << since;
+  }
   // purge --before takes relative dates too.
-  Run("purge --before -2d --app D --path '" + U8(folder) + "'", "", &rc);
-  EXPECT_EQ(rc, 0);
-  EXPECT_EQ(Raws(Lines(Run("show --since -1w" + sel))), (V{"yesterday noon", "now"}));
+  EXPECT_EQ(Status("purge --before -2d --app D --path '" + U8(folder) + "'"), 0);
+  EXPECT_EQ(Raws(Run("show --since -1w" + sel)), (V{"yesterday noon", "now"}));
 }
 
 // --json anywhere on the command line, and one JSON shape for every subcommand that prints
 // events, the database log's included; dates carry their offset, or Z with --utc.
 TEST_F(KivlogCliTest, JsonAnywhereInOneShape) {
   int rc = -1;
-  Run("write --app J --source S hello", "", &rc);
-  ASSERT_EQ(rc, 0);
+  ASSERT_EQ(Status("write --app J --source S hello"), 0);
   const std::string db = U8(folder) + "/app.db";
-  Run("db create '" + db + "'", "", &rc);
-  ASSERT_EQ(rc, 0);
-  Run("db report '" + db + "' --source S --raw hello --type 4 --id 42", "", &rc);
-  ASSERT_EQ(rc, 0);
+  ASSERT_EQ(Status("db create '" + db + "'"), 0);
+  ASSERT_EQ(Status("db report '" + db + "' --source S --raw hello --type 4 --id 42"), 0);
   // The README's own line, --json after the subcommand's arguments.
-  auto last = Lines(Run("db show '" + db + "' --mode last --json", "", &rc));
+  auto last = JsonLines(Run("db show '" + db + "' --mode last --json", "", &rc));
   EXPECT_EQ(rc, 0);
   ASSERT_EQ(last.size(), 1u);
   // Each open of the database adds its own start record: find the reported one in the pages.
@@ -432,19 +398,19 @@ TEST_F(KivlogCliTest, JsonAnywhereInOneShape) {
     }
     return nlohmann::json();
   };
-  auto records = Lines(Run("db show '" + db + "' --json -r", "", &rc));
+  auto records = JsonLines(Run("db show '" + db + "' --json -r", "", &rc));
   EXPECT_EQ(rc, 0);
   ASSERT_GE(records.size(), 2u);
   EXPECT_GT(records[0]["unk"], records[1]["unk"]);  // newest first
   const auto reported = find42(records);
   EXPECT_EQ(reported["source"], "S");
   EXPECT_EQ(reported["type"], 4);
-  EXPECT_EQ(find42(Lines(Run("--json db show '" + db + "'"))), reported);
-  auto show = Lines(Run("show --app J --json --source S", "", &rc));
+  EXPECT_EQ(find42(JsonLines(Run("--json db show '" + db + "'"))), reported);
+  auto show = JsonLines(Run("show --app J --json --source S", "", &rc));
   ASSERT_EQ(show.size(), 1u);
-  auto before = Lines(Run("--json show --app J --source S"));
-  auto tail = Lines(Run("tail --app J --source S -o json"));
-  auto exported = Lines(Run("export --app J --source S --format json"));
+  auto before = JsonLines(Run("--json show --app J --source S"));
+  auto tail = JsonLines(Run("tail --app J --source S -o json"));
+  auto exported = JsonLines(Run("export --app J --source S --format json"));
   ASSERT_EQ(tail.size(), 1u);
   ASSERT_EQ(exported.size(), 1u);
   EXPECT_EQ(before, show);
@@ -462,7 +428,7 @@ TEST_F(KivlogCliTest, JsonAnywhereInOneShape) {
   std::tm tm{};
   ASSERT_NE(strptime(local.c_str(), "%Y-%m-%dT%H:%M:%S%z", &tm), nullptr) << local;
   EXPECT_EQ(local.size(), 25u) << local;
-  const std::string utc = Lines(Run("show --app J --source S --json --utc"))[0]["date"];
+  const std::string utc = JsonLines(Run("show --app J --source S --json --utc"))[0]["date"];
   EXPECT_EQ(utc.back(), 'Z');
   std::tm tu{};
   ASSERT_NE(strptime(utc.c_str(), "%Y-%m-%dT%H:%M:%SZ", &tu), nullptr);
@@ -471,8 +437,7 @@ TEST_F(KivlogCliTest, JsonAnywhereInOneShape) {
   EXPECT_EQ(nlohmann::json::parse(Run("show --app J --source S -o json-pretty")), show[0]);
   EXPECT_EQ(Run("show --app J --source S -o cat"), "hello\n");
   // Exit codes of a wrong command line are one documented number.
-  Run("show --app J --no-such-option", "", &rc);
-  EXPECT_EQ(rc, 64);
+  EXPECT_EQ(Status("show --app J --no-such-option"), 64);
   const std::string help = Run("--help", "", &rc);
   EXPECT_EQ(rc, 0);
   EXPECT_NE(help.find("64  the command line is wrong"), std::string::npos);
@@ -485,12 +450,10 @@ TEST_F(KivlogCliTest, UnicodeRoundTripBesideWindows1252) {
       "caf\xc3\xa9 \xe2\x98\x83 \xe6\x97\xa5\xe6\x9c\xac\xe8\xaa\x9e \xf0\x9f\x98\x80";
   const std::string euro = "caf\xc3\xa9 \xe2\x82\xac 5";
   const std::string mojibake = "\xc3\x83\xc2\xa9";  // "Ã©": Windows-1252 bytes C3 A9 are UTF-8
-  int rc = -1;
   for (const std::string& text : {uni, euro, mojibake}) {
-    Run("write --app U --anonymous '" + text + "'", "", &rc);
-    ASSERT_EQ(rc, 0) << text;
+    ASSERT_EQ(Status("write --app U --anonymous '" + text + "'"), 0) << text;
   }
-  auto items = Lines(Run("show --app U --source KIVLOG --json"));
+  auto items = JsonLines(Run("show --app U --source KIVLOG --json"));
   ASSERT_EQ(items.size(), 3u);
   EXPECT_EQ(items[0]["rawdata"], uni);
   EXPECT_EQ(items[1]["rawdata"], euro);
@@ -501,11 +464,9 @@ TEST_F(KivlogCliTest, UnicodeRoundTripBesideWindows1252) {
   EXPECT_NE(data.find("\r\nRWD=" + mojibake + "\r\n"), std::string::npos);  // UTF-8
   EXPECT_EQ(data.find('?'), std::string::npos);
   // Arguments that are not UTF-8 are refused, not stored as replacement characters.
-  Run("write --app U 'caf\xe9'", "", &rc);
-  EXPECT_EQ(rc, 64);
-  Run("write --app U --binary '\xe2\x98\x83'", "", &rc);
-  EXPECT_EQ(rc, 64);
-  EXPECT_EQ(Lines(Run("show --app U --source KIVLOG --json")).size(), 3u);
+  EXPECT_EQ(Status("write --app U 'caf\xe9'"), 64);
+  EXPECT_EQ(Status("write --app U --binary '\xe2\x98\x83'"), 64);
+  EXPECT_EQ(JsonLines(Run("show --app U --source KIVLOG --json")).size(), 3u);
 }
 
 // Standard input goes in as batches; every line keeps its place and its own encoding, also when
@@ -524,7 +485,7 @@ TEST_F(KivlogCliTest, StandardInputInBatches) {
   int rc = -1;
   const std::string out = Run("write --app B --anonymous --json", input, &rc);
   ASSERT_EQ(rc, 0) << out;
-  EXPECT_EQ(Lines(out).at(0)["written"], 2300);
+  EXPECT_EQ(JsonLines(out).at(0)["written"], 2300);
   auto info = InfoFor(folder + u"/Q&V/Log/B_" + FormatYYYYMMDD(Now()));
   KivLog log;
   ASSERT_FALSE(log.EventLogRead(info, 1, 3000));
@@ -542,22 +503,18 @@ TEST_F(KivlogCliTest, StandardInputInBatches) {
 // AppIds that would leave the folder or hold control characters are refused; file name patterns
 // keep their case.
 TEST_F(KivlogCliTest, RefusedAppIdsAndCaseSensitivePurge) {
-  int rc = -1;
   for (const char* app : {"../x", "a/b", "a\\\\b", "a\tb"}) {
-    Run("write --app '" + std::string(app) + "' y", "", &rc);
-    EXPECT_EQ(rc, 64) << app;
-    Run("show --app '" + std::string(app) + "'", "", &rc);
-    EXPECT_EQ(rc, 64) << app;
+    EXPECT_EQ(Status("write --app '" + std::string(app) + "' y"), 64) << app;
+    EXPECT_EQ(Status("show --app '" + std::string(app) + "'"), 64) << app;
   }
   EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(ToUtf8(folder)) / "Q&V"))
       << "nothing written";
   const Date old = MakeDate({2000, 1, 1, 12, 0, 0});
-  WriteAt(*this, folder, u"billing", old, u"b");
-  WriteAt(*this, folder, u"Billing", old, u"B");
+  WriteAt(folder, u"billing", old, u"b");
+  WriteAt(folder, u"Billing", old, u"B");
   SetClock({});
   const std::string path = " --path '" + U8(folder) + "'";
-  Run("purge --before -30d --app billing" + path, "", &rc);
-  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(Status("purge --before -30d --app billing" + path), 0);
   EXPECT_FALSE(FileExists(Base(u"billing", old) + u".ZLG"));
   EXPECT_TRUE(FileExists(Base(u"Billing", old) + u".ZLG"));
   EXPECT_TRUE(FileExists(Base(u"Billing", old) + u".ZLI"));
@@ -585,14 +542,12 @@ TEST_F(KivlogCliTest, ErrorLineCarriesTheSystemReason) {
 // The pager is used on a terminal only: never when the output goes to a pipe or a file.
 TEST_F(KivlogCliTest, PagerOnlyOnATerminal) {
   int rc = -1;
-  Run("write --app P x", "", &rc);
-  ASSERT_EQ(rc, 0);
+  ASSERT_EQ(Status("write --app P x"), 0);
   const std::string marker = U8(folder) + "/paged";
-  ::setenv("PAGER", ("cat > '" + marker + "'").c_str(), 1);
+  const kivtest::EnvVar pager("PAGER", ("cat > '" + marker + "'").c_str());
   EXPECT_NE(Run("show --app P", "", &rc).find("    x\n"), std::string::npos);
   EXPECT_EQ(rc, 0);
-  Run("show --app P > '" + U8(folder) + "/out.txt'", "", &rc);
-  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(Status("show --app P > '" + U8(folder) + "/out.txt'"), 0);
   EXPECT_FALSE(std::filesystem::exists(marker));
   // Under a terminal (script(1) gives one) the same command goes through the pager, and not
   // with --no-pager.
@@ -608,7 +563,6 @@ TEST_F(KivlogCliTest, PagerOnlyOnATerminal) {
     ASSERT_EQ(under_terminal(""), 0);
     EXPECT_NE(ReadAll(FromUtf8(marker)).find("    x\n"), std::string::npos);
   }
-  ::unsetenv("PAGER");
 }
 
 }  // namespace

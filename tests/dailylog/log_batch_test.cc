@@ -1,6 +1,7 @@
 // Batches of events: the same bytes as the same single writes, and the failures of a batch.
 #include "dailylog_support.h"
 #include "platform/vb_convert.h"
+#include "support/last_error.h"
 
 namespace kiv::testing {
 namespace {
@@ -114,8 +115,7 @@ TEST_F(LogBatchTest, FailuresOfABatch) {
   mixed->Add(Variant(std::static_pointer_cast<Object>(Sample()[0])));
   mixed->Add(Variant(String(u"text")));
   EXPECT_TRUE(log.EventLogWriteBatch(id, mixed));
-  EXPECT_EQ(LastErrorRecord().Number, 13);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivLog.EventLogWriteBatch");
+  EXPECT_EQ(kivtest::LastRecorded(), kivtest::Recorded(13, u"KivLog.EventLogWriteBatch"));
   EXPECT_EQ(ReadAll(base + u".ZLG"), marker);
   EXPECT_EQ(IndexValues(base), (std::vector<int32_t>{1, 1}));
 

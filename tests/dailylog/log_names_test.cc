@@ -1,39 +1,15 @@
 // Names, the default folder, the descriptor, listing and moving logs aside.
-#include <cstdlib>
-
 #include "dailylog_support.h"
+#include "support/env_var.h"
+#include "support/last_error.h"
 
 namespace kiv::testing {
 namespace {
 
-// Sets an environment variable for one scope and restores it afterwards.
-class EnvVar {
- public:
-  EnvVar(const char* name, const char* value) : name_(name) {
-    const char* old = std::getenv(name);
-    had_ = old != nullptr;
-    if (had_) old_ = old;
-    if (value) {
-      ::setenv(name, value, 1);
-    } else {
-      ::unsetenv(name);
-    }
-  }
-  ~EnvVar() {
-    if (had_) {
-      ::setenv(name_, old_.c_str(), 1);
-    } else {
-      ::unsetenv(name_);
-    }
-  }
-
- private:
-  const char* name_;
-  bool had_ = false;
-  std::string old_;
-};
-
 using LogNamesTest = DailyLogTest;
+using kivtest::EnvVar;
+using kivtest::LastRecorded;
+using kivtest::Recorded;
 
 TEST_F(LogNamesTest, FileNamesAndDefaultFolder) {
   KivLog log;
@@ -95,9 +71,7 @@ TEST(KivLogInfoTest, DayDateCreatedAndCopyTo) {
   EXPECT_EQ(info.Day(), u"APP_-20-05");
   ClearLastError();
   EXPECT_EQ(info.DateCreated(), 0);
-  ErrorRecord err = LastErrorRecord();
-  EXPECT_EQ(err.Number, 13);
-  EXPECT_EQ(err.Source, u"KivLogInfo.DateCreated");
+  EXPECT_EQ(LastRecorded(), Recorded(13, u"KivLogInfo.DateCreated"));
   info.FileName(u"/L/A_2024");
   EXPECT_EQ(info.Day(), u"2024--24");
 
@@ -132,8 +106,7 @@ TEST(KivLogInfoTest, DayDateCreatedAndCopyTo) {
 
   ClearLastError();
   src.CopyTo(nullptr);
-  EXPECT_EQ(Last_Error(), 91);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivLogInfo.CopyTo");
+  EXPECT_EQ(LastRecorded(), Recorded(91, u"KivLogInfo.CopyTo"));
 
   // Creatable by ProgID.
   EXPECT_NE(std::dynamic_pointer_cast<KivLogInfo>(CreateObject(u"KivDbXtOle.KivLogInfo")), nullptr);
@@ -175,8 +148,7 @@ TEST_F(LogNamesTest, ListFindsIndexFilesOnly) {
 
   ClearLastError();
   EXPECT_TRUE(log.EventLogList(nullptr, folder));
-  EXPECT_EQ(Last_Error(), 91);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivLog.EventLogLIst");
+  EXPECT_EQ(LastRecorded(), Recorded(91, u"KivLog.EventLogLIst"));
 }
 
 TEST_F(LogNamesTest, RenameMovesThePairToTheFirstFreeBackup) {
@@ -211,9 +183,7 @@ TEST_F(LogNamesTest, RenameMovesThePairToTheFirstFreeBackup) {
   WriteAll(other + u"-01.ZLI", "stray index");
   ClearLastError();
   EXPECT_TRUE(log.RenameLog(other));
-  ErrorRecord err = LastErrorRecord();
-  EXPECT_EQ(err.Number, 58);
-  EXPECT_EQ(err.Source, u"KivLogRenameLog");
+  EXPECT_EQ(LastRecorded(), Recorded(58, u"KivLogRenameLog"));
   EXPECT_EQ(ReadAll(other + u"-01.ZLI"), "stray index");
 }
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "dailylog_support.h"
+#include "support/last_error.h"
 
 namespace kiv::testing {
 namespace {
@@ -76,12 +77,9 @@ TEST_F(LogPurgeTest, PurgeOfAnOpenLogRemovesItsCurrentDayOnly) {
 
   // The Id is forgotten; no "Closed" marker brings the files back.
   EXPECT_TRUE(log.EventLogWrite(id, u"y"));
-  ErrorRecord err = LastErrorRecord();
-  EXPECT_EQ(err.Description, u"Eventlog not started.");
+  EXPECT_EQ(LastErrorRecord().Description, u"Eventlog not started.");
   EXPECT_TRUE(log.EventLogPurge(id));
-  err = LastErrorRecord();
-  EXPECT_EQ(err.Description, u"Eventlog not started.");
-  EXPECT_EQ(err.Source, u"KivLog.EventLogPurge");
+  kivtest::ExpectLastError(20000, u"KivLog.EventLogPurge", u"Eventlog not started.");
   EXPECT_TRUE(log.EventLogPurge());
   EXPECT_EQ(LastErrorRecord().Description, u"Eventlog not started.");
 

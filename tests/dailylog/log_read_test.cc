@@ -6,6 +6,7 @@
 #include "dailylog_support.h"
 #include "platform/file_table.h"
 #include "platform/vb_convert.h"
+#include "support/last_error.h"
 
 namespace kiv::testing {
 namespace {
@@ -16,24 +17,24 @@ class LogReadTest : public DailyLogTest {
   void SetUp() override {
     DailyLogTest::SetUp();
     base = Base(u"APP");
-    KivLog log;
-    int32_t id = log.EventLogOpen(u"APP", folder);
+    KivLog writer;
+    int32_t id = writer.EventLogOpen(u"APP", folder);
     ASSERT_NE(id, 0);
     for (int k = 2; k <= 9; ++k) {
-      ASSERT_FALSE(log.EventLogWrite(id, u"S" + IntText(k), u"raw " + IntText(k), RWDT_ASCII,
-                                     EVENTLOG_ERROR_TYPE, String(), k));
+      ASSERT_FALSE(writer.EventLogWrite(id, u"S" + IntText(k), u"raw " + IntText(k), RWDT_ASCII,
+                                        EVENTLOG_ERROR_TYPE, String(), k));
     }
-    ASSERT_FALSE(log.EventLogClose(id));
+    ASSERT_FALSE(writer.EventLogClose(id));
     info = InfoFor(base);
     ClearLastError();
   }
 
   String base;
   std::shared_ptr<KivLogInfo> info;
+  KivLog log;
 };
 
 TEST_F(LogReadTest, ForwardAndBackwardPages) {
-  KivLog log;
   const std::vector<int32_t> index = IndexValues(base);
   ASSERT_EQ(index[0], 10);
 
@@ -87,7 +88,6 @@ TEST_F(LogReadTest, ForwardAndBackwardPages) {
 }
 
 TEST_F(LogReadTest, FiltersAndTheForwardAdjust) {
-  KivLog log;
   auto none = std::make_shared<KivLogFilter>();
   none->Checks(LGFF_CHECKID);
   none->IdsAdd(999);
@@ -131,15 +131,12 @@ TEST_F(LogReadTest, FiltersAndTheForwardAdjust) {
 }
 
 TEST_F(LogReadTest, FailuresAreRecordedAndKeepWhatWasRead) {
-  KivLog log;
   // No such log.
   auto missing = InfoFor(Base(u"NOPE"));
   EXPECT_TRUE(log.EventLogRead(missing, 1, 5));
-  ErrorRecord err = LastErrorRecord();
-  EXPECT_EQ(err.Number, 53);
-  EXPECT_EQ(err.Source, u"KivLog.ReadEventLog");
-  EXPECT_EQ(err.Description,
-            u"Impossibile aprire il file di log " + Base(u"NOPE") + u"\r\nFile not found");
+  kivtest::ExpectLastError(
+      53, u"KivLog.ReadEventLog",
+      u"Impossibile aprire il file di log " + Base(u"NOPE") + u"\r\nFile not found");
   EXPECT_TRUE(log.EventLogReadBack(nullptr, 1, 5));
   EXPECT_EQ(Last_Error(), 91);
   info->LogData(nullptr);
@@ -155,10 +152,8 @@ TEST_F(LogReadTest, FailuresAreRecordedAndKeepWhatWasRead) {
   data[static_cast<size_t>(index[5] - 1)] = 'X';  // "UNK=" of event 5 becomes "XNK="
   WriteAll(base + u".ZLG", data);
   EXPECT_TRUE(log.EventLogRead(info, 2, 10));
-  err = LastErrorRecord();
-  EXPECT_EQ(err.Number, 20000);
-  EXPECT_EQ(err.Source, u"KivLog.ReadEventLog");
-  EXPECT_EQ(err.Description, u"Disallineamento dei dati nel file di log.");
+  kivtest::ExpectLastError(20000, u"KivLog.ReadEventLog",
+                           u"Disallineamento dei dati nel file di log.");
   EXPECT_EQ(Ordinals(*info), (std::vector<int32_t>{2, 3, 4}));
   EXPECT_TRUE(log.EventLogReadBack(info, 8, 10));
   EXPECT_EQ(Ordinals(*info), (std::vector<int32_t>{6, 7, 8}));
@@ -176,7 +171,6 @@ TEST_F(LogReadTest, FailuresAreRecordedAndKeepWhatWasRead) {
 // Each way out of a read or a write, early returns and failures included, gives back its file
 // numbers and locks: a leak would use up the process's numbers and lock writers out for good.
 TEST_F(LogReadTest, EveryWayOutReleasesFilesAndLocks) {
-  KivLog log;
   const int32_t free_before = FreeFile();
   const String empty = Base(u"EMPTY");
   WriteAll(empty + u".ZLI", IndexBytes({0}));
@@ -215,7 +209,6 @@ TEST_F(LogReadTest, EveryWayOutReleasesFilesAndLocks) {
 }
 
 TEST_F(LogReadTest, EmptyDaysAndInterruptedWrites) {
-  KivLog log;
   // An index holding 0 and an empty data file are a valid empty log; so is a short index.
   const String empty = Base(u"EMPTY");
   WriteAll(empty + u".ZLI", IndexBytes({0}));
@@ -287,7 +280,6 @@ TEST_F(LogReadTest, EmptyDaysAndInterruptedWrites) {
 }
 
 TEST_F(LogReadTest, DamagedFilesNeverCrash) {
-  KivLog log;
   const std::string data = ReadAll(base + u".ZLG");
   const std::string idx = ReadAll(base + u".ZLI");
   std::mt19937 rng(12345);

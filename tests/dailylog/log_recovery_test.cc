@@ -11,6 +11,7 @@
 
 #include "dailylog_support.h"
 #include "platform/vb_convert.h"
+#include "support/last_error.h"
 
 namespace kiv::testing {
 namespace {
@@ -142,12 +143,9 @@ TEST_F(LogRecoveryTest, AnyEndLineEndsTheLastRecord) {
 }
 
 void ExpectOpenRefused(const String& base, const String& source, int expected_errno) {
-  ErrorRecord err = LastErrorRecord();
-  EXPECT_EQ(err.Number, 75);
-  EXPECT_EQ(err.Source, source);
-  EXPECT_EQ(err.Description,
-            u"Impossibile aprire il file di log " + base + u"\r\nPath/File access error");
-  EXPECT_EQ(err.LastDllError, expected_errno);
+  kivtest::ExpectLastError(
+      75, source, u"Impossibile aprire il file di log " + base + u"\r\nPath/File access error");
+  EXPECT_EQ(LastErrorRecord().LastDllError, expected_errno);
 }
 
 // A symlink, a FIFO, a device or a folder in place of either file is refused with the open's

@@ -5,7 +5,9 @@
 
 using namespace kiv;
 using namespace kiv::dao;
+using kivtest::ErrorRaisedBy;
 using kivtest::NumberRaisedBy;
+using kivtest::Raised;
 using kivtest::RaisedBy;
 
 namespace {
@@ -81,10 +83,8 @@ TEST(DaoNavigation, IndexOrderBothWays) {
   EXPECT_EQ(t.Name(), u"a");
   EXPECT_EQ(t.rs->RecordCount(), 4);
 
-  auto e = RaisedBy([&] { t.rs->Index(u"NOPE"); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->number, 3800);
-  EXPECT_EQ(e->description, u"'NOPE' is not an index in this table.");
+  EXPECT_EQ(ErrorRaisedBy([&] { t.rs->Index(u"NOPE"); }),
+            Raised(3800, u"'NOPE' is not an index in this table."));
   t.rs->MoveFirst();
   t.rs->Move(2);
   EXPECT_EQ(t.Name(), u"a");

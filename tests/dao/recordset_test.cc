@@ -5,7 +5,9 @@
 
 using namespace kiv;
 using namespace kiv::dao;
+using kivtest::ErrorRaisedBy;
 using kivtest::NumberRaisedBy;
+using kivtest::Raised;
 using kivtest::RaisedBy;
 
 namespace {
@@ -87,10 +89,8 @@ TEST(DaoRecordset, EditRulesAndTheirErrors) {
   TypedTable t;
   auto rs = t.db->OpenRecordset(u"ALL");
   Fields& f = rs->Fields();
-  auto e = RaisedBy([&] { f[u"LONG"]->Value(Variant(int32_t{1})); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->number, 3020);
-  EXPECT_EQ(e->description, u"Update or CancelUpdate without AddNew or Edit.");
+  EXPECT_EQ(ErrorRaisedBy([&] { f[u"LONG"]->Value(Variant(int32_t{1})); }),
+            Raised(3020, u"Update or CancelUpdate without AddNew or Edit."));
   EXPECT_EQ(NumberRaisedBy([&] { rs->Update(); }), 3020);
   EXPECT_EQ(RaisedBy([&] { rs->Edit(); })->description, u"No current record.");
 
@@ -99,7 +99,7 @@ TEST(DaoRecordset, EditRulesAndTheirErrors) {
   EXPECT_EQ(NumberRaisedBy([&] { f[u"TXT"]->Value(Variant(u"toolong")); }), 3163);
   EXPECT_EQ(NumberRaisedBy([&] { f[u"LONG"]->Value(Variant(u"abc")); }), 3421);
   EXPECT_EQ(NumberRaisedBy([&] { f[u"BYTE"]->Value(Variant(int32_t{300})); }), 3421);
-  e = RaisedBy([&] { rs->Update(); });  // REQ is required and still Null
+  auto e = RaisedBy([&] { rs->Update(); });  // REQ is required and still Null
   ASSERT_TRUE(e);
   EXPECT_EQ(e->number, 3314);
   EXPECT_NE(e->description.find(u"'ALL.REQ'"), String::npos);
@@ -152,10 +152,8 @@ TEST(DaoRecordset, ExecuteAndCountsStayExact) {
   EXPECT_EQ(e->number, 3022);
   db->Execute(u"INSERT INTO U (K) VALUES (1)");  // without dbFailOnError the failure is ignored
   EXPECT_EQ(NumberRaisedBy([&] { db->Execute(u"SELECT * FROM U"); }), 3065);
-  e = RaisedBy([&] { db->Execute(u"DELETE FROM U WHERE K = = 1", dbFailOnError); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->number, 3075);
-  EXPECT_EQ(e->description, u"Syntax error (missing operator) in query expression 'K = = 1'.");
+  EXPECT_EQ(ErrorRaisedBy([&] { db->Execute(u"DELETE FROM U WHERE K = = 1", dbFailOnError); }),
+            Raised(3075, u"Syntax error (missing operator) in query expression 'K = = 1'."));
   EXPECT_EQ(NumberRaisedBy([&] { db->Execute(u"INSERT INTO U (K) VALUES (", dbFailOnError); }),
             3134);
   EXPECT_EQ(NumberRaisedBy([&] { db->Execute(u"DELETE FROM NOPE", dbFailOnError); }), 3078);

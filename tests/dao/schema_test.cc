@@ -7,7 +7,9 @@
 
 using namespace kiv;
 using namespace kiv::dao;
+using kivtest::ErrorRaisedBy;
 using kivtest::NumberRaisedBy;
+using kivtest::Raised;
 using kivtest::RaisedBy;
 using kivtest::TextField;
 
@@ -87,31 +89,24 @@ TEST(DaoSchema, LogSchemaSurvivesReopen) {
 TEST(DaoSchema, OpenAndCreateFailures) {
   kivtest::TempFolder dir;
   const String name = dir.File("a.mdb");
-  auto e = RaisedBy([&] { kivtest::Engine()->OpenDatabase(name); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->number, 3024);
-  EXPECT_EQ(e->description, u"Could not find file '" + name + u"'.");
+  EXPECT_EQ(ErrorRaisedBy([&] { kivtest::Engine()->OpenDatabase(name); }),
+            Raised(3024, u"Could not find file '" + name + u"'."));
 
   kivtest::Engine()->CreateDatabase(name, dbLangGeneral)->Close();
-  e = RaisedBy([&] { kivtest::Engine()->CreateDatabase(name, dbLangGeneral); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->number, 3204);
-  EXPECT_EQ(e->description, u"Database already exists.");
+  EXPECT_EQ(ErrorRaisedBy([&] { kivtest::Engine()->CreateDatabase(name, dbLangGeneral); }),
+            Raised(3204, u"Database already exists."));
 
   const String junk = dir.File("junk.mdb");
   std::ofstream(ToUtf8(junk)) << std::string(4096, 'x');
-  e = RaisedBy([&] { kivtest::Engine()->OpenDatabase(junk); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->number, 3343);
-  EXPECT_EQ(e->description, u"Unrecognized database format '" + junk + u"'.");
+  EXPECT_EQ(ErrorRaisedBy([&] { kivtest::Engine()->OpenDatabase(junk); }),
+            Raised(3343, u"Unrecognized database format '" + junk + u"'."));
 
   auto db = kivtest::Engine()->OpenDatabase(name);
-  e = RaisedBy([&] { db->OpenRecordset(u"MISSING", dbOpenTable); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->number, 3078);
-  EXPECT_EQ(e->description,
-            u"The Microsoft Jet database engine cannot find the input table or query 'MISSING'.  "
-            u"Make sure it exists and that its name is spelled correctly.");
+  EXPECT_EQ(
+      ErrorRaisedBy([&] { db->OpenRecordset(u"MISSING", dbOpenTable); }),
+      Raised(3078,
+             u"The Microsoft Jet database engine cannot find the input table or query 'MISSING'.  "
+             u"Make sure it exists and that its name is spelled correctly."));
 
   auto t = db->CreateTableDef(u"T");
   EXPECT_EQ(NumberRaisedBy([&] { db->TableDefs().Append(t); }), 3264);  // no fields
@@ -163,10 +158,8 @@ TEST(DaoSchema, ClosedObjectsFailCleanly) {
   auto rs = db->OpenRecordset(u"T", dbOpenTable);
   auto field = rs->Fields()[u"A"];
   rs->Close();
-  auto e = RaisedBy([&] { rs->MoveNext(); });
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->number, 3420);
-  EXPECT_EQ(e->description, u"Object invalid or no longer set.");
+  EXPECT_EQ(ErrorRaisedBy([&] { rs->MoveNext(); }),
+            Raised(3420, u"Object invalid or no longer set."));
   EXPECT_EQ(NumberRaisedBy([&] { field->Value(); }), 3420);
   EXPECT_EQ(NumberRaisedBy([&] { rs->Close(); }), 3420);
 

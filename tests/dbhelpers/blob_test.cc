@@ -2,15 +2,17 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
 
 #include "dao/dao_test_util.h"
 #include "kivdbxt/error.h"
 #include "kivdbxt/qv_db_xt.h"
 #include "platform/text_codec.h"
+#include "support/last_error.h"
 
 using namespace kiv;
 using namespace kiv::dao;
+using kivtest::LastRecorded;
+using kivtest::Recorded;
 namespace M = kiv::QvDbXtMod;
 
 namespace {
@@ -103,27 +105,21 @@ TEST(Blob, WrittenInPiecesReadBackAsEveryType) {
   // Past the end: error 62 under the operation's Source.
   Variant v{int32_t{0}};
   EXPECT_TRUE(M::Blob_Get(CursorAt(t.data, 4099), v));
-  ErrorRecord e = LastErrorRecord();
-  EXPECT_EQ(e.Number, 62);
-  EXPECT_EQ(e.Source, u"QvDbXtMod.Blob_Get");
-  EXPECT_EQ(e.Description, u"Input past end of file");
+  kivtest::ExpectLastError(62, u"QvDbXtMod.Blob_Get", u"Input past end of file");
   Variant unsupported;  // Empty
   EXPECT_TRUE(M::Blob_Get(CursorAt(t.data, 0), unsupported));
-  EXPECT_EQ(Last_Error(), 13);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Blob_Get");
+  EXPECT_EQ(LastRecorded(), Recorded(13, u"QvDbXtMod.Blob_Get"));
   // A cursor position before the first character is an invalid call, not a read from the start.
   for (int16_t bad : {int16_t{0}, int16_t{-3}}) {
     auto at = CursorAt(t.data, 0);
     at->ptr(bad);
     Variant n{int16_t{0}};
     EXPECT_TRUE(M::Blob_Get(at, n));
-    EXPECT_EQ(Last_Error(), 5);
-    EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Blob_Get");
+    EXPECT_EQ(LastRecorded(), Recorded(5, u"QvDbXtMod.Blob_Get"));
     EXPECT_EQ(n, Variant(int16_t{0}));
   }
   EXPECT_TRUE(M::Blob_Put(CursorAt(t.data, 0), Variant(std::vector<uint8_t>{1})));
-  EXPECT_EQ(Last_Error(), 13);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Blob_Put");
+  EXPECT_EQ(LastRecorded(), Recorded(13, u"QvDbXtMod.Blob_Put"));
 
   EXPECT_FALSE(M::Blob_Seek(CursorAt(t.data, 0), 10));
   EXPECT_FALSE(M::Blob_Seek(CursorAt(t.data, 0), 5000));  // past the end, but no failure
@@ -163,8 +159,7 @@ TEST(Blob, CursorCopySemanticsOfPutAndFlush) {
   // Outside AddNew/Edit the append fails under Str_2_Blob's Source, and so does a flush.
   bt->Buffer(u"x");
   EXPECT_TRUE(M::Blob_Flush(bt));
-  EXPECT_EQ(Last_Error(), 3020);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Str2Blob");
+  EXPECT_EQ(LastRecorded(), Recorded(3020, u"QvDbXtMod.Str2Blob"));
 }
 
 TEST(Blob, EmptyFieldIsNotAFailure) {
@@ -178,8 +173,7 @@ TEST(Blob, EmptyFieldIsNotAFailure) {
 
   t.rs->Close();
   EXPECT_EQ(M::Blob_2_Str(t.data, Variant(int32_t{0}), Variant(int32_t{10})), u"");
-  EXPECT_EQ(Last_Error(), 3420);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Blob2Str");
+  EXPECT_EQ(LastRecorded(), Recorded(3420, u"QvDbXtMod.Blob2Str"));
   // Without a Size, a field whose size cannot be read gives "" and records nothing.
   EXPECT_EQ(M::Blob_2_Str(t.data), u"");
   EXPECT_EQ(Last_Error(), 0);
@@ -195,24 +189,19 @@ TEST(Blob, FilesGoInAndComeOutByteForByte) {
   std::string all;
   for (int i = 0; i < 3 * 256; ++i) all.push_back(static_cast<char>(i));
   for (const std::string& content : {std::string(), all}) {
-    std::ofstream(path, std::ios::binary) << content;
+    kivtest::WriteBytes(path, content);
     t.rs->AddNew();
     ASSERT_FALSE(M::File_2_Blob(FromUtf8(path), t.data));
     t.rs->Update();
     t.rs->MoveLast();
     const String out = t.dir.File("out.bin");
-    std::ofstream(ToUtf8(out)) << "longer previous content of the output file";
+    kivtest::WriteBytes(ToUtf8(out), "longer previous content of the output file");
     ASSERT_FALSE(M::Blob_2_File(out, t.data));
-    std::ifstream in(ToUtf8(out), std::ios::binary);
-    const std::string back((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    EXPECT_EQ(back, content);
+    EXPECT_EQ(kivtest::ReadBytes(ToUtf8(out)), content);
   }
   t.rs->AddNew();
   EXPECT_TRUE(M::File_2_Blob(t.dir.File("missing.bin"), t.data));
-  ErrorRecord e = LastErrorRecord();
-  EXPECT_EQ(e.Number, 53);
-  EXPECT_EQ(e.Source, u"QvDbXtMod.File2Blob");
-  EXPECT_EQ(e.Description, u"File not found");
+  kivtest::ExpectLastError(53, u"QvDbXtMod.File2Blob", u"File not found");
 }
 
 TEST(Blob, SixtyFourMegabyteFileRoundTrip) {
@@ -221,14 +210,12 @@ TEST(Blob, SixtyFourMegabyteFileRoundTrip) {
   std::string content(64u << 20, '\0');
   uint32_t x = 12345;
   for (char& c : content) c = static_cast<char>((x = x * 1103515245 + 12345) >> 24);
-  std::ofstream(path, std::ios::binary) << content;
+  kivtest::WriteBytes(path, content);
   t.rs->AddNew();
   ASSERT_FALSE(M::File_2_Blob(FromUtf8(path), t.data));
   t.rs->Update();
   t.rs->MoveFirst();
   EXPECT_EQ(t.data->FieldSize(), 64 << 20);
   ASSERT_FALSE(M::Blob_2_File(t.dir.File("big.out"), t.data));
-  std::ifstream in(t.dir.path() + "/big.out", std::ios::binary);
-  const std::string back((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  EXPECT_TRUE(back == content);
+  EXPECT_TRUE(kivtest::ReadBytes(t.dir.FileU8("big.out")) == content);
 }

@@ -5,9 +5,12 @@
 #include "kivdbxt/error.h"
 #include "kivdbxt/qv_db_xt.h"
 #include "platform/locale.h"
+#include "support/last_error.h"
 
 using namespace kiv;
 using namespace kiv::dao;
+using kivtest::LastRecorded;
+using kivtest::Recorded;
 namespace M = kiv::QvDbXtMod;
 
 TEST(FieldTyping, QueryArguments) {
@@ -67,8 +70,7 @@ TEST(FieldTyping, ValidateOutcomesAndConvert) {
   EXPECT_EQ(f.Type(), vbDate);
   f = Variant(std::vector<Variant>{Variant(1)});
   EXPECT_EQ(M::Field_Validate(f, p, dbText, 0, 0), -1);  // a value with no text: a failure
-  EXPECT_EQ(Last_Error(), 13);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.FieldValidate");
+  EXPECT_EQ(LastRecorded(), Recorded(13, u"QvDbXtMod.FieldValidate"));
 
   EXPECT_EQ(M::Field_Convert(u" 42 ", dbText, dbLong), u"42");
   EXPECT_EQ(M::Field_Convert(u"4x2", dbText, dbLong), u"");
@@ -86,16 +88,14 @@ TEST(FieldTyping, FieldValuesThroughARecordset) {
   auto n = rs->Fields()[u"N"], s = rs->Fields()[u"S"], m = rs->Fields()[u"M"];
 
   EXPECT_TRUE(M::Field_StrAssign(s, u"abcdefgh"));  // not editing
-  EXPECT_EQ(Last_Error(), 3020);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.FieldStrAssign");
+  EXPECT_EQ(LastRecorded(), Recorded(3020, u"QvDbXtMod.FieldStrAssign"));
   rs->AddNew();
   EXPECT_EQ(M::Field_TruncStr(s, u"abcdefgh"), u"abcde");
   EXPECT_EQ(M::Field_TruncStr(n, u"abcdefgh"), u"abcdefgh");
   EXPECT_FALSE(M::Field_StrAssign(s, u"abcdefgh"));
   EXPECT_FALSE(M::Field_ValueSet(m, Variant(u"memo text")));
   EXPECT_TRUE(M::Field_ValueSet(n, Variant(u"not a number")));
-  EXPECT_EQ(Last_Error(), 3421);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Field_ValueSet");
+  EXPECT_EQ(LastRecorded(), Recorded(3421, u"QvDbXtMod.Field_ValueSet"));
   rs->Update();
   rs->MoveFirst();
   EXPECT_EQ(s->Value(), Variant(u"abcde"));

@@ -13,9 +13,13 @@
 #include "kivdbxt/error.h"
 #include "kivdbxt/qv_db_xt.h"
 #include "platform/fs.h"
+#include "support/env_var.h"
+#include "support/last_error.h"
 
 using namespace kiv;
 using namespace kiv::dao;
+using kivtest::LastRecorded;
+using kivtest::Recorded;
 namespace M = kiv::QvDbXtMod;
 
 namespace {
@@ -77,14 +81,11 @@ TEST(TableUtils, CompactionCopyIsNeverReadableByOthers) {
       if (d) closedir(d);
     }
   });
-  const char* old_tmp = getenv("TMPDIR");
-  const std::string saved = old_tmp ? old_tmp : "";
-  setenv("TMPDIR", tmp.c_str(), 1);
-  const bool failed = M::Db_Compact(t.name);
-  if (old_tmp)
-    setenv("TMPDIR", saved.c_str(), 1);
-  else
-    unsetenv("TMPDIR");
+  bool failed;
+  {
+    const kivtest::EnvVar tmpdir("TMPDIR", tmp.c_str());
+    failed = M::Db_Compact(t.name);
+  }
   done = true;
   watcher.join();
   EXPECT_FALSE(failed);
@@ -100,8 +101,7 @@ TEST(TableUtils, PurgeDeleteAndIsNull) {
   EXPECT_FALSE(M::Tb_Purge(t.db, u"T WHERE K > 70 OR NAME = 'n20'"));
   EXPECT_EQ(t.rs->RecordCount(), 6);
   EXPECT_TRUE(M::Tb_Purge(t.db, u"NOPE"));
-  EXPECT_EQ(Last_Error(), 3078);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Tb_Purge");
+  EXPECT_EQ(LastRecorded(), Recorded(3078, u"QvDbXtMod.Tb_Purge"));
 
   t.rs->MoveFirst();
   EXPECT_EQ(t.K(), 10);
@@ -120,8 +120,7 @@ TEST(TableUtils, PurgeDeleteAndIsNull) {
   t.rs->MoveFirst();
   EXPECT_TRUE(M::Tb_IsNull(t.rs));
   EXPECT_TRUE(M::Tb_Delete(t.rs));  // nothing to delete
-  EXPECT_EQ(Last_Error(), 3021);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Tb_Delete");
+  EXPECT_EQ(LastRecorded(), Recorded(3021, u"QvDbXtMod.Tb_Delete"));
 }
 
 TEST(TableUtils, SeekWithEveryComparisonAndASwitchedIndex) {
@@ -154,15 +153,13 @@ TEST(TableUtils, SeekWithEveryComparisonAndASwitchedIndex) {
 
   std::vector<Variant> six(6, Variant(int32_t{1}));
   EXPECT_TRUE(M::Tb_Seek(t.rs, u"", six, u"="));
-  EXPECT_EQ(Last_Error(), 5);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Tb_Seek");
+  EXPECT_EQ(LastRecorded(), Recorded(5, u"QvDbXtMod.Tb_Seek"));
   EXPECT_TRUE(M::Tb_Seek(t.rs, u"NOPE", Key(1), u"="));
   EXPECT_EQ(Last_Error(), 3800);
 
   EXPECT_EQ(M::Tb_GetField(t.db, u"T", u"K", Key(60), u"NAME"), u"n60");
   EXPECT_EQ(M::Tb_GetField(t.db, u"T", u"K", Key(65), u"NAME"), u"");
-  EXPECT_EQ(Last_Error(), 3021);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Tb_GetField");
+  EXPECT_EQ(LastRecorded(), Recorded(3021, u"QvDbXtMod.Tb_GetField"));
   EXPECT_EQ(M::Tb_GetField(t.db, u"T", u"K", Key(60), u"NOPE"), u"");
   EXPECT_EQ(Last_Error(), 3265);
 
@@ -172,8 +169,7 @@ TEST(TableUtils, SeekWithEveryComparisonAndASwitchedIndex) {
   EXPECT_TRUE(t.rs->NoMatch());
   t.rs->Index(u"");
   EXPECT_EQ(M::Get_LongUnk(t.rs), 0);
-  EXPECT_EQ(Last_Error(), 3019);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.Get_LongUnk");
+  EXPECT_EQ(LastRecorded(), Recorded(3019, u"QvDbXtMod.Get_LongUnk"));
 }
 
 TEST(TableUtils, BookmarksAndClosing) {
@@ -190,8 +186,7 @@ TEST(TableUtils, BookmarksAndClosing) {
   t.rs->Delete();
   t.rs->MoveFirst();
   EXPECT_TRUE(M::Bookmark_Check(t.rs, twenty));  // a deleted record is no valid bookmark
-  EXPECT_EQ(Last_Error(), 3167);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.BookMarkSet");
+  EXPECT_EQ(LastRecorded(), Recorded(3167, u"QvDbXtMod.BookMarkSet"));
   EXPECT_EQ(t.K(), 10);
   EXPECT_TRUE(M::Bookmark_Set(t.rs, Variant(u"x")));
   EXPECT_EQ(Last_Error(), 3159);
@@ -202,8 +197,7 @@ TEST(TableUtils, BookmarksAndClosing) {
   EXPECT_EQ(t.rs, nullptr);
   EXPECT_FALSE(M::Close_Recordset(t.rs));  // holding nothing: nothing to do
   EXPECT_TRUE(M::Close_Recordset(other));  // already closed
-  EXPECT_EQ(Last_Error(), 3420);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.CloseRecordset");
+  EXPECT_EQ(LastRecorded(), Recorded(3420, u"QvDbXtMod.CloseRecordset"));
   EXPECT_EQ(other, nullptr);
   EXPECT_FALSE(M::Close_Db(t.db));
   EXPECT_EQ(t.db, nullptr);
@@ -223,20 +217,15 @@ TEST(TableUtils, CompactionShrinksAndCleansUp) {
   const int64_t before = FileLength(t.name);
 
   // The temporary file goes to the system's temporary folder: here, the test's own folder.
-  const char* old_tmp = getenv("TMPDIR");
-  const std::string saved = old_tmp ? old_tmp : "";
-  setenv("TMPDIR", t.dir.path().c_str(), 1);
   auto qv = std::static_pointer_cast<QvDbXt>(CreateObject(u"KivDbXtOle.QvDbXt"));
   ASSERT_TRUE(qv);
-  EXPECT_FALSE(qv->Db_Compact(t.name));
-  EXPECT_FALSE(qv->Db_Repair(t.name));
-  EXPECT_TRUE(qv->Db_CompactEx(t.dir.File("missing.mdb"), Variant::Missing(), 32));
-  if (old_tmp)
-    setenv("TMPDIR", saved.c_str(), 1);
-  else
-    unsetenv("TMPDIR");
-  EXPECT_EQ(Last_Error(), 3024);
-  EXPECT_EQ(LastErrorRecord().Source, u"QvDbXtMod.DbCompact");
+  {
+    const kivtest::EnvVar tmpdir("TMPDIR", t.dir.path().c_str());
+    EXPECT_FALSE(qv->Db_Compact(t.name));
+    EXPECT_FALSE(qv->Db_Repair(t.name));
+    EXPECT_TRUE(qv->Db_CompactEx(t.dir.File("missing.mdb"), Variant::Missing(), 32));
+  }
+  EXPECT_EQ(LastRecorded(), Recorded(3024, u"QvDbXtMod.DbCompact"));
 
   EXPECT_LT(FileLength(t.name) * 4, before);
   std::vector<std::string> left;

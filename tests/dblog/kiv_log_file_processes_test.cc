@@ -1,7 +1,6 @@
 // Several processes reporting into one event log file at once.
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,6 +12,7 @@
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_file.h"
 #include "platform/vb_convert.h"
+#include "sqlite_rows.h"
 #include "support/temp_dir.h"
 
 namespace kiv {
@@ -22,15 +22,16 @@ using kivtest::TempDir;
 
 constexpr int kPerProcess = 2000;
 
-// Reports kPerProcess events from a child process; the child's exit code is its failure count.
-pid_t Reporter(const String& file, bool keep_alive) {
+// Reports `count` events (ids 0, 1, ...) from a child process, closing the log at the end when
+// asked; the child's exit code is its failure count.
+pid_t Reporter(const String& file, bool keep_alive, int count = kPerProcess, bool close = false) {
   pid_t pid = fork();
   if (pid != 0) return pid;
   int failures = 0;
   {
     KivLogFile log;
     if (log.OpenEventLog(file, keep_alive)) _exit(100);
-    for (int i = 0; i < kPerProcess; ++i) {
+    for (int i = 0; i < count; ++i) {
       if (log.ReportEvent(u"P", u"Aevent", 2, u"", i)) {
         ++failures;
         ErrorRecord r = LastErrorRecord();
@@ -38,8 +39,19 @@ pid_t Reporter(const String& file, bool keep_alive) {
                      ToUtf8(r.Description).c_str(), ToUtf8(r.Source).c_str());
       }
     }
+    if (close && log.CloseEventLog()) ++failures;
   }
   _exit(failures > 99 ? 99 : failures);
+}
+
+// Waits for the reporters; each must have reported every event.
+void ExpectAllReported(const std::vector<pid_t>& pids) {
+  for (pid_t p : pids) {
+    int status = 0;
+    waitpid(p, &status, 0);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0) << "reports that failed in one process";
+  }
 }
 
 int32_t CountWhere(KivLogFile& log, const String& where) {
@@ -48,13 +60,7 @@ int32_t CountWhere(KivLogFile& log, const String& where) {
 }
 
 void RunTwo(const String& file, bool keep_alive) {
-  pid_t a = Reporter(file, keep_alive), b = Reporter(file, keep_alive);
-  for (pid_t p : {a, b}) {
-    int status = 0;
-    waitpid(p, &status, 0);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0) << "reports that failed in one process";
-  }
+  ExpectAllReported({Reporter(file, keep_alive), Reporter(file, keep_alive)});
 }
 
 void ExpectLastChangeIsARecord(KivLogFile& log) {
@@ -105,26 +111,11 @@ struct FileState {
 
 FileState Inspect(const String& file) {
   FileState st;
-  sqlite3* db = nullptr;
-  sqlite3_open_v2(ToUtf8(file).c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
-  sqlite3_busy_timeout(db, 10000);
-  sqlite3_stmt* q = nullptr;
-  sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &q, nullptr);
-  while (sqlite3_step(q) == SQLITE_ROW) {
-    st.integrity += reinterpret_cast<const char*>(sqlite3_column_text(q, 0));
+  for (const auto& row : SqlRows(file, "PRAGMA integrity_check")) st.integrity += row[0];
+  for (const auto& row : SqlRows(file, "SELECT KEY, VALUE FROM PARMS")) {
+    st.parms.emplace(row[0], row[1]);
   }
-  sqlite3_finalize(q);
-  sqlite3_prepare_v2(db, "SELECT KEY, VALUE FROM PARMS", -1, &q, nullptr);
-  while (sqlite3_step(q) == SQLITE_ROW) {
-    const auto* v = sqlite3_column_text(q, 1);
-    st.parms.emplace(reinterpret_cast<const char*>(sqlite3_column_text(q, 0)),
-                     v ? reinterpret_cast<const char*>(v) : "");
-  }
-  sqlite3_finalize(q);
-  sqlite3_prepare_v2(db, "SELECT count(*) FROM EVENTS", -1, &q, nullptr);
-  if (sqlite3_step(q) == SQLITE_ROW) st.events = sqlite3_column_int(q, 0);
-  sqlite3_finalize(q);
-  sqlite3_close(db);
+  st.events = std::stoi(SqlRows(file, "SELECT count(*) FROM EVENTS").at(0).at(0));
   return st;
 }
 
@@ -146,26 +137,8 @@ TEST(ManyProcesses, WrappingTrimsOneAtATimeAndKeepsOneParameterRowPerKey) {
   }
   constexpr int kProcesses = 4, kReports = 150;
   std::vector<pid_t> pids;
-  for (int p = 0; p < kProcesses; ++p) {
-    pid_t pid = fork();
-    if (pid == 0) {
-      int failures = 0;
-      {
-        KivLogFile log;
-        if (log.OpenEventLog(file, p % 2 == 0)) _exit(100);
-        for (int i = 0; i < kReports; ++i) failures += log.ReportEvent(u"P", u"Ax", 2, u"", i);
-        if (log.CloseEventLog()) ++failures;
-      }
-      _exit(failures > 99 ? 99 : failures);
-    }
-    pids.push_back(pid);
-  }
-  for (pid_t pid : pids) {
-    int status = 0;
-    waitpid(pid, &status, 0);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0) << "reports that failed in one process";
-  }
+  for (int p = 0; p < kProcesses; ++p) pids.push_back(Reporter(file, p % 2 == 0, kReports, true));
+  ExpectAllReported(pids);
   const FileState st = Inspect(file);
   EXPECT_EQ(st.integrity, "ok");
   EXPECT_GE(st.events, 50);

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <functional>
 #include <map>
 
 #include "kivdbxt/dao.h"
@@ -14,12 +15,15 @@
 #include "platform/clock.h"
 #include "platform/date.h"
 #include "platform/fs.h"
+#include "support/last_error.h"
 #include "support/temp_dir.h"
 
 namespace kiv {
 namespace {
 
+using kivtest::LastRecorded;
 using kivtest::ReadBytes;
+using kivtest::Recorded;
 using kivtest::TempDir;
 using kivtest::WriteBytes;
 
@@ -38,24 +42,30 @@ std::vector<LOGRECORDTYPE> All(KivLogFile& log) {
   return out;
 }
 
-std::map<String, String> Parms(const String& file) {
+// Every PARMS row, duplicates included; a Null value as "<null>".
+std::multimap<String, String> ParmRows(const String& file) {
   auto db = dao::DBEngine::ForThread()->OpenDatabase(file);
   auto rs = db->OpenRecordset(u"PARMS", dao::dbOpenTable);
-  std::map<String, String> out;
+  std::multimap<String, String> out;
   for (; !rs->EOF_(); rs->MoveNext()) {
     Variant v = rs->Fields()[u"VALUE"]->Value();
-    out[rs->Fields()[u"KEY"]->Value().StringValue()] = v.IsNull() ? u"<null>" : v.StringValue();
+    out.emplace(rs->Fields()[u"KEY"]->Value().StringValue(),
+                v.IsNull() ? u"<null>" : v.StringValue());
   }
   rs->Close();
   db->Close();
   return out;
 }
 
+// The first PARMS row of each key.
+std::map<String, String> Parms(const String& file) {
+  const auto rows = ParmRows(file);
+  return {rows.begin(), rows.end()};
+}
+
+// The last recorded error, description before Source as the calls below read best.
 void ExpectError(int32_t number, const String& description, const String& source) {
-  ErrorRecord r = LastErrorRecord();
-  EXPECT_EQ(r.Number, number);
-  EXPECT_EQ(r.Description, description);
-  EXPECT_EQ(r.Source, source);
+  kivtest::ExpectLastError(number, source, description);
 }
 
 class ClockScope {
@@ -66,10 +76,21 @@ class ClockScope {
   ~ClockScope() { SetClock(nullptr); }
 };
 
-TEST(KivLogFile, CreateWithDefaultsWritesTheSchemaSettingsAndOneRecord) {
+// A log file in a fresh folder, and the object the test drives it with.
+class KivLogFileTest : public testing::Test {
+ protected:
+  void CreateOpen(int32_t max_records, int32_t wrapping, bool keep_alive = false) {
+    ASSERT_FALSE(log.CreateEventLog(file, max_records, wrapping))
+        << ToUtf8(LastErrorRecord().Description);
+    ASSERT_FALSE(log.OpenEventLog(file, keep_alive));
+  }
+
   TempDir dir;
   const String file = dir.File("log.db");
   KivLogFile log;
+};
+
+TEST_F(KivLogFileTest, CreateWithDefaultsWritesTheSchemaSettingsAndOneRecord) {
   ASSERT_FALSE(log.CreateEventLog(file)) << ToUtf8(LastErrorRecord().Description);
   EXPECT_EQ(log.FileName(), file);
   auto parms = Parms(file);
@@ -113,10 +134,7 @@ TEST(KivLogFile, CreateWithDefaultsWritesTheSchemaSettingsAndOneRecord) {
   db->Close();
 }
 
-TEST(KivLogFile, CreateAndSettingsErrorsCarryTheirExactTexts) {
-  TempDir dir;
-  const String file = dir.File("log.db");
-  KivLogFile log;
+TEST_F(KivLogFileTest, CreateAndSettingsErrorsCarryTheirExactTexts) {
   // Each failure stays under the procedure it happened in, not the public operation's.
   EXPECT_TRUE(log.CreateEventLog(file, 99));
   ExpectError(20000, u"Errore nel parametro MaxRecords: Valore minimo=100",
@@ -163,12 +181,8 @@ TEST(KivLogFile, CreateAndSettingsErrorsCarryTheirExactTexts) {
   ExpectError(20000, u"Il parametro Days dev'essere >= 0", u"KivLogFile.PurgeEventLog");
 }
 
-TEST(KivLogFile, OverwriteAsNeededTrimsOneHundredOldestAtATime) {
-  TempDir dir;
-  const String file = dir.File("log.db");
-  KivLogFile log;
-  ASSERT_FALSE(log.CreateEventLog(file, 100, KLFWM_OVERWRITEASNEEDED));
-  ASSERT_FALSE(log.OpenEventLog(file, true));
+TEST_F(KivLogFileTest, OverwriteAsNeededTrimsOneHundredOldestAtATime) {
+  CreateOpen(100, KLFWM_OVERWRITEASNEEDED, true);
   for (int i = 0; Count(log) < 100; ++i) ASSERT_FALSE(log.ReportEvent(u"T", u"Ax"));
   ASSERT_EQ(Count(log), 100);
   ASSERT_FALSE(log.ReportEvent(u"T", u"Alast", EVENTLOG_ERROR_TYPE, u"cat", 77));
@@ -182,12 +196,9 @@ TEST(KivLogFile, OverwriteAsNeededTrimsOneHundredOldestAtATime) {
 }
 
 // Compaction while another writer keeps the log open: that writer's later reports are kept.
-TEST(KivLogFile, CompactionKeepsTheReportsOfWritersHoldingTheLogOpen) {
-  TempDir dir;
-  const String file = dir.File("log.db");
-  KivLogFile log, other;
-  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
-  ASSERT_FALSE(log.OpenEventLog(file, true));
+TEST_F(KivLogFileTest, CompactionKeepsTheReportsOfWritersHoldingTheLogOpen) {
+  KivLogFile other;
+  CreateOpen(1000, KLFWM_DONTOVERWRITE, true);
   ASSERT_FALSE(other.OpenEventLog(file, true));
   const String pad(2000, u'x');
   for (int i = 0; i < 200; ++i) ASSERT_FALSE(log.ReportEvent(u"T", pad));
@@ -226,15 +237,11 @@ TEST(KivLogFile, CompactionKeepsTheReportsOfWritersHoldingTheLogOpen) {
   EXPECT_EQ(rest, expected);
 }
 
-TEST(KivLogFile, OverwriteOlderDeletesByCalendarDaysAndNeverKeepsAll) {
-  TempDir dir;
-  const String file = dir.File("log.db");
+TEST_F(KivLogFileTest, OverwriteOlderDeletesByCalendarDaysAndNeverKeepsAll) {
   const Date today = MakeDate({2025, 6, 20, 9, 0, 0});
   Date now = today - 30;
   ClockScope clock(&now);
-  KivLogFile log;
-  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
-  ASSERT_FALSE(log.OpenEventLog(file, true));
+  CreateOpen(1000, KLFWM_DONTOVERWRITE, true);
   for (int days : {10, 8, 7, 6, 1}) {
     now = today - days + 0.3;  // late that day: only calendar days count
     ASSERT_FALSE(log.ReportEvent(u"T", u"A" + FromUtf8(std::to_string(days))));
@@ -251,12 +258,8 @@ TEST(KivLogFile, OverwriteOlderDeletesByCalendarDaysAndNeverKeepsAll) {
   EXPECT_EQ(Count(log), 5);
 }
 
-TEST(KivLogFile, SubsetPurgeTakesTheCountADynasetGivesBeforeMoveLast) {
-  TempDir dir;
-  const String file = dir.File("log.db");
-  KivLogFile log;
-  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
-  ASSERT_FALSE(log.OpenEventLog(file, true));
+TEST_F(KivLogFileTest, SubsetPurgeTakesTheCountADynasetGivesBeforeMoveLast) {
+  CreateOpen(1000, KLFWM_DONTOVERWRITE, true);
   for (int i = 1; i <= 3; ++i) ASSERT_FALSE(log.ReportEvent(u"X", u"A", 2, String(), i));
   // Right after opening, a dynaset has visited one row: the purge of three matching records
   // removes the oldest one only, then writes its own record.
@@ -270,12 +273,8 @@ TEST(KivLogFile, SubsetPurgeTakesTheCountADynasetGivesBeforeMoveLast) {
   EXPECT_EQ(log.LogRecord().EvRawData, u"AEvent Log Purged");
 }
 
-TEST(KivLogFile, ReportStoresRawDataAndFillsUserAndComputer) {
-  TempDir dir;
-  const String file = dir.File("log.db");
-  KivLogFile log;
-  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
-  ASSERT_FALSE(log.OpenEventLog(file));
+TEST_F(KivLogFileTest, ReportStoresRawDataAndFillsUserAndComputer) {
+  CreateOpen(1000, KLFWM_DONTOVERWRITE);
   String user, computer;
   ASSERT_FALSE(log.ReportEvent(u"S", u"no letter", 2, u"C", 5, user, computer, u"SRV"));
   EXPECT_FALSE(user.empty());
@@ -296,10 +295,7 @@ TEST(KivLogFile, ReportStoresRawDataAndFillsUserAndComputer) {
   EXPECT_EQ(all[3].EvComputer, u"pc");
 }
 
-TEST(KivLogFile, QueryTextsAndPositionedReads) {
-  TempDir dir;
-  const String file = dir.File("log.db");
-  KivLogFile log;
+TEST_F(KivLogFileTest, QueryTextsAndPositionedReads) {
   EXPECT_EQ(log.ReadEventLogQueryStr(), u"select * from EVENTS order by DATE");
   EXPECT_EQ(log.ReadEventLogQueryStr(0, 0, u"where TYPE = 1"),
             u"select * from EVENTS where TYPE = 1");
@@ -308,8 +304,7 @@ TEST(KivLogFile, QueryTextsAndPositionedReads) {
   EXPECT_EQ(log.ReadEventLogQueryStr(0, 0, String(), u"order by ID"),
             u"select * from EVENTS order by ID");
 
-  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
-  ASSERT_FALSE(log.OpenEventLog(file, true));
+  CreateOpen(1000, KLFWM_DONTOVERWRITE, true);
   for (int i = 1; i <= 8; ++i) ASSERT_FALSE(log.ReportEvent(u"T", u"A", 2, String(), i));
   // 10 records: Created, Started, ids 1..8 (reported in one second: ordered by ID here).
   const String only = u"where SOURCE = 'T'";
@@ -354,12 +349,8 @@ TEST(KivLogFile, QueryTextsAndPositionedReads) {
               u"KivLogFile.ReadEventLogEx");
 }
 
-TEST(KivLogFile, EmptyLogReadsAnswerNoRecordForEveryFlag) {
-  TempDir dir;
-  const String file = dir.File("log.db");
-  KivLogFile log;
-  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
-  ASSERT_FALSE(log.OpenEventLog(file));
+TEST_F(KivLogFileTest, EmptyLogReadsAnswerNoRecordForEveryFlag) {
+  CreateOpen(1000, KLFWM_DONTOVERWRITE);
   const String none = u"where ID = -1";
   for (int32_t flags = 0; flags <= 3; ++flags) {
     int32_t pos = 0, max = 5;
@@ -370,19 +361,15 @@ TEST(KivLogFile, EmptyLogReadsAnswerNoRecordForEveryFlag) {
   EXPECT_EQ(Count(log), 2);
 }
 
-TEST(KivLogFile, ChangesAreSeenAndNotified) {
-  TempDir dir;
-  const String file = dir.File("log.db");
+TEST_F(KivLogFileTest, ChangesAreSeenAndNotified) {
   struct Seen {
     int32_t unk, type, id;
   };
   std::vector<Seen> seen;
-  KivLogFile log;
   auto token = log.SubscribeEventLogChanged([&](int32_t u, int32_t t, int32_t i) {
     seen.push_back({u, t, i});
   });
-  ASSERT_FALSE(log.CreateEventLog(file, 100, KLFWM_OVERWRITEASNEEDED));
-  ASSERT_FALSE(log.OpenEventLog(file));
+  CreateOpen(100, KLFWM_OVERWRITEASNEEDED);
   EXPECT_TRUE(seen.empty());  // no notice for create or open
 
   int32_t unk = 0;
@@ -418,14 +405,11 @@ TEST(KivLogFile, ChangesAreSeenAndNotified) {
   EXPECT_EQ(all[all.size() - 3].EvRawData, u"AEvent Log Closed");
 }
 
-TEST(KivLogFile, PurgeMovesRecordsIntoTheBackupLogFieldForField) {
-  TempDir dir;
-  const String file = dir.File("log.db");
+TEST_F(KivLogFileTest, PurgeMovesRecordsIntoTheBackupLogFieldForField) {
   const String backup = dir.File("backup.db");
   // One instant for everything: records then sort by date and, within it, by arrival.
   Date now = MakeDate({2025, 6, 20, 9, 0, 0});
   ClockScope clock(&now);
-  KivLogFile log;
   ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE, 7, backup));
   ASSERT_FALSE(log.OpenEventLog(file, true));
   ASSERT_FALSE(log.ReportEventEx(u"S", u"\x01\xff", RWDT_BINARY, 8, u"cat", 3, u"u", u"c", u"v"));
@@ -467,12 +451,8 @@ TEST(KivLogFile, PurgeMovesRecordsIntoTheBackupLogFieldForField) {
   EXPECT_EQ(All(log).size(), kept);
 }
 
-TEST(KivLogFile, BackupEventLogAsDatabaseAndAsText) {
-  TempDir dir;
-  const String file = dir.File("log.db");
-  KivLogFile log;
-  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
-  ASSERT_FALSE(log.OpenEventLog(file));
+TEST_F(KivLogFileTest, BackupEventLogAsDatabaseAndAsText) {
+  CreateOpen(1000, KLFWM_DONTOVERWRITE);
   ASSERT_FALSE(log.ReportEventEx(u"S", u"line1\r\nline2", RWDT_ASCII, 2, u"c", 9, u"u", u"pc"));
   ASSERT_FALSE(log.Backup(dir.File("copy.db")));
   KivLogFile copy;
@@ -494,15 +474,12 @@ TEST(KivLogFile, BackupEventLogAsDatabaseAndAsText) {
   EXPECT_EQ(one.find("UNK=", 1), std::string::npos);  // exactly one record
 }
 
-TEST(KivLogFile, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
-  TempDir dir;
-  KivLogFile log;
+TEST_F(KivLogFileTest, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
   log.RetryWaitMilliseconds(1);
   const std::string junk = "this is not a database at all\r\n" + std::string(5000, '\x7f');
   WriteBytes(dir.FileU8("junk.db"), junk);
   EXPECT_TRUE(log.OpenEventLog(dir.File("junk.db")));
-  EXPECT_EQ(Last_Error(), 3343);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.OpenLog");
+  EXPECT_EQ(LastRecorded(), Recorded(3343, u"KivLogFile.OpenLog"));
   EXPECT_EQ(ReadBytes(dir.FileU8("junk.db")), junk);
 
   // A database without PARMS.
@@ -514,12 +491,10 @@ TEST(KivLogFile, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
   }
   const std::string before = ReadBytes(ToUtf8(other));
   EXPECT_TRUE(log.OpenEventLog(other));
-  EXPECT_EQ(Last_Error(), 3078);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.OpenLog");  // opening EVENTS
+  EXPECT_EQ(LastRecorded(), Recorded(3078, u"KivLogFile.OpenLog"));  // opening EVENTS
   EXPECT_EQ(ReadBytes(ToUtf8(other)), before);
 
   // PARMS without WRAPPING.
-  const String file = dir.File("log.db");
   ASSERT_FALSE(log.CreateEventLog(file));
   {
     auto db = dao::DBEngine::ForThread()->OpenDatabase(file);
@@ -529,8 +504,7 @@ TEST(KivLogFile, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
   EXPECT_TRUE(log.OpenEventLog(file));
   ExpectError(20000, u"Il parametro WRAPPINGnon esiste.", u"KivLogFile.ParmRead");
   EXPECT_TRUE(log.OpenEventLog(dir.File("missing.db")));
-  EXPECT_EQ(Last_Error(), 3024);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.OpenLog");
+  EXPECT_EQ(LastRecorded(), Recorded(3024, u"KivLogFile.OpenLog"));
   EXPECT_FALSE(FileExists(dir.File("missing.db")));  // opening never creates
 
   // A log that disappears under an open object: the report fails where the open failed.
@@ -539,16 +513,12 @@ TEST(KivLogFile, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
   ASSERT_FALSE(log.OpenEventLog(gone));
   ASSERT_TRUE(RemoveFile(gone));
   EXPECT_TRUE(log.ReportEvent(u"S", u"Ax"));
-  EXPECT_EQ(Last_Error(), 3024);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.OpenLog");
+  EXPECT_EQ(LastRecorded(), Recorded(3024, u"KivLogFile.OpenLog"));
 }
 
 // Rows added twice by older versions: reads take the first, and the next write of the key leaves
 // one row.
-TEST(KivLogFile, DuplicateParameterRowsAreReadFirstAndMendedByTheNextWrite) {
-  TempDir dir;
-  const String file = dir.File("log.db");
-  KivLogFile log;
+TEST_F(KivLogFileTest, DuplicateParameterRowsAreReadFirstAndMendedByTheNextWrite) {
   ASSERT_FALSE(log.CreateEventLog(file, 100, KLFWM_OVERWRITEASNEEDED));
   {
     auto db = dao::DBEngine::ForThread()->OpenDatabase(file);
@@ -564,15 +534,7 @@ TEST(KivLogFile, DuplicateParameterRowsAreReadFirstAndMendedByTheNextWrite) {
   ASSERT_FALSE(log.WrappingSet(KLFWM_OVERWRITEOLDER, 3));
   ASSERT_FALSE(log.PurgeEventLog(1));
   log.CloseEventLog();
-  std::multimap<String, String> rows;
-  auto db = dao::DBEngine::ForThread()->OpenDatabase(file);
-  auto rs = db->OpenRecordset(u"PARMS", dao::dbOpenTable);
-  for (; !rs->EOF_(); rs->MoveNext()) {
-    rows.emplace(rs->Fields()[u"KEY"]->Value().StringValue(),
-                 rs->Fields()[u"VALUE"]->Value().StringValue());
-  }
-  rs->Close();
-  db->Close();
+  const auto rows = ParmRows(file);
   EXPECT_EQ(rows.count(u"WRAPPING"), 1u);
   EXPECT_EQ(rows.find(u"WRAPPING")->second, u"3");
   EXPECT_EQ(rows.count(u"LOCK") + rows.count(u"lock"), 1u);
@@ -581,16 +543,10 @@ TEST(KivLogFile, DuplicateParameterRowsAreReadFirstAndMendedByTheNextWrite) {
 
 // Looking at a log changes nothing in it, works where the file may only be read, and refuses
 // every change with one clear error.
-TEST(KivLogFile, ReadOnlyOpenWritesNothingAndRefusesChanges) {
-  TempDir dir;
-  const String file = dir.File("log.db");
-  {
-    KivLogFile log;
-    ASSERT_FALSE(log.CreateEventLog(file, 100, KLFWM_OVERWRITEASNEEDED));
-    ASSERT_FALSE(log.OpenEventLog(file));
-    ASSERT_FALSE(log.ReportEvent(u"S", u"Alast one", 2, u"", 42));
-    ASSERT_FALSE(log.CloseEventLog());
-  }
+TEST_F(KivLogFileTest, ReadOnlyOpenWritesNothingAndRefusesChanges) {
+  CreateOpen(100, KLFWM_OVERWRITEASNEEDED);
+  ASSERT_FALSE(log.ReportEvent(u"S", u"Alast one", 2, u"", 42));
+  ASSERT_FALSE(log.CloseEventLog());
   const std::string before = ReadBytes(ToUtf8(file));
   ASSERT_EQ(chmod(ToUtf8(file).c_str(), 0444), 0);
   KivLogFile ro;
@@ -605,17 +561,19 @@ TEST(KivLogFile, ReadOnlyOpenWritesNothingAndRefusesChanges) {
   EXPECT_EQ(ro.CheckEventLogChanges(unk), 0);
   EXPECT_FALSE(ro.WrappingGet(w, d));
 
-  const String refused = u"Il file " + file + u" è aperto in sola lettura.";
-  EXPECT_TRUE(ro.ReportEvent(u"S", u"Ax"));
-  ExpectError(20000, refused, u"KivLogFile.ReportEvent");
-  EXPECT_TRUE(ro.ReportEventEx(u"S", u"x", RWDT_ASCII));
-  ExpectError(20000, refused, u"KivLogFile.ReportEventEx");
-  EXPECT_TRUE(ro.PurgeEventLog(-1));
-  ExpectError(20000, refused, u"KivLogFile.PurgeEventLog");
-  EXPECT_TRUE(ro.MaxRecordsSet(500));
-  ExpectError(20000, refused, u"KivLogFile.ParmWrite");
-  EXPECT_TRUE(ro.CompactEventLog());
-  ExpectError(20000, refused, u"KivLogFile.CompactEventLog");
+  const std::pair<const char16_t*, std::function<bool()>> changes[] = {
+      {u"KivLogFile.ReportEvent", [&] { return ro.ReportEvent(u"S", u"Ax"); }},
+      {u"KivLogFile.ReportEventEx", [&] { return ro.ReportEventEx(u"S", u"x", RWDT_ASCII); }},
+      {u"KivLogFile.PurgeEventLog", [&] { return ro.PurgeEventLog(-1); }},
+      {u"KivLogFile.ParmWrite", [&] { return ro.MaxRecordsSet(500); }},
+      {u"KivLogFile.CompactEventLog", [&] { return ro.CompactEventLog(); }},
+  };
+  for (const auto& [source, change] : changes) {
+    SCOPED_TRACE(ToUtf8(source));
+    ClearLastError();
+    EXPECT_TRUE(change());
+    ExpectError(20000, u"Il file " + file + u" è aperto in sola lettura.", source);
+  }
   EXPECT_FALSE(ro.CloseEventLog());
   EXPECT_EQ(ReadBytes(ToUtf8(file)), before);
 

@@ -6,45 +6,27 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <filesystem>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "kivdbxt/dao.h"
 #include "kivdbxt/kiv_log_file.h"
+#include "support/kivlog_tool.h"
 #include "support/temp_dir.h"
 
 namespace kiv {
 namespace {
 
+using kivtest::JsonLines;
 using kivtest::ReadBytes;
 using kivtest::TempDir;
 
-std::string Tool() {
-  std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe");
-  return (exe.parent_path().parent_path() / "tools/kivlog/kivlog").string();
-}
+std::string Tool() { return kivtest::KivlogPath(); }
 
 std::string RunTool(const std::string& args) {
-  FILE* p = ::popen((Tool() + " " + args + " 2>/dev/null").c_str(), "r");
-  std::string out;
-  char buf[4096];
-  for (size_t n; (n = std::fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
-  ::pclose(p);
-  return out;
-}
-
-std::vector<nlohmann::json> JsonLines(const std::string& text) {
-  std::vector<nlohmann::json> out;
-  size_t start = 0;
-  for (size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
-    if (end > start) out.push_back(nlohmann::json::parse(text.substr(start, end - start)));
-  }
-  return out;
+  return kivtest::RunShell(Tool() + " " + args + " 2>/dev/null");
 }
 
 class KivlogDb : public testing::Test {

@@ -1,7 +1,6 @@
 // What a report leaves in the file, read back with SQLite itself: each field's storage class and
 // bytes, the LASTCHANGE row and the row counter, and nothing at all from a report that failed.
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
 #include <string>
 #include <vector>
@@ -9,41 +8,13 @@
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_file.h"
 #include "platform/clock.h"
+#include "sqlite_rows.h"
 #include "support/temp_dir.h"
 
 namespace kiv {
 namespace {
 
 using kivtest::TempDir;
-
-// The rows of one query, each column as "type:text" (blobs in hexadecimal).
-std::vector<std::vector<std::string>> Query(const String& file, const char* sql) {
-  sqlite3* db = nullptr;
-  sqlite3_open_v2(ToUtf8(file).c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
-  sqlite3_stmt* q = nullptr;
-  EXPECT_EQ(sqlite3_prepare_v2(db, sql, -1, &q, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
-  std::vector<std::vector<std::string>> rows;
-  while (q && sqlite3_step(q) == SQLITE_ROW) {
-    std::vector<std::string> row;
-    for (int i = 0; i < sqlite3_column_count(q); ++i) {
-      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(q, i));
-      row.push_back(text ? text : "<null>");
-    }
-    rows.push_back(std::move(row));
-  }
-  sqlite3_finalize(q);
-  sqlite3_close(db);
-  return rows;
-}
-
-void Execute(const String& file, const char* sql) {
-  sqlite3* db = nullptr;
-  sqlite3_open_v2(ToUtf8(file).c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
-  char* err = nullptr;
-  EXPECT_EQ(sqlite3_exec(db, sql, nullptr, nullptr, &err), SQLITE_OK) << (err ? err : "");
-  sqlite3_free(err);
-  sqlite3_close(db);
-}
 
 class FixedClock {
  public:
@@ -72,7 +43,7 @@ TEST(ReportRow, EachFieldIsStoredWithItsTypeAndBytes) {
   ASSERT_FALSE(
       log.ReportEventEx(u"S2", u"\u20ac", RWDT_BINARY, 1, String(300, u'\u00e8'), -5, u"u", u"pc"));
   ASSERT_FALSE(log.ReportEvent(u"S3", String(), 2, String(), 0, u"u", u"pc"));
-  const auto rows = Query(file, kRowQuery);
+  const auto rows = SqlRows(file, kRowQuery);
   ASSERT_EQ(rows.size(), 3u);
 
   const std::vector<std::string> first = {"real:45000.75", "integer:4",  "text:C", "integer:9",
@@ -91,12 +62,12 @@ TEST(ReportRow, EachFieldIsStoredWithItsTypeAndBytes) {
   EXPECT_EQ(rows[2][2], "text:");
 
   // LASTCHANGE holds the UNK of the last report, in one row; the row counter follows the table.
-  const auto last = Query(file, "SELECT VALUE FROM PARMS WHERE KEY = 'LASTCHANGE'");
+  const auto last = SqlRows(file, "SELECT VALUE FROM PARMS WHERE KEY = 'LASTCHANGE'");
   ASSERT_EQ(last.size(), 1u);
   EXPECT_EQ(last[0][0], rows[2][10]);
-  EXPECT_EQ(Query(file,
-                  "SELECT n = (SELECT count(*) FROM EVENTS) FROM MSysRowCounts WHERE name = "
-                  "'EVENTS'"),
+  EXPECT_EQ(SqlRows(file,
+                    "SELECT n = (SELECT count(*) FROM EVENTS) FROM MSysRowCounts WHERE name = "
+                    "'EVENTS'"),
             (std::vector<std::vector<std::string>>{{"1"}}));
 }
 
@@ -109,20 +80,21 @@ TEST(ReportRow, RefusedReportLeavesNothingAndTheNextOneIsStored) {
   ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
   ASSERT_FALSE(log.OpenEventLog(file, true));
   ASSERT_FALSE(log.ReportEvent(u"OK", u"Afirst"));
-  Execute(file,
+  SqlRows(file,
           "CREATE TRIGGER refuse BEFORE INSERT ON EVENTS WHEN NEW.SOURCE = 'BAD' BEGIN "
           "SELECT RAISE(ABORT, 'refused'); END");
-  const auto before = Query(file, "SELECT VALUE FROM PARMS WHERE KEY = 'LASTCHANGE'");
-  const auto count = Query(file, "SELECT count(*) FROM EVENTS");
+  const auto before = SqlRows(file, "SELECT VALUE FROM PARMS WHERE KEY = 'LASTCHANGE'");
+  const auto count = SqlRows(file, "SELECT count(*) FROM EVENTS");
 
   EXPECT_TRUE(log.ReportEvent(u"BAD", u"Ano"));
   EXPECT_NE(Last_Error(), 0);
   EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.ReportEvent");
-  EXPECT_EQ(Query(file, "SELECT VALUE FROM PARMS WHERE KEY = 'LASTCHANGE'"), before);
-  EXPECT_EQ(Query(file, "SELECT count(*) FROM EVENTS"), count);
+  EXPECT_EQ(SqlRows(file, "SELECT VALUE FROM PARMS WHERE KEY = 'LASTCHANGE'"), before);
+  EXPECT_EQ(SqlRows(file, "SELECT count(*) FROM EVENTS"), count);
 
   ASSERT_FALSE(log.ReportEvent(u"OK", u"Asecond")) << ToUtf8(LastErrorRecord().Description);
-  const auto ok = Query(file, "SELECT hex(RAWDATA) FROM EVENTS WHERE SOURCE = 'OK' ORDER BY rowid");
+  const auto ok =
+      SqlRows(file, "SELECT hex(RAWDATA) FROM EVENTS WHERE SOURCE = 'OK' ORDER BY rowid");
   EXPECT_EQ(ok, (std::vector<std::vector<std::string>>{{"416669727374"}, {"417365636F6E64"}}));
   ASSERT_FALSE(log.CloseEventLog());
 }

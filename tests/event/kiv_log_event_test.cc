@@ -7,6 +7,7 @@
 #include "platform/date.h"
 #include "platform/file_table.h"
 #include "platform/locale.h"
+#include "support/last_error.h"
 #include "support/temp_dir.h"
 
 namespace kiv {
@@ -160,10 +161,7 @@ TEST(KivLogEvent, LoadFailuresRecordTheirErrorAndStopWhereReadingStopped) {
     KivLogEvent e;
     int64_t loc = 0;
     EXPECT_TRUE(LoadFrom(dir, c.text, e, &loc));
-    ErrorRecord r = LastErrorRecord();
-    EXPECT_EQ(r.Number, c.number);
-    EXPECT_EQ(r.Description, c.description);
-    EXPECT_EQ(r.Source, u"KivLogEvent.Load");
+    kivtest::ExpectLastError(c.number, u"KivLogEvent.Load", c.description);
     EXPECT_EQ(loc, c.loc);
   }
   // Fields read before the failure keep their new values; "END=anything" ends a record.
@@ -221,8 +219,7 @@ TEST(KivLogEvent, SaveOnABadFileFailsWithItsSource) {
   KivLogEvent e;
   int32_t bad = 400;
   EXPECT_TRUE(e.Save(bad));
-  EXPECT_EQ(Last_Error(), 52);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivLogEvent.Save");
+  EXPECT_EQ(kivtest::LastRecorded(), kivtest::Recorded(52, u"KivLogEvent.Save"));
   TempDir dir;
   WriteBytes(dir.FileU8("r"), "");
   int32_t h = FileOpenNext(dir.File("r"), FileMode::Input, ShareLock::Shared);

@@ -7,6 +7,7 @@
 #include "frame/guard.h"
 #include "frame/run_error.h"
 #include "kivdbxt/error.h"
+#include "support/last_error.h"
 
 namespace kiv {
 namespace {
@@ -98,10 +99,7 @@ TEST(Guard, ReturnsErrorValueRecordsSourceAndKeepsFirstErrorThroughCleanup) {
       });
   EXPECT_TRUE(result);
   EXPECT_TRUE(cleaned);
-  ErrorRecord r = LastErrorRecord();
-  EXPECT_EQ(r.Number, 62);
-  EXPECT_EQ(r.Description, u"Input past end of file");
-  EXPECT_EQ(r.Source, u"QvDbXtMod.Blob_Init");
+  kivtest::ExpectLastError(62, u"QvDbXtMod.Blob_Init", u"Input past end of file");
 
   // Success leaves the recorded error alone and returns the body's value.
   EXPECT_EQ(Guard(u"X.Y", -1, [] { return 7; }), 7);
@@ -147,8 +145,7 @@ TEST(ErrorState, IsPerThread) {
   t.join();
   EXPECT_EQ(other_before, 0);
   EXPECT_EQ(other_after, 53);
-  EXPECT_EQ(Last_Error(), 9);
-  EXPECT_EQ(LastErrorRecord().Source, u"Main.Thread");
+  EXPECT_EQ(kivtest::LastRecorded(), kivtest::Recorded(9, u"Main.Thread"));
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // Folders, listing, names, unique numbers, the registry shim and the collection.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <set>
 #include <thread>
 
@@ -9,6 +8,7 @@
 #include "kivdbxt/error.h"
 #include "platform/fs.h"
 #include "platform/system.h"
+#include "support/env_var.h"
 #include "support/temp_dir.h"
 
 namespace kiv {
@@ -82,18 +82,15 @@ TEST(UniqueNumbers, DistinctAndPositiveAcrossThreads) {
 
 TEST(Registry, ProgramFilesDirComesFromTheEnvironment) {
   String out;
-  setenv("KIV_PROGRAMFILESDIR", "/opt/pf", 1);
-  EXPECT_TRUE(RegistryReadString(RegistryRoot::LocalMachine,
-                                 u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion",
-                                 u"ProgramFilesDir", out));
-  EXPECT_EQ(out, u"/opt/pf");
-  unsetenv("KIV_PROGRAMFILESDIR");
-  setenv("XDG_DATA_HOME", "/xdg", 1);
-  EXPECT_TRUE(RegistryReadString(RegistryRoot::LocalMachine,
-                                 u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion",
-                                 u"ProgramFilesDir", out));
-  EXPECT_EQ(out, u"/xdg");
-  unsetenv("XDG_DATA_HOME");
+  // $KIV_PROGRAMFILESDIR first, then $XDG_DATA_HOME.
+  const kivtest::EnvVar xdg("XDG_DATA_HOME", "/xdg");
+  for (const char* pf : {"/opt/pf", static_cast<const char*>(nullptr)}) {
+    const kivtest::EnvVar env("KIV_PROGRAMFILESDIR", pf);
+    EXPECT_TRUE(RegistryReadString(RegistryRoot::LocalMachine,
+                                   u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion",
+                                   u"ProgramFilesDir", out));
+    EXPECT_EQ(out, pf ? u"/opt/pf" : u"/xdg");
+  }
   EXPECT_FALSE(RegistryReadString(RegistryRoot::LocalMachine, u"SOFTWARE\\Other", u"X", out));
   EXPECT_FALSE(UserName().empty());
   EXPECT_FALSE(ComputerName().empty());

@@ -7,6 +7,7 @@
 #include "kivdbxt/err.h"
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_event.h"
+#include "support/last_error.h"
 #include "support/temp_dir.h"
 
 namespace kiv {
@@ -44,8 +45,7 @@ TEST(FileNumbers, EventsSavedAndLoadedOnAClientsNumbers) {
   EXPECT_EQ(back.EvUnk(), 2);
   EXPECT_TRUE(EOF_(n));
   EXPECT_TRUE(back.Load(n));  // past the end
-  EXPECT_EQ(Last_Error(), 62);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivLogEvent.Load");
+  EXPECT_EQ(kivtest::LastRecorded(), kivtest::Recorded(62, u"KivLogEvent.Load"));
   FileClose(n);
 
   // Append adds at the end; Output empties the file first.

@@ -1,11 +1,6 @@
 // kivlog sector, run as a user runs it.
-#include <sys/wait.h>
-
-#include <cstdio>
-#include <filesystem>
-#include <nlohmann/json.hpp>
-
 #include "sector_support.h"
+#include "support/kivlog_tool.h"
 
 namespace kiv::testing {
 namespace {
@@ -13,24 +8,17 @@ namespace {
 class KivlogSectorCliTest : public SectorTest {
  protected:
   void SetUp() override {
-    std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe");
-    tool_ = (exe.parent_path().parent_path() / "tools/kivlog/kivlog").string();
     if (!std::filesystem::exists(tool_)) GTEST_SKIP() << "kivlog not built";
   }
 
   // Runs kivlog with input on its standard input; returns its standard output.
   std::string Run(const std::string& args, const std::string& input, int& rc) {
     kivtest::WriteBytes(dir.FileU8("input"), input);
-    const std::string cmd = tool_ + " " + args + " < '" + dir.FileU8("input") + "' 2>/dev/null";
-    FILE* p = ::popen(cmd.c_str(), "r");
-    std::string out;
-    char buf[4096];
-    for (size_t n; (n = std::fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
-    rc = WEXITSTATUS(::pclose(p));
-    return out;
+    return kivtest::RunShell(tool_ + " " + args + " < '" + dir.FileU8("input") + "' 2>/dev/null",
+                             &rc);
   }
 
-  std::string tool_;
+  const std::string tool_ = kivtest::KivlogPath();
 };
 
 TEST_F(KivlogSectorCliTest, PutGetListRemoveCompactVerify) {

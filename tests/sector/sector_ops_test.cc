@@ -1,14 +1,18 @@
 // Every operation of KivSector, its messages, and round trips of text and bytes.
-#include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <regex>
 
 #include "sector_support.h"
+#include "support/env_var.h"
+#include "support/last_error.h"
 
 namespace kiv::testing {
 namespace {
 
+using kivtest::LastRecorded;
 using kivtest::ReadBytes;
+using kivtest::Recorded;
 
 using SectorOpsTest = SectorTest;
 
@@ -16,37 +20,34 @@ TEST_F(SectorOpsTest, OperationsBeforeOpenAndOnMissingRecordsFailWithTheirMessag
   KivSector s;
   int32_t id = 0;
   String text;
-  std::vector<uint8_t> bytes;
   int64_t length = 0;
   Date modified = 0;
   auto ids = std::make_shared<Collection>();
   const String not_open = u"Archivio di settori non aperto.";
-  EXPECT_TRUE(s.SectorWrite(id, u"x"));
-  ExpectError(u"KivSector.SectorWrite", not_open);
-  EXPECT_TRUE(s.SectorRead(1, text));
-  ExpectError(u"KivSector.SectorRead", not_open);
-  EXPECT_TRUE(s.SectorDelete(1));
-  ExpectError(u"KivSector.SectorDelete", not_open);
-  EXPECT_TRUE(s.SectorInfo(1, length, modified));
-  ExpectError(u"KivSector.SectorInfo", not_open);
-  EXPECT_TRUE(s.SectorList(ids));
-  ExpectError(u"KivSector.SectorList", not_open);
-  EXPECT_TRUE(s.SectorFlush());
-  ExpectError(u"KivSector.SectorFlush", not_open);
-  EXPECT_TRUE(s.SectorCompact());
-  ExpectError(u"KivSector.SectorCompact", not_open);
-  EXPECT_TRUE(s.SectorVerify(ids));
-  ExpectError(u"KivSector.SectorVerify", not_open);
-  EXPECT_EQ(s.Records(), 0);
-  ExpectError(u"KivSector.Records", not_open);
+  const std::pair<const char16_t*, std::function<bool()>> calls[] = {
+      {u"KivSector.SectorWrite", [&] { return s.SectorWrite(id, u"x"); }},
+      {u"KivSector.SectorRead", [&] { return s.SectorRead(1, text); }},
+      {u"KivSector.SectorDelete", [&] { return s.SectorDelete(1); }},
+      {u"KivSector.SectorInfo", [&] { return s.SectorInfo(1, length, modified); }},
+      {u"KivSector.SectorList", [&] { return s.SectorList(ids); }},
+      {u"KivSector.SectorFlush", [&] { return s.SectorFlush(); }},
+      {u"KivSector.SectorCompact", [&] { return s.SectorCompact(); }},
+      {u"KivSector.SectorVerify", [&] { return s.SectorVerify(ids); }},
+      {u"KivSector.Records", [&] { return s.Records() == 0; }},
+  };
+  for (const auto& [source, call] : calls) {
+    SCOPED_TRACE(ToUtf8(source));
+    ClearLastError();
+    EXPECT_TRUE(call());
+    ExpectError(source, not_open);
+  }
   EXPECT_FALSE(s.SectorClose());  // closing a closed store does nothing
   EXPECT_EQ(s.FileName(), u"");
   EXPECT_EQ(s.SectorSize(), 0);
 
   // Create: sizes, and a store that exists (any one of its files).
   EXPECT_TRUE(s.SectorCreate(base, 100));
-  EXPECT_EQ(LastErrorRecord().Number, 5);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivSector.SectorCreate");
+  EXPECT_EQ(LastRecorded(), Recorded(5, u"KivSector.SectorCreate"));
   EXPECT_TRUE(s.SectorCreate(base, 131072));
   EXPECT_EQ(LastErrorRecord().Number, 5);
   kivtest::WriteBytes(File(".QVS"), "");
@@ -59,8 +60,7 @@ TEST_F(SectorOpsTest, OperationsBeforeOpenAndOnMissingRecordsFailWithTheirMessag
 
   // Open: a missing store, a file that is not a store.
   EXPECT_TRUE(s.SectorOpen(dir.File("none")));
-  EXPECT_EQ(LastErrorRecord().Number, 53);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivSector.SectorOpen");
+  EXPECT_EQ(LastRecorded(), Recorded(53, u"KivSector.SectorOpen"));
   ASSERT_FALSE(s.SectorCreate(dir.File("junk"), 512));
   kivtest::WriteBytes(dir.FileU8("junk.QVD"), std::string(64, 'j'));
   EXPECT_TRUE(s.SectorOpen(dir.File("junk")));
@@ -136,8 +136,7 @@ TEST_F(SectorOpsTest, ListInfoRecordsFlushAndReadOnly) {
   EXPECT_EQ(text, String(1200, u'e'));
   int32_t rid = 0;
   EXPECT_TRUE(reader.SectorWrite(rid, u"no"));
-  EXPECT_EQ(LastErrorRecord().Number, 54);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivSector.SectorWrite");
+  EXPECT_EQ(LastRecorded(), Recorded(54, u"KivSector.SectorWrite"));
   EXPECT_TRUE(reader.SectorDelete(1));
   EXPECT_EQ(LastErrorRecord().Number, 54);
   EXPECT_TRUE(reader.SectorCompact());
@@ -208,9 +207,7 @@ TEST_F(SectorOpsTest, RewritesOfAnotherSizeAndEveryKindOfDataRoundTrip) {
   ASSERT_FALSE(s.SectorRead(other, got));
   EXPECT_EQ(got, u"neighbour");
   EXPECT_LE(ReadBytes(File(".QVS")).size(), 128u * 128);
-  auto damaged = std::make_shared<Collection>();
-  ASSERT_FALSE(s.SectorVerify(damaged));
-  EXPECT_EQ(damaged->Count(), 0);
+  EXPECT_EQ(DamagedCount(s), 0);
 }
 
 TEST_F(SectorOpsTest, ALargeRecordRoundTripsInPieces) {
@@ -233,9 +230,7 @@ TEST_F(SectorOpsTest, ALargeRecordRoundTripsInPieces) {
   String back;
   ASSERT_FALSE(s.SectorRead(id, back));
   EXPECT_TRUE(back == text);
-  auto damaged = std::make_shared<Collection>();
-  ASSERT_FALSE(s.SectorVerify(damaged));
-  EXPECT_EQ(damaged->Count(), 0);
+  EXPECT_EQ(DamagedCount(s), 0);
   ASSERT_FALSE(s.SectorCompact());
   ASSERT_FALSE(s.SectorRead(id, back));
   EXPECT_TRUE(back == text);
@@ -243,7 +238,7 @@ TEST_F(SectorOpsTest, ALargeRecordRoundTripsInPieces) {
 }
 
 TEST_F(SectorOpsTest, DebugWritesOneLinePerOperationToTheProgramsLog) {
-  ::setenv("KIV_PROGRAMFILESDIR", dir.path().c_str(), 1);
+  const kivtest::EnvVar programs("KIV_PROGRAMFILESDIR", dir.path().c_str());
   KivSector s;
   s.Debug(true);
   EXPECT_TRUE(s.Debug());
@@ -255,7 +250,6 @@ TEST_F(SectorOpsTest, DebugWritesOneLinePerOperationToTheProgramsLog) {
   ExpectError(u"KivSector.SectorRead", u"Il record 9 non esiste.");  // the log leaves it alone
   s.Debug(false);
   ASSERT_FALSE(s.SectorRead(id, text));
-  ::unsetenv("KIV_PROGRAMFILESDIR");
 
   std::ifstream in(dir.FileU8("Q&V/Log/" + std::string(program_invocation_short_name) + ".log"));
   std::vector<std::string> lines;

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "kivdbxt/kivdbxt.h"
+#include "support/last_error.h"
 #include "support/temp_dir.h"
 
 namespace kiv::testing {
@@ -77,12 +78,15 @@ class SectorTest : public ::testing::Test {
   }
 };
 
+// How many records SectorVerify names as damaged; -1 when the verification itself fails.
+inline int32_t DamagedCount(KivSector& s) {
+  auto damaged = std::make_shared<Collection>();
+  return s.SectorVerify(damaged) ? -1 : damaged->Count();
+}
+
 // The last recorded error is the store's own, with this Source and text.
 inline void ExpectError(const char16_t* source, const String& description) {
-  const ErrorRecord e = LastErrorRecord();
-  EXPECT_EQ(e.Number, 20000);
-  EXPECT_EQ(e.Source, source);
-  EXPECT_EQ(e.Description, description);
+  kivtest::ExpectLastError(20000, source, description);
 }
 
 }  // namespace kiv::testing

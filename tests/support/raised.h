@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 #include "kivdbxt/raised_error.h"
 
@@ -24,6 +25,16 @@ template <class F>
 int32_t NumberRaisedBy(F&& f) {
   auto e = RaisedBy(f);
   return e ? e->number : 0;
+}
+
+// The number and text of the error a call raises.
+using Raised = std::pair<int32_t, kiv::String>;
+
+// What the call raises; {0, ""} when it raises nothing.
+template <class F>
+Raised ErrorRaisedBy(F&& f) {
+  auto e = RaisedBy(f);
+  return e ? Raised{e->number, e->description} : Raised{0, {}};
 }
 
 }  // namespace kivtest
