@@ -23,12 +23,23 @@ std::vector<Run> ConsecutiveRuns(const std::vector<int32_t>& sectors) {
 }
 
 void AllocationTable::MarkFree(int32_t sector) {
-  uint64_t& word = free_bits_[static_cast<size_t>(sector) / 64];
+  const size_t w = static_cast<size_t>(sector) / 64;
   const uint64_t bit = uint64_t{1} << (sector % 64);
-  if (word & bit) return;
-  word |= bit;
+  if (free_bits_[w] & bit) return;
+  free_bits_[w] |= bit;
+  free_words_[w / 64] |= uint64_t{1} << (w % 64);
   ++free_count_;
-  lowest_free_word_ = std::min(lowest_free_word_, static_cast<size_t>(sector) / 64);
+  lowest_free_group_ = std::min(lowest_free_group_, w / 64);
+}
+
+void AllocationTable::RebuildFreeWords() {
+  free_words_.assign((free_bits_.size() + 63) / 64, 0);
+  lowest_free_group_ = free_words_.size();
+  for (size_t w = 0; w < free_bits_.size(); ++w) {
+    if (free_bits_[w] == 0) continue;
+    free_words_[w / 64] |= uint64_t{1} << (w % 64);
+    lowest_free_group_ = std::min(lowest_free_group_, w / 64);
+  }
 }
 
 // One word of the bitmap at a time: a table of millions of entries is reloaded whenever another
@@ -38,7 +49,6 @@ void AllocationTable::Load(std::vector<int32_t> next) {
   const size_t n = next_.size();
   free_bits_.assign((n + 63) / 64, 0);
   free_count_ = 0;
-  lowest_free_word_ = free_bits_.size();
   for (size_t w = 0; w < free_bits_.size(); ++w) {
     const size_t begin = 64 * w, end = std::min(n, begin + 64);
     int32_t free = 0;  // counted first, in a loop the compiler turns into vector compares
@@ -48,8 +58,8 @@ void AllocationTable::Load(std::vector<int32_t> next) {
     for (size_t s = begin; s < end; ++s) bits |= uint64_t{next_[s] == kFreeSector} << (s - begin);
     free_bits_[w] = bits;
     free_count_ += free;
-    lowest_free_word_ = std::min(lowest_free_word_, w);
   }
+  RebuildFreeWords();
   dirty_.clear();
   resized_ = false;
 }
@@ -70,6 +80,7 @@ void AllocationTable::Grow(int32_t at_least) {
   const int32_t from = Sectors();
   next_.resize(static_cast<size_t>(size), kFreeSector);
   free_bits_.resize((next_.size() + 63) / 64, 0);
+  free_words_.resize((free_bits_.size() + 63) / 64, 0);
   for (int32_t s = from; s < size; ++s) {
     MarkFree(s);
     MarkDirty(s);
@@ -81,16 +92,18 @@ std::vector<int32_t> AllocationTable::Allocate(int32_t count) {
   if (FreeCount() < count) Grow(count - FreeCount());
   std::vector<int32_t> chain;
   chain.reserve(count);
-  size_t w = lowest_free_word_;
-  for (; static_cast<int32_t>(chain.size()) < count; ++w) {
+  // The lowest word with a free sector, through the words' own bitmap: a full store of millions
+  // of sectors has its few free ones far apart.
+  while (static_cast<int32_t>(chain.size()) < count) {
+    while (free_words_[lowest_free_group_] == 0) ++lowest_free_group_;
+    const size_t w = 64 * lowest_free_group_ + std::countr_zero(free_words_[lowest_free_group_]);
     uint64_t& word = free_bits_[w];
     while (word != 0 && static_cast<int32_t>(chain.size()) < count) {
       chain.push_back(static_cast<int32_t>(w * 64 + std::countr_zero(word)));
       word &= word - 1;
     }
-    if (word != 0) break;
+    if (word == 0) free_words_[w / 64] &= ~(uint64_t{1} << (w % 64));
   }
-  lowest_free_word_ = w;
   free_count_ -= count;
   for (int32_t i = 0; i < count; ++i) {
     next_[chain[i]] = i + 1 < count ? chain[i + 1] : kEndOfChain;
@@ -120,7 +133,7 @@ void AllocationTable::Shrink(int32_t count) {
   next_.resize(count);
   free_bits_.resize((next_.size() + 63) / 64);
   if (count % 64 != 0) free_bits_.back() &= (uint64_t{1} << (count % 64)) - 1;
-  lowest_free_word_ = std::min(lowest_free_word_, free_bits_.size());
+  RebuildFreeWords();
   std::erase_if(dirty_, [count](int32_t s) { return s >= count; });
   resized_ = true;
 }

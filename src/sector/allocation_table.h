@@ -64,13 +64,16 @@ class AllocationTable {
   void Grow(int32_t at_least);
   void MarkDirty(int32_t sector) { dirty_.push_back(sector); }
   void MarkFree(int32_t sector);
+  void RebuildFreeWords();
 
   std::vector<int32_t> next_;
-  // The free sectors as bits, one per sector: a store of millions of sectors loads, allocates
-  // and frees in time proportional to the words scanned, and in memory that stays in the cache.
+  // The free sectors as bits, one per sector, and the words of those bits that have a free
+  // sector, one bit per word: compact enough to stay in the cache, and the lowest free sector
+  // of millions is found by scanning a few words.
   std::vector<uint64_t> free_bits_;
+  std::vector<uint64_t> free_words_;
   int32_t free_count_ = 0;
-  size_t lowest_free_word_ = 0;  // no word below it has a free sector
+  size_t lowest_free_group_ = 0;  // no word of free_words_ below it is other than zero
   std::vector<int32_t> dirty_;
   bool resized_ = false;
 };
