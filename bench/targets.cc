@@ -55,6 +55,11 @@ int RunWithTargets(int argc, char** argv, const std::vector<Target>& targets) {
       continue;
     }
     const double ratio = measured / baseline;
+    if (t.limit <= 0) {
+      std::printf("ratio: %s: %s / %s = %.2f\n", t.what.c_str(), t.measured.c_str(),
+                  t.baseline.c_str(), ratio);
+      continue;
+    }
     std::printf("target: %s: %s / %s = %.2f (at most %.2f) %s\n", t.what.c_str(),
                 t.measured.c_str(), t.baseline.c_str(), ratio, t.limit,
                 ratio <= t.limit ? "met" : "MISSED");

@@ -11,7 +11,7 @@ struct Target {
   std::string what;      // what the ratio says, for a person
   std::string measured;  // benchmark name, with its arguments ("ReadBackLastPage/1000000")
   std::string baseline;
-  double limit;  // the ratio measured / baseline must not be above it
+  double limit;  // the ratio measured / baseline must not be above it; 0: only reported
 };
 
 // Runs the benchmarks the command line selects, then prints each target whose two benchmarks
