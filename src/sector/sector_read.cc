@@ -26,8 +26,7 @@ bool SectorStore::MappedChain(const DirEntry& entry, std::vector<int32_t>& chain
   FatHeader h;
   auto decode = [&] {
     uint8_t buf[kFatHeaderSize];
-    return table_view_.Copy(0, buf, sizeof buf) && DecodeFatHeader(buf, h) &&
-           h.sector_size == sector_size_ && h.sectors >= 0;
+    return table_view_.Copy(0, buf, sizeof buf) && OwnTableHeader(buf, h);
   };
   if (!decode() || FatOffset(h.sectors) > table_view_.Length()) {
     MapTable();

@@ -153,11 +153,15 @@ bool SectorStore::MappedEntry(int32_t rec_id, DirEntry& entry) const {
 
 // The table holds the header's count of entries, or what the file holds when it is shorter (a
 // cut file: chains into the missing part do not check).
+bool SectorStore::OwnTableHeader(const uint8_t* bytes, FatHeader& header) const {
+  return DecodeFatHeader(bytes, header) && header.sector_size == sector_size_ &&
+         header.sectors >= 0;
+}
+
 void SectorStore::LoadTable() {
   uint8_t buf[kFatHeaderSize];
   FatHeader h;
-  if (fat_.ReadAt(0, buf, sizeof buf) != sizeof buf || !DecodeFatHeader(buf, h) ||
-      h.sector_size != sector_size_ || h.sectors < 0) {
+  if (fat_.ReadAt(0, buf, sizeof buf) != sizeof buf || !OwnTableHeader(buf, h)) {
     RaiseLibrary(NotAStoreMessage(TableFile(base_)));
   }
   const int64_t in_file = std::max<int64_t>(0, (fat_.Size() - kFatHeaderSize) / 4);

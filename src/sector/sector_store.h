@@ -79,6 +79,8 @@ class SectorStore {
   // The read without a lock; false when its result cannot be trusted.
   bool ReadUnlocked(int32_t rec_id, const std::function<uint8_t*(const sector::DirEntry&)>& buffer,
                     sector::DirEntry& entry);
+  // The ".QVF" header in bytes, when it decodes and is of this store's sector size.
+  bool OwnTableHeader(const uint8_t* bytes, sector::FatHeader& header) const;
   void LoadTable();
   void ScanDirectory();
   void ForEachEntry(const EntryVisitor& visit) const;

@@ -25,6 +25,13 @@ int OpenCount(const String& path) {
   return n;
 }
 
+// APP's log in folder, opened with its files kept open; 0 when it cannot be opened.
+int32_t OpenKeepingFiles(KivLog& log, const String& folder) {
+  const int32_t id = log.EventLogOpen(u"APP", folder);
+  if (id != 0) log.EventLogOptions(id, KIVLIOPT_KEEPOPEN);
+  return id;
+}
+
 // Runs `work` in another process and waits for it.
 template <typename F>
 void InAnotherProcess(F work) {
@@ -48,9 +55,8 @@ std::vector<String> Sources(const String& base) {
 TEST_F(LogKeepOpenTest, PurgedOrRenamedFilesAreReopenedAndNothingIsLost) {
   const String base = Base(u"APP");
   KivLog log;
-  const int32_t id = log.EventLogOpen(u"APP", folder);
+  const int32_t id = OpenKeepingFiles(log, folder);
   ASSERT_NE(id, 0);
-  log.EventLogOptions(id, KIVLIOPT_KEEPOPEN);
   ASSERT_FALSE(log.EventLogWrite(id, u"A", u"1"));
   EXPECT_EQ(OpenCount(base + u".ZLG"), 1);
   EXPECT_EQ(OpenCount(base + u".ZLI"), 1);
@@ -134,9 +140,8 @@ TEST_F(LogKeepOpenTest, ADayChangeAndTheObjectsEndCloseTheFiles) {
   const Date next = Day1At() + 1;
   {
     KivLog log;
-    const int32_t id = log.EventLogOpen(u"APP", folder);
+    const int32_t id = OpenKeepingFiles(log, folder);
     ASSERT_NE(id, 0);
-    log.EventLogOptions(id, KIVLIOPT_KEEPOPEN);
     ASSERT_FALSE(log.EventLogWrite(id, u"A", u"1"));
     EXPECT_EQ(OpenCount(day1 + u".ZLG"), 1);
     SetClockTo(next);

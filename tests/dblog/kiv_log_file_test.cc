@@ -12,6 +12,7 @@
 
 #include "kivdbxt/dao.h"
 #include "kivdbxt/error.h"
+#include "log_file_fixture.h"
 #include "platform/clock.h"
 #include "platform/date.h"
 #include "platform/fs.h"
@@ -67,28 +68,6 @@ std::map<String, String> Parms(const String& file) {
 void ExpectError(int32_t number, const String& description, const String& source) {
   kivtest::ExpectLastError(number, source, description);
 }
-
-class ClockScope {
- public:
-  explicit ClockScope(Date* now) {
-    SetClock([now] { return *now; });
-  }
-  ~ClockScope() { SetClock(nullptr); }
-};
-
-// A log file in a fresh folder, and the object the test drives it with.
-class KivLogFileTest : public testing::Test {
- protected:
-  void CreateOpen(int32_t max_records, int32_t wrapping, bool keep_alive = false) {
-    ASSERT_FALSE(log.CreateEventLog(file, max_records, wrapping))
-        << ToUtf8(LastErrorRecord().Description);
-    ASSERT_FALSE(log.OpenEventLog(file, keep_alive));
-  }
-
-  TempDir dir;
-  const String file = dir.File("log.db");
-  KivLogFile log;
-};
 
 TEST_F(KivLogFileTest, CreateWithDefaultsWritesTheSchemaSettingsAndOneRecord) {
   ASSERT_FALSE(log.CreateEventLog(file)) << ToUtf8(LastErrorRecord().Description);

@@ -7,22 +7,13 @@
 
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_file.h"
-#include "platform/clock.h"
+#include "log_file_fixture.h"
 #include "sqlite_rows.h"
-#include "support/temp_dir.h"
 
 namespace kiv {
 namespace {
 
-using kivtest::TempDir;
-
-class FixedClock {
- public:
-  explicit FixedClock(Date now) {
-    SetClock([now] { return now; });
-  }
-  ~FixedClock() { SetClock(nullptr); }
-};
+using ReportRow = KivLogFileTest;
 
 constexpr const char* kRowQuery =
     "SELECT typeof(DATE) || ':' || DATE, typeof(TYPE) || ':' || TYPE, typeof(CATEGORY) || ':' || "
@@ -30,13 +21,10 @@ constexpr const char* kRowQuery =
     "|| SERVER, typeof(RAWDATA) || ':' || hex(RAWDATA), UNK FROM EVENTS WHERE SOURCE <> "
     "'KIVEVENTLOG' ORDER BY rowid";
 
-TEST(ReportRow, EachFieldIsStoredWithItsTypeAndBytes) {
-  TempDir dir;
-  const String file = dir.File("log.db");
-  KivLogFile log;
-  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
-  ASSERT_FALSE(log.OpenEventLog(file, true));
-  const FixedClock clock(45000.75);
+TEST_F(ReportRow, EachFieldIsStoredWithItsTypeAndBytes) {
+  CreateOpen(1000, KLFWM_DONTOVERWRITE, true);
+  Date now = 45000.75;
+  const ClockScope clock(&now);
   // A one-byte text, a text with a character above 255, no raw data at all; a category longer
   // than its field.
   ASSERT_FALSE(log.ReportEvent(u"S1", u"Ab\u00e9", 4, u"C", 9, u"u", u"pc", u"SV"));
@@ -73,12 +61,8 @@ TEST(ReportRow, EachFieldIsStoredWithItsTypeAndBytes) {
 
 // A report the database refuses leaves neither its record nor its LASTCHANGE, and the next
 // report on the same open log is stored as usual.
-TEST(ReportRow, RefusedReportLeavesNothingAndTheNextOneIsStored) {
-  TempDir dir;
-  const String file = dir.File("log.db");
-  KivLogFile log;
-  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
-  ASSERT_FALSE(log.OpenEventLog(file, true));
+TEST_F(ReportRow, RefusedReportLeavesNothingAndTheNextOneIsStored) {
+  CreateOpen(1000, KLFWM_DONTOVERWRITE, true);
   ASSERT_FALSE(log.ReportEvent(u"OK", u"Afirst"));
   SqlRows(file,
           "CREATE TRIGGER refuse BEFORE INSERT ON EVENTS WHEN NEW.SOURCE = 'BAD' BEGIN "
