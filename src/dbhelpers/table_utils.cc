@@ -2,7 +2,7 @@
 // an index switch, bookmarks, free keys, closing, compaction.
 #include "dbhelpers/module_support.h"
 #include "kivdbxt/qv_db_xt_mod.h"
-#include "platform/dao/compact.h"
+#include "dao/compact.h"
 #include "platform/fs.h"
 #include "platform/system.h"
 #include "platform/text_compare.h"

@@ -1,7 +1,7 @@
 #include "dblog/log_insert.h"
 
 #include "dbhelpers/blob_codec.h"
-#include "platform/dao/connection.h"
+#include "dao/connection.h"
 
 namespace kiv {
 namespace {

@@ -1,6 +1,6 @@
 #include "dblog/log_parms.h"
 
-#include "platform/dao/connection.h"
+#include "dao/connection.h"
 
 namespace kiv {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "kivdbxt/dao.h"
-#include "platform/dao/connection.h"
+#include "dao/connection.h"
 #include "platform/text_compare.h"
 
 namespace kiv {

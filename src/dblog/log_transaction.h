@@ -9,7 +9,7 @@
 #include <memory>
 #include <optional>
 
-#include "platform/dao/connection.h"
+#include "dao/connection.h"
 
 namespace kiv {
 

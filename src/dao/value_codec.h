@@ -7,8 +7,8 @@
 #include <sqlite3.h>
 
 #include "kivdbxt/variant.h"
-#include "platform/dao/connection.h"
-#include "platform/dao/schema.h"
+#include "dao/connection.h"
+#include "dao/schema.h"
 
 namespace kiv::dao::detail {
 

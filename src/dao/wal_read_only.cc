@@ -1,10 +1,10 @@
-#include "platform/dao/wal_read_only.h"
+#include "dao/wal_read_only.h"
 
 #include <sqlite3.h>
 
 #include <cstdio>
 
-#include "platform/dao/dao_errors.h"
+#include "dao/dao_errors.h"
 #include "platform/fs.h"
 
 namespace kiv::dao::detail {

@@ -1,4 +1,4 @@
-#include "platform/dao/query_shape.h"
+#include "dao/query_shape.h"
 
 #include <vector>
 

@@ -1,9 +1,9 @@
-#include "platform/dao/schema.h"
+#include "dao/schema.h"
 
 #include <optional>
 
 #include "kivdbxt/dao.h"
-#include "platform/dao/dao_errors.h"
+#include "dao/dao_errors.h"
 #include "platform/text_compare.h"
 
 namespace kiv::dao::detail {

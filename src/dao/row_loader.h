@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "kivdbxt/variant.h"
-#include "platform/dao/chunk_buffer.h"
-#include "platform/dao/connection.h"
-#include "platform/dao/schema.h"
+#include "dao/chunk_buffer.h"
+#include "dao/connection.h"
+#include "dao/schema.h"
 
 namespace kiv::dao::detail {
 

@@ -1,7 +1,7 @@
-#include "platform/dao/table_navigator.h"
+#include "dao/table_navigator.h"
 
-#include "platform/dao/dao_errors.h"
-#include "platform/dao/value_codec.h"
+#include "dao/dao_errors.h"
+#include "dao/value_codec.h"
 
 namespace kiv::dao::detail {
 namespace {

@@ -1,8 +1,8 @@
-#include "platform/dao/row_loader.h"
+#include "dao/row_loader.h"
 
 #include "kivdbxt/dao.h"
-#include "platform/dao/dao_errors.h"
-#include "platform/dao/value_codec.h"
+#include "dao/dao_errors.h"
+#include "dao/value_codec.h"
 
 namespace kiv::dao::detail {
 

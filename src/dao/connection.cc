@@ -1,11 +1,11 @@
-#include "platform/dao/connection.h"
+#include "dao/connection.h"
 
 #include <cstring>
 #include <optional>
 
-#include "platform/dao/dao_errors.h"
-#include "platform/dao/schema.h"
-#include "platform/dao/wal_read_only.h"
+#include "dao/dao_errors.h"
+#include "dao/schema.h"
+#include "dao/wal_read_only.h"
 #include "platform/fs.h"
 #include "platform/text_compare.h"
 

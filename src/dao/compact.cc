@@ -1,9 +1,9 @@
-#include "platform/dao/compact.h"
+#include "dao/compact.h"
 
 #include <sqlite3.h>
 
-#include "platform/dao/dao_errors.h"
-#include "platform/dao/schema.h"
+#include "dao/dao_errors.h"
+#include "dao/schema.h"
 #include "platform/fs.h"
 
 namespace kiv::dao::detail {

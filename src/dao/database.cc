@@ -1,5 +1,5 @@
-#include "platform/dao/dao_errors.h"
-#include "platform/dao/object_cores.h"
+#include "dao/dao_errors.h"
+#include "dao/object_cores.h"
 
 namespace kiv::dao {
 namespace {

@@ -1,6 +1,6 @@
-#include "platform/dao/dao_errors.h"
-#include "platform/dao/object_cores.h"
-#include "platform/dao/value_codec.h"
+#include "dao/dao_errors.h"
+#include "dao/object_cores.h"
+#include "dao/value_codec.h"
 
 namespace kiv::dao {
 namespace {

@@ -1,6 +1,6 @@
-#include "platform/dao/query_navigator.h"
+#include "dao/query_navigator.h"
 
-#include "platform/dao/value_codec.h"
+#include "dao/value_codec.h"
 
 namespace kiv::dao::detail {
 

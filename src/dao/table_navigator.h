@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/dao/navigator.h"
+#include "dao/navigator.h"
 
 namespace kiv::dao::detail {
 

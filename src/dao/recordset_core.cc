@@ -1,11 +1,11 @@
-#include "platform/dao/recordset_core.h"
+#include "dao/recordset_core.h"
 
 #include "kivdbxt/dao.h"
-#include "platform/dao/dao_errors.h"
-#include "platform/dao/query_navigator.h"
-#include "platform/dao/query_shape.h"
-#include "platform/dao/table_navigator.h"
-#include "platform/dao/value_codec.h"
+#include "dao/dao_errors.h"
+#include "dao/query_navigator.h"
+#include "dao/query_shape.h"
+#include "dao/table_navigator.h"
+#include "dao/value_codec.h"
 #include "platform/text_codec.h"
 #include "platform/text_compare.h"
 

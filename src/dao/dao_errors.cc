@@ -1,4 +1,4 @@
-#include "platform/dao/dao_errors.h"
+#include "dao/dao_errors.h"
 
 #include "frame/error.h"
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "platform/dao/row_loader.h"
+#include "dao/row_loader.h"
 
 namespace kiv::dao::detail {
 

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "kivdbxt/types.h"
-#include "platform/dao/connection.h"
+#include "dao/connection.h"
 
 namespace kiv::dao::detail {
 

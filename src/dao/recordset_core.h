@@ -6,10 +6,10 @@
 #include <optional>
 #include <vector>
 
-#include "platform/dao/chunk_buffer.h"
-#include "platform/dao/connection.h"
-#include "platform/dao/navigator.h"
-#include "platform/dao/schema.h"
+#include "dao/chunk_buffer.h"
+#include "dao/connection.h"
+#include "dao/navigator.h"
+#include "dao/schema.h"
 
 namespace kiv::dao::detail {
 

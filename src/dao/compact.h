@@ -2,7 +2,7 @@
 #pragma once
 
 #include "kivdbxt/types.h"
-#include "platform/dao/connection.h"
+#include "dao/connection.h"
 
 namespace kiv::dao::detail {
 

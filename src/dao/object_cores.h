@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "kivdbxt/dao.h"
-#include "platform/dao/recordset_core.h"
-#include "platform/dao/schema.h"
+#include "dao/recordset_core.h"
+#include "dao/schema.h"
 
 namespace kiv::dao::detail {
 

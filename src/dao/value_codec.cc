@@ -1,10 +1,10 @@
-#include "platform/dao/value_codec.h"
+#include "dao/value_codec.h"
 
 #include <cmath>
 
 #include "frame/error.h"
 #include "kivdbxt/dao.h"
-#include "platform/dao/dao_errors.h"
+#include "dao/dao_errors.h"
 #include "platform/text_codec.h"
 #include "platform/vb_convert.h"
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/dao/navigator.h"
+#include "dao/navigator.h"
 
 namespace kiv::dao::detail {
 
