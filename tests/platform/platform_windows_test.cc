@@ -1,7 +1,6 @@
 // Windows' own behaviour of the platform: the default folder from the registry, backslash
 // names, sharing modes and byte-range locks, mapped files, and system texts of failed opens.
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -16,6 +15,9 @@
 #include "platform/fs.h"
 #include "support/raised.h"
 #include "support/temp_dir.h"
+
+// Last: its macros would rename the library's own constants.
+#include <windows.h>
 
 namespace kiv {
 namespace {
