@@ -20,11 +20,15 @@ FileMap FileMap::Map(const File& file, int64_t length, bool writable) {
   FileMap map;
   if (length <= 0) return map;
   // A mapping of the file's present size: a larger one would make a writable file grow.
-  const int64_t size = file.Size();
-  if (size <= 0) return map;
-  if (length > size) length = size;
+  const int64_t present = file.Size();
+  if (present <= 0) return map;
+  if (length > present) length = present;
+  // The mapping covers only the view: the file may still be cut down to its end.
+  const uint64_t size = static_cast<uint64_t>(length);
   HANDLE mapping = CreateFileMappingW(static_cast<HANDLE>(file.handle_), nullptr,
-                                      writable ? PAGE_READWRITE : PAGE_READONLY, 0, 0, nullptr);
+                                      writable ? PAGE_READWRITE : PAGE_READONLY,
+                                      static_cast<DWORD>(size >> 32), static_cast<DWORD>(size),
+                                      nullptr);
   if (!mapping) RaiseWinError(GetLastError());
   void* p = MapViewOfFile(mapping, writable ? FILE_MAP_WRITE : FILE_MAP_READ, 0, 0,
                           static_cast<SIZE_T>(length));

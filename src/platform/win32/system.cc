@@ -28,7 +28,7 @@ bool RegistryReadString(RegistryRoot root, StringView key, StringView value, Str
   const HKEY hkey = root == RegistryRoot::LocalMachine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
   const String k(key), v(value);
   DWORD bytes = 0;
-  const DWORD flags = RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ;
+  const DWORD flags = RRF_RT_REG_SZ;  // a REG_EXPAND_SZ value comes expanded, as REG_SZ
   if (RegGetValueW(hkey, Wide(k), Wide(v), flags, nullptr, nullptr, &bytes) != ERROR_SUCCESS) {
     return false;
   }
