@@ -155,7 +155,7 @@ TEST(WindowsFiles, LocksLieBeyondTheDataAndMappedFilesAreNotCut) {
 constexpr char kHoldBase[] = "KIVTEST_HOLD_BASE";
 constexpr char kHoldLocked[] = "KIVTEST_HOLD_LOCKED";
 
-TEST(WindowsProcesses, DISABLED_HoldDayFiles) {
+TEST(WindowsHolder, DISABLED_HoldDayFiles) {
   const String base = FromUtf8(std::getenv(kHoldBase));
   OpenOptions options{Access::ReadWrite, true};
   File data = File::Open(base + u".ZLG", options);
@@ -173,7 +173,7 @@ HANDLE StartHolder(const String& base, bool locked) {
   GetModuleFileNameW(nullptr, self, MAX_PATH);
   std::wstring command = L"\"" + std::wstring(self) +
                          L"\" --gtest_also_run_disabled_tests "
-                         L"--gtest_filter=WindowsProcesses.DISABLED_HoldDayFiles";
+                         L"--gtest_filter=WindowsHolder.DISABLED_HoldDayFiles";
   STARTUPINFOW startup{};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION process{};

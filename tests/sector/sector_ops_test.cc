@@ -3,6 +3,7 @@
 #include <fstream>
 #include <functional>
 
+#include "platform/system.h"
 #include "sector_support.h"
 #include "support/env_var.h"
 #include "support/last_error.h"
@@ -251,7 +252,7 @@ TEST_F(SectorOpsTest, DebugWritesOneLinePerOperationToTheProgramsLog) {
   s.Debug(false);
   ASSERT_FALSE(s.SectorRead(id, text));
 
-  std::ifstream in(dir.FileU8("Q&V/Log/" + std::string(program_invocation_short_name) + ".log"));
+  std::ifstream in(dir.FileU8("Q&V/Log/" + ToUtf8(ProgramName()) + ".log"));
   std::vector<std::string> lines;
   for (std::string line; std::getline(in, line);) lines.push_back(line);
   ASSERT_EQ(lines.size(), 4u);
