@@ -224,7 +224,7 @@ TEST_F(WindowsProcesses, AWriterWaitsForTheHolderOfTheDaysFilesThenGetsIn) {
   KivLog reader;
   EXPECT_FALSE(reader.EventLogRead(info, 1, 10));
   for (const auto& e : testing::Events(*info)) raw.push_back(e->EvRawData());
-  EXPECT_EQ(raw, (std::vector<String>{u"before", u"after"}));
+  EXPECT_EQ(raw, (std::vector<String>{u"Open", u"before", u"after", u"Closed"}));
 }
 
 TEST_F(WindowsProcesses, PurgeLeavesADayAnotherProcessHoldsOpen) {
