@@ -107,6 +107,12 @@ void RaiseEngine(const engine::EngineError& e, std::string_view sql, bool writin
       RaiseDao(kDaoTableExists, subject);
     case Failure::kIndexExists:
       RaiseDao(kDaoObjectExists, subject);
+    case Failure::kUnreachable:
+      RaiseDao(kDaoConnectFailed, file);
+    case Failure::kAuthFailed:
+      RaiseDao(kDaoBadAccount);
+    case Failure::kNoDatabase:
+      RaiseDao(kDaoFileNotFound, file);
     default:
       RaiseDao(kDaoReserved, FromUtf8(e.message));
   }
@@ -147,8 +153,27 @@ void Connection::BeforeWrite() {
   }
 }
 
+namespace {
+
+// A database on a server: it exists before it is "created" here, and is never held by one
+// connection alone.
+std::shared_ptr<Connection> OpenServerConnection(const std::string& uri, bool read_only) {
+  const String shown = FromUtf8(engine::ShownName(uri));
+  std::unique_ptr<engine::Connection> handle;
+  try {
+    handle = engine::OpenPostgres(uri, engine::OpenMode{false, false, read_only});
+  } catch (const engine::EngineError& e) {
+    RaiseEngine(e, {}, false, shown);
+  }
+  return std::make_shared<Connection>(std::move(handle), shown, read_only);
+}
+
+}  // namespace
+
 std::shared_ptr<Connection> OpenConnection(const String& file_name, bool create, bool exclusive,
                                            bool read_only) {
+  if (engine::IsServerName(Utf8(file_name)))
+    return OpenServerConnection(Utf8(file_name), read_only);
   if (create && FileExists(file_name)) RaiseDao(kDaoDatabaseExists);
   if (!create && !FileExists(file_name)) {
     const String folder = ParentFolder(file_name);

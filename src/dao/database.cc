@@ -97,8 +97,9 @@ void Database::Execute(const String& query, int32_t options) {
   std::string_view rest = text;
   while (!rest.empty()) {
     size_t used = 0;
+    // An action query: a lock that outlasts the wait while it is read is a write's failure too.
     auto raw = detail::EngineCall(
-        db, [&] { return db->Prepare(rest, &used); }, rest);
+        db, [&] { return db->Prepare(rest, &used); }, rest, true);
     const std::string one(rest.substr(0, used));
     rest.remove_prefix(used ? used : rest.size());
     if (!raw) continue;  // only blanks or a comment

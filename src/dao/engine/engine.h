@@ -154,6 +154,16 @@ class Connection {
   virtual std::string FileName() const = 0;
 };
 
+// True for a postgresql:// or postgres:// URI.
+bool IsServerName(std::string_view name);
+// The name as it may be shown: a URI without its password (user:secret@, password=...).
+std::string ShownName(std::string_view name);
+
+// Opens a PostgreSQL database named by a URI. A connect timeout is always set. Failures that can
+// pass by waiting (server unreachable, starting up, no free connection) are kUnreachable; a
+// refused password is kAuthFailed, a missing database kNoDatabase.
+std::unique_ptr<Connection> OpenPostgres(const std::string& uri, const OpenMode& mode);
+
 // Opens (or creates) a SQLite file; the caller has checked that it exists, or not.
 std::unique_ptr<Connection> OpenSqlite(const std::string& file, const OpenMode& mode);
 
