@@ -147,6 +147,10 @@ Statement& Connection::Prepared(const std::string& sql) {
 void Connection::BeforeWrite() {
   Db();
   if (read_only) RaiseDao(kDaoReadOnly);
+  FinishReads();
+}
+
+void Connection::FinishReads() {
   // A copy, in case a user leaves the set meanwhile; a vector, as this runs at every write.
   for (ConnectionUser* user : std::vector<ConnectionUser*>(users.begin(), users.end())) {
     user->FinishReads();

@@ -81,10 +81,13 @@ struct Connection {
   void Close();
   // Called before every write: finishes the reads of every user of the connection.
   void BeforeWrite();
+  void FinishReads();
   void Register(ConnectionUser* user) { users.insert(user); }
   void Unregister(ConnectionUser* user) { users.erase(user); }
   // The table's schema, cached until the database's schema changes. 3078 when it is missing.
   std::shared_ptr<const TableSchema> Schema(StringView table);
+  // The same, nullptr when the table is missing.
+  std::shared_ptr<const TableSchema> FindSchema(StringView table);
   // A statement prepared once for the life of the connection, for the writes a recordset runs
   // again and again. Each use binds, runs and resets it within one call.
   Statement& Prepared(const std::string& sql);

@@ -72,7 +72,7 @@ std::shared_ptr<TableDef> Database::CreateTableDef(const String& name) {
 std::shared_ptr<Recordset> Database::OpenRecordset(const String& source, int32_t type,
                                                    int32_t options, int32_t /*lock_edit*/) {
   connection_->Db();
-  const auto table = detail::LoadSchema(*connection_, source);
+  const auto table = connection_->FindSchema(source);
   if (type == 0) type = table ? dbOpenTable : dbOpenDynaset;
   if (type != dbOpenTable && type != dbOpenDynaset && type != dbOpenSnapshot &&
       type != dbOpenForwardOnly) {

@@ -380,6 +380,12 @@ int64_t CountRows(Connection& conn, StringView table) {
 }
 
 std::shared_ptr<const TableSchema> Connection::Schema(StringView table) {
+  auto found = FindSchema(table);
+  if (!found) RaiseDao(kDaoTableNotFound, table);
+  return found;
+}
+
+std::shared_ptr<const TableSchema> Connection::FindSchema(StringView table) {
   engine::Connection* handle = Db();
   const int current = static_cast<int>(EngineCall(handle, [&] { return handle->SchemaVersion(); }));
   if (current != schema_version) {
@@ -390,8 +396,7 @@ std::shared_ptr<const TableSchema> Connection::Schema(StringView table) {
     if (TextEquals(s->name, table)) return s;
   }
   auto loaded = LoadSchema(*this, table);
-  if (!loaded) RaiseDao(kDaoTableNotFound, table);
-  schema_cache.push_back(loaded);
+  if (loaded) schema_cache.push_back(loaded);
   return loaded;
 }
 

@@ -22,7 +22,7 @@ using Clock = std::chrono::steady_clock;
 struct Kept {
   String name;
   bool read_only = false;
-  std::shared_ptr<dao::Database> db;
+  Handles handles;
   FileStamp stamp;  // of the file when it was opened; size -1 for a server's database
   Clock::time_point idle_since;
 };
@@ -67,7 +67,7 @@ void Close(const std::shared_ptr<dao::Database>& db) {
   }
 }
 
-void Close(const Kept& k) { Close(k.db); }
+void Close(const Kept& k) { Close(k.handles.db); }
 
 // Closes the connections idle for kIdleMs, waking when the next one comes due.
 void CloseIdle(Cache* cache) {
@@ -95,8 +95,8 @@ void CloseIdle(Cache* cache) {
 
 }  // namespace
 
-std::shared_ptr<dao::Database> Take(const String& name, bool read_only,
-                                    const std::function<std::shared_ptr<dao::Database>()>& open) {
+Handles Take(const String& name, bool read_only,
+             const std::function<std::shared_ptr<dao::Database>()>& open) {
   Cache& cache = Instance();
   std::vector<Kept> stale;
   {
@@ -104,14 +104,14 @@ std::shared_ptr<dao::Database> Take(const String& name, bool read_only,
     for (auto it = cache.kept.begin(); it != cache.kept.end();) {
       if (it->name != name || it->read_only != read_only) {
         ++it;
-      } else if (!StillThere(*it) || !it->db->Connection()->IsOpen()) {
+      } else if (!StillThere(*it) || !it->handles.db->Connection()->IsOpen()) {
         stale.push_back(std::move(*it));
         it = cache.kept.erase(it);
       } else {
-        std::shared_ptr<dao::Database> db = std::move(it->db);
-        cache.out[db.get()] = it->stamp;
+        Handles handles = std::move(it->handles);
+        cache.out[handles.db.get()] = it->stamp;
         cache.kept.erase(it);
-        return db;
+        return handles;
       }
     }
   }
@@ -123,17 +123,20 @@ std::shared_ptr<dao::Database> Take(const String& name, bool read_only,
   const FileStamp after = StampOf(name);
   std::lock_guard lock(cache.mutex);
   cache.out[db.get()] = OnServer(name) || before.SameFile(after) ? before : FileStamp{};
-  return db;
+  return Handles{std::move(db), nullptr, nullptr};
 }
 
-void Keep(const String& name, bool read_only, std::shared_ptr<dao::Database> db) {
+void Keep(const String& name, bool read_only, Handles handles) {
   Cache& cache = Instance();
+  // A recordset left on a row holds no read open: its statements are reset after each move.
+  // Any other read still pending (a long value read in slices) ends here.
+  if (handles.db->Connection()->IsOpen()) handles.db->Connection()->FinishReads();
   std::unique_lock lock(cache.mutex);
-  auto out = cache.out.find(db.get());
+  auto out = cache.out.find(handles.db.get());
   const bool known = out != cache.out.end();
-  Kept k{name, read_only, std::move(db), known ? out->second : FileStamp{}, Clock::now()};
+  Kept k{name, read_only, std::move(handles), known ? out->second : FileStamp{}, Clock::now()};
   if (known) cache.out.erase(out);
-  const auto& conn = k.db->Connection();
+  const auto& conn = k.handles.db->Connection();
   const bool keepable = known && conn->IsOpen() && !conn->Db()->InTransaction() &&
                         (OnServer(name) || k.stamp.size >= 0) && StillThere(k);
   // One kept connection per database and mode: a second one (two objects on one file) goes.

@@ -19,19 +19,27 @@ namespace kiv {
 
 namespace dao {
 class Database;
-}
+class Recordset;
+}  // namespace dao
 
 namespace log_connections {
 
 inline constexpr int kIdleMs = 1000;
 
+// A log's connection, with the table recordsets it keeps open on it (either may be null).
+struct Handles {
+  std::shared_ptr<dao::Database> db;
+  std::shared_ptr<dao::Recordset> events;
+  std::shared_ptr<dao::Recordset> parms;
+};
+
 // A connection to `name` opened read-only or not: a kept one when there is one that still names
-// the database standing at `name`, else a new one from `open`.
-std::shared_ptr<dao::Database> Take(const String& name, bool read_only,
-                                    const std::function<std::shared_ptr<dao::Database>()>& open);
-// Keeps a connection `Take` gave for the next call, or closes it when it cannot be kept (a
-// transaction still open, a file that is no longer at its path).
-void Keep(const String& name, bool read_only, std::shared_ptr<dao::Database> db);
+// the database standing at `name`, else a new one from `open` (without recordsets).
+Handles Take(const String& name, bool read_only,
+             const std::function<std::shared_ptr<dao::Database>()>& open);
+// Keeps a connection `Take` gave for the next call, its reads finished, or closes it when it
+// cannot be kept (a transaction still open, a file that is no longer at its path).
+void Keep(const String& name, bool read_only, Handles handles);
 // Closes the kept connections to `name`.
 void Release(const String& name);
 
