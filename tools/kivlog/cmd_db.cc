@@ -89,16 +89,31 @@ std::string DateLiteral(double date) {
   return text;
 }
 
+// The condition of --where, given with or without its leading "where".
+std::string Condition(const std::string& where) {
+  std::string text = where;
+  const size_t start = text.find_first_not_of(" \t");
+  if (start == std::string::npos) return std::string();
+  const char after = start + 5 < text.size() ? text[start + 5] : ' ';
+  if (strncasecmp(text.c_str() + start, "where", 5) == 0 &&
+      (after == ' ' || after == '\t' || after == '(')) {
+    text.erase(0, start + 5);
+  }
+  return text.find_first_not_of(" \t") == std::string::npos ? std::string() : text;
+}
+
+// --where as the where-clause the library takes.
+std::string WhereClause(const std::string& where) {
+  const std::string condition = Condition(where);
+  return condition.empty() ? std::string() : "where " + condition;
+}
+
 // The where-clause of --where narrowed to the records between --since and --until.
 std::string ShowWhere(const DbArgs& a) {
-  if (a.since.empty() && a.until.empty()) return a.where;
-  std::string user = a.where;
-  const size_t start = user.find_first_not_of(" \t");
-  if (start != std::string::npos && strncasecmp(user.c_str() + start, "where", 5) == 0) {
-    user.erase(0, start + 5);
-  }
+  if (a.since.empty() && a.until.empty()) return WhereClause(a.where);
+  const std::string user = Condition(a.where);
   std::string clause = "where ";
-  if (user.find_first_not_of(" \t") != std::string::npos) clause += "(" + user + ") and ";
+  if (!user.empty()) clause += "(" + user + ") and ";
   clause +=
       "DATE >= " + DateLiteral(a.since.empty() ? kiv::kMinDate : ParseWhen(a.since, "--since"));
   clause += " and DATE <= " +
@@ -148,7 +163,9 @@ int Purge() {
   DbArgs& a = Args();
   kiv::KivLogFile log;
   if (int rc = Open(log)) return rc;
-  if (log.PurgeEventLog(a.records, a.purge_days, U16(a.where))) return ReportError("purge");
+  if (log.PurgeEventLog(a.records, a.purge_days, U16(WhereClause(a.where)))) {
+    return ReportError("purge");
+  }
   return 0;
 }
 
@@ -319,8 +336,8 @@ void AddDbCommands(CLI::App& app) {
   show->add_option("--mode", a.mode, "page, first, next, last or count")
       ->check(CLI::IsMember({"page", "first", "next", "last", "count"}));
   show->add_option("--pos", a.pos, "Position to page from (0 = first)");
-  show->add_option("--count", a.count, "Records per page");
-  show->add_option("--where", a.where, "A where-clause, e.g. \"where TYPE = 1\"");
+  show->add_option("-n,--count", a.count, "Records per page");
+  show->add_option("--where", a.where, "A condition, e.g. \"TYPE = 1\" (or \"where TYPE = 1\")");
   show->add_option("--order", a.order, "An order-by clause");
   show->add_option("-S,--since", a.since, "Only records at or after this time");
   show->add_option("-U,--until", a.until, "Only records at or before this time");
@@ -329,7 +346,7 @@ void AddDbCommands(CLI::App& app) {
   auto* purge = Sub(*db, "purge", "Purge records (0 0: apply the wrapping policy)", Purge);
   purge->add_option("--records", a.records, "Oldest records to delete (-1 all)");
   purge->add_option("--days", a.purge_days, "Delete records at least this many days old");
-  purge->add_option("--where", a.where, "Delete the records of this where-clause");
+  purge->add_option("--where", a.where, "Delete the records of this condition");
 
   Sub(*db, "compact", "Compact the file in place", Compact);
 
