@@ -150,6 +150,8 @@ class Connection {
   virtual void CompactInto(const std::string& dst) = 0;
   // With `journal` the database's journal follows the durability too.
   virtual void SetDurability(Durability durability, bool journal) = 0;
+  // The name of the hidden column that identifies a row (what a bookmark holds).
+  virtual const char* RowIdName() const = 0;
   // The database's name as messages show it (a file's full path; never a password).
   virtual std::string FileName() const = 0;
 };

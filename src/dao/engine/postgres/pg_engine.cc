@@ -145,6 +145,7 @@ class PgConnection : public Connection {
     Exec(durability == Durability::kNormal ? "SET synchronous_commit = off"
                                            : "SET synchronous_commit = on");
   }
+  const char* RowIdName() const override { return "kiv_rowid"; }
   std::string FileName() const override { return shown_; }
 
  private:

@@ -288,6 +288,7 @@ class SqliteConnection : public Connection {
     Exec(durability == Durability::kNormal ? "PRAGMA synchronous=NORMAL"
                                            : "PRAGMA synchronous=FULL");
   }
+  const char* RowIdName() const override { return "rowid"; }
   std::string FileName() const override {
     const char* f = sqlite3_db_filename(db_, "main");
     return f ? f : "";
