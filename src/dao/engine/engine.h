@@ -88,7 +88,8 @@ class Statement {
   virtual void BindBytes(int i, const uint8_t* data, size_t size) = 0;
   // A value of `size` zero bytes, to be written afterwards through a Blob.
   virtual void BindZeroBytes(int i, int64_t size) = 0;
-  virtual void BindValue(int i, const ValueView& value) = 0;
+  // A value as another statement gave it, bound with its own kind.
+  void BindValue(int i, const ValueView& value);
 
   // True when a row is available; false at the end.
   virtual bool Step() = 0;

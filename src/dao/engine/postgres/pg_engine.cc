@@ -186,20 +186,6 @@ class PgStatement : public Statement {
   void BindZeroBytes(int i, int64_t size) override {
     Set(i, std::string(static_cast<size_t>(size), '\0'), true);
   }
-  void BindValue(int i, const ValueView& v) override {
-    switch (v.kind) {
-      case Kind::kNull:
-        return BindNull(i);
-      case Kind::kInt:
-        return BindInt(i, v.i);
-      case Kind::kDouble:
-        return BindDouble(i, v.d);
-      case Kind::kText:
-        return BindText(i, std::string(v.bytes));
-      case Kind::kBytes:
-        return Set(i, std::string(v.bytes), true);
-    }
-  }
 
   bool Step() override {
     if (!result_) Execute();

@@ -117,22 +117,6 @@ class SqliteStatement : public Statement {
     sqlite3_bind_blob64(stmt_, i, size ? data : &kEmpty, size, SQLITE_TRANSIENT);
   }
   void BindZeroBytes(int i, int64_t size) override { sqlite3_bind_zeroblob64(stmt_, i, size); }
-  void BindValue(int i, const ValueView& v) override {
-    switch (v.kind) {
-      case Kind::kNull:
-        return BindNull(i);
-      case Kind::kInt:
-        return BindInt(i, v.i);
-      case Kind::kDouble:
-        return BindDouble(i, v.d);
-      case Kind::kText:
-        sqlite3_bind_text64(stmt_, i, v.bytes.data(), v.bytes.size(), SQLITE_TRANSIENT,
-                            SQLITE_UTF8);
-        return;
-      case Kind::kBytes:
-        return BindBytes(i, reinterpret_cast<const uint8_t*>(v.bytes.data()), v.bytes.size());
-    }
-  }
 
   bool Step() override {
     const int rc = sqlite3_step(stmt_);

@@ -1,4 +1,5 @@
-// Names of databases: which engine a name belongs to, and how it may be shown.
+// What the engines share: names of databases (which engine a name belongs to, and how it may
+// be shown) and the binding of a value by its kind.
 #include <string>
 
 #include "dao/engine/engine.h"
@@ -59,6 +60,21 @@ std::string ShownName(std::string_view name) {
     if (!rest.empty()) out += "?" + rest;
   }
   return out;
+}
+
+void Statement::BindValue(int i, const ValueView& v) {
+  switch (v.kind) {
+    case Kind::kNull:
+      return BindNull(i);
+    case Kind::kInt:
+      return BindInt(i, v.i);
+    case Kind::kDouble:
+      return BindDouble(i, v.d);
+    case Kind::kText:
+      return BindText(i, std::string(v.bytes));
+    case Kind::kBytes:
+      return BindBytes(i, reinterpret_cast<const uint8_t*>(v.bytes.data()), v.bytes.size());
+  }
 }
 
 #ifndef KIV_WITH_POSTGRESQL
