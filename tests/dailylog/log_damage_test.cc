@@ -153,8 +153,8 @@ TEST_F(LogDamageTest, ADamagedDayKeepsItsEventsAndNumbersThroughAWrite) {
 // record that is not whole on disk, so after every kill the whole day reads without an error,
 // each event whole, and the next write appends after what the kill left.
 TEST_F(LogDamageTest, WritersKilledInsideABatchLeaveADayThatReadsWhole) {
-  constexpr int kRounds = 40, kBatch = 35;
-  const String big(size_t{12} << 10, u'b');
+  constexpr int kRounds = 60, kBatch = 35;
+  const String big(size_t{16} << 10, u'b');
   base = Base(u"APP");
   auto read_whole = [&](int round) {
     auto info = InfoFor(base);

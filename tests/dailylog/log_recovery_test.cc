@@ -130,6 +130,19 @@ TEST_F(LogRecoveryTest, CrashLeftoversAreTakenBackAndTheirOrdinalReused) {
                                              u"rebuilt"}));
 }
 
+// Records after the last entry's are taken in only when they read as Load reads them: one whose
+// number does not convert would stop every read of the day at its ordinal.
+TEST_F(LogRecoveryTest, OnlyRecordsThatReadAreTakenIn) {
+  const std::string unreadable = "UNK=12x\r\nSRC=S\r\nEND=-----------------------\r\n";
+  WriteAll(base + u".ZLG", data + unreadable);
+  ASSERT_FALSE(log.EventLogWrite(id, u"S", u"new"));
+  EXPECT_EQ(IndexValues(base), (std::vector<int32_t>{4, index[1], index[2], index[3],
+                                                     static_cast<int32_t>(data.size() +
+                                                                          unreadable.size()) +
+                                                         1}));
+  EXPECT_EQ(RawDatas(), (std::vector<String>{u"Open", u"one", u"two", u"new"}));
+}
+
 // Any line beginning "END=" ends a record, the day's last one included.
 TEST_F(LogRecoveryTest, AnyEndLineEndsTheLastRecord) {
   const std::string last = data.substr(static_cast<size_t>(index[3] - 1));
