@@ -58,11 +58,11 @@ KIV_INTERNAL_API bool CheckLog(KivLogInfo& info, LogHealth& health);
 
 // What a repair did.
 struct LogRepair {
-  String data_backup;       // the copies of the two files as they were
+  String data_backup;  // the copies of the two files as they were
   String index_backup;
-  int32_t before = 0;       // the events readers counted before
-  int32_t after = 0;        // the events the new index holds
-  int64_t cut_bytes = 0;    // cut from the end of the data file: a record cut short
+  int32_t before = 0;     // the events readers counted before
+  int32_t after = 0;      // the events the new index holds
+  int64_t cut_bytes = 0;  // cut from the end of the data file: a record cut short
 };
 // Rebuilds the index of a log under the writers' locks. Both files are first copied beside
 // themselves, to base + ".ZLG.bak" and ".ZLI.bak" (".bak2", ... when taken). The new index holds

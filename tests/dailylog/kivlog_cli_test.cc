@@ -286,7 +286,7 @@ TEST_F(KivlogCliTest, VerifyNamesEachStateAndRepairRebuildsTheIndex) {
   auto report = Json("--json verify" + file, 2);
   EXPECT_EQ(report["sound"], false);
   EXPECT_EQ(states(report), (std::vector<std::string>{"interrupted append",
-                                                       "records not reachable from the index"}));
+                                                      "records not reachable from the index"}));
   EXPECT_EQ(report["states"][0]["records"], 4);
   EXPECT_EQ(report["states"][1]["records"], 1);
   EXPECT_EQ(report["events"], 3);  // the phantom entry is not an event
@@ -294,11 +294,12 @@ TEST_F(KivlogCliTest, VerifyNamesEachStateAndRepairRebuildsTheIndex) {
   int rc = -1;
   const std::string text = Run("verify" + file, "", &rc);
   EXPECT_EQ(rc, 2);
-  EXPECT_EQ(text.substr(0, text.find('\n')),
-            U8(base) +
-                ": interrupted append: a write was stopped part way: entries of records never "
-                "written: 1, whole records after the last entry's: 2, bytes of a record cut short "
-                "at the end: 14; the next write takes the whole records in, --repair cuts the rest");
+  EXPECT_EQ(
+      text.substr(0, text.find('\n')),
+      U8(base) +
+          ": interrupted append: a write was stopped part way: entries of records never "
+          "written: 1, whole records after the last entry's: 2, bytes of a record cut short "
+          "at the end: 14; the next write takes the whole records in, --repair cuts the rest");
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3);
   const std::string old_index = ReadAll(base + u".ZLI");
 

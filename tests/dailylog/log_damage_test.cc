@@ -26,8 +26,8 @@ std::string Describe(const KivLogEvent& e) {
   return std::to_string(e.Offset()) + "|" + std::to_string(e.EvUnk()) + "|" +
          std::to_string(e.EvDate()) + "|" + U8(e.EvSource()) + "|" + std::to_string(e.EvType()) +
          "|" + U8(e.EvCategory()) + "|" + std::to_string(e.EvId()) + "|" + U8(e.EvUser()) + "|" +
-         U8(e.EvComputer()) + "|" + U8(e.EvServer()) + "|" + std::to_string(e.EvDataType()) +
-         "|" + U8(e.EvRawData());
+         U8(e.EvComputer()) + "|" + U8(e.EvServer()) + "|" + std::to_string(e.EvDataType()) + "|" +
+         U8(e.EvRawData());
 }
 
 // Every event of the day that reads on its own, by ordinal: each entry of the index is tried.
@@ -59,7 +59,8 @@ class LogDamageTest : public DailyLogTest {
   // Writes `raws` after the damage, in one batch or one by one, and checks the rule: what read
   // before reads after under the same numbers, the data file only grew, and the new events read
   // last. `what` names the damage in a failure.
-  void ExpectWriteOnlyAppends(const std::vector<String>& raws, bool batch, const std::string& what) {
+  void ExpectWriteOnlyAppends(const std::vector<String>& raws, bool batch,
+                              const std::string& what) {
     SCOPED_TRACE(what);
     const std::map<int32_t, std::string> before = Readable(base);
     const std::string data = ReadAll(base + u".ZLG");
@@ -120,10 +121,7 @@ TEST_F(LogDamageTest, ADamagedDayKeepsItsEventsAndNumbersThroughAWrite) {
   };
   const std::vector<Case> cases = {
       {"every CR LF made LF (an editor, a checkout)", 5,
-       [](std::string& data, const std::vector<int32_t>&) {
-         std::erase(data, '\r');
-       },
-       0},
+       [](std::string& data, const std::vector<int32_t>&) { std::erase(data, '\r'); }, 0},
       {"the CR of event 1's END line changed, a field name of the last record garbled", 7,
        [](std::string& data, const std::vector<int32_t>& index) {
          data[RecordOf(index, data, 1).second - 2] = 'Z';
@@ -230,8 +228,8 @@ std::string ApplyDamage(std::mt19937& rng, std::string& data, std::string& index
 
 // The raw data of a random event: lines, empty, long.
 String RandomRaw(std::mt19937& rng) {
-  static const std::vector<String> kRaws = {u"", u"plain", u"a\r\nb\r\nc", u"Citt\u00e0 \u20ac",
-                                            u"UNK=1\r\nEND=x", String(3000, u'z')};
+  static const std::vector<String> kRaws = {
+      u"", u"plain", u"a\r\nb\r\nc", u"Citt\u00e0 \u20ac", u"UNK=1\r\nEND=x", String(3000, u'z')};
   return kRaws[rng() % kRaws.size()] + IntText(static_cast<int32_t>(rng() % 1000));
 }
 

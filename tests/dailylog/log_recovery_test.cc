@@ -136,10 +136,9 @@ TEST_F(LogRecoveryTest, OnlyRecordsThatReadAreTakenIn) {
   const std::string unreadable = "UNK=12x\r\nSRC=S\r\nEND=-----------------------\r\n";
   WriteAll(base + u".ZLG", data + unreadable);
   ASSERT_FALSE(log.EventLogWrite(id, u"S", u"new"));
-  EXPECT_EQ(IndexValues(base), (std::vector<int32_t>{4, index[1], index[2], index[3],
-                                                     static_cast<int32_t>(data.size() +
-                                                                          unreadable.size()) +
-                                                         1}));
+  EXPECT_EQ(IndexValues(base),
+            (std::vector<int32_t>{4, index[1], index[2], index[3],
+                                  static_cast<int32_t>(data.size() + unreadable.size()) + 1}));
   EXPECT_EQ(RawDatas(), (std::vector<String>{u"Open", u"one", u"two", u"new"}));
 }
 

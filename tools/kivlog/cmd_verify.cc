@@ -75,15 +75,16 @@ std::string InterruptedDetail(const kiv::LogHealth& h) {
   auto add = [&left](const std::string& part) { left += (left.empty() ? "" : ", ") + part; };
   if (h.not_written > 0) add("entries of records never written: " + std::to_string(h.not_written));
   if (h.behind > 0) add("whole records after the last entry's: " + std::to_string(h.behind));
-  if (h.cut_bytes > 0) add("bytes of a record cut short at the end: " + std::to_string(h.cut_bytes));
+  if (h.cut_bytes > 0)
+    add("bytes of a record cut short at the end: " + std::to_string(h.cut_bytes));
   return "a write was stopped part way: " + left +
          "; the next write takes the whole records in, --repair cuts the rest";
 }
 
 void AddStates(const kiv::LogHealth& h, Findings& f) {
   if (h.not_written > 0 || h.cut_bytes > 0) {
-    f.states.push_back({kInterrupted, h.not_written + h.behind + (h.cut_bytes > 0 ? 1 : 0),
-                        InterruptedDetail(h)});
+    f.states.push_back(
+        {kInterrupted, h.not_written + h.behind + (h.cut_bytes > 0 ? 1 : 0), InterruptedDetail(h)});
   } else if (h.behind > 0) {
     f.states.push_back({kIndexBehind, h.behind,
                         std::to_string(h.behind) + " whole records after the last entry's"});
@@ -153,10 +154,10 @@ nlohmann::json ReportJson(const kiv::KivLogInfo& info, const Findings& f) {
 void PrintText(const kiv::KivLogInfo& info, const Findings& f) {
   const std::string name = U8(info.FileName());
   if (const auto& r = f.repair) {
-    std::printf("%s: repaired: old files kept as %s and %s; index rebuilt from every record that "
-                "reads: %d events (%d before)",
-                name.c_str(), U8(r->data_backup).c_str(), U8(r->index_backup).c_str(), r->after,
-                r->before);
+    std::printf(
+        "%s: repaired: old files kept as %s and %s; index rebuilt from every record that "
+        "reads: %d events (%d before)",
+        name.c_str(), U8(r->data_backup).c_str(), U8(r->index_backup).c_str(), r->after, r->before);
     if (r->cut_bytes > 0) {
       std::printf("; %lld bytes of a record cut short removed from the end of the data file",
                   static_cast<long long>(r->cut_bytes));
