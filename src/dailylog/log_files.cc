@@ -97,11 +97,11 @@ void WriteIndexCount(LogFiles& files, int32_t count) {
   if (!files.count.Store(0, b.data(), 4)) Raise(kErrBadFileNumber);
 }
 
-int32_t WrittenEvents(const LogFiles& files, int32_t counted) {
-  constexpr int32_t kBlock = 1024;  // entries read at once, walking back from the last
+int32_t WrittenEvents(const LogFiles& files, int32_t counted, std::optional<RecordSpan>* last) {
+  // The last entry alone first (the usual case: it is written), then blocks walking back.
   std::string bytes;
-  for (int32_t n = counted; n > 0;) {
-    const int32_t first = std::max(1, n - kBlock + 1);
+  for (int32_t n = counted, block = 1; n > 0; block = 1024) {
+    const int32_t first = std::max(1, n - block + 1);
     bytes.resize(static_cast<size_t>(n - first + 1) * 4);
     if (files.index.ReadAt(IndexEntryOffset(first), bytes.data(), bytes.size()) != bytes.size()) {
       Raise(kErrInputPastEnd);
@@ -111,7 +111,10 @@ int32_t WrittenEvents(const LogFiles& files, int32_t counted) {
       const int64_t start = int64_t{DecodeIndexValue(b + 4 * (n - first))} - 1;
       if (start >= files.data_size) continue;  // its record never reached the disk
       if (start < 0) return n;                 // damaged: reading it reports the damage
-      return ScanRecord(files.data, start, files.data_size).kind == RecordSpan::kCut ? n - 1 : n;
+      const RecordSpan span = ScanRecord(files.data, start, files.data_size);
+      if (span.kind == RecordSpan::kCut) return n - 1;
+      if (last) *last = span;
+      return n;
     }
   }
   return 0;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <limits>
+#include <optional>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -58,18 +59,17 @@ std::vector<int64_t> ReadStarts(const File& index, int32_t n) {
   return starts;
 }
 
-// The records a write indexes after entry n: the whole ones that follow the end of entry n's
-// record (from the start of the file when n is 0). None when that record does not read: where
-// it ends, and so where records may begin, is not known. A damaged entry may point further on
-// than the last one: a record at or before any entry's is left out, so none is indexed twice.
-std::vector<int64_t> RecordsBehind(const LogFiles& files, int32_t n) {
+// The records a write indexes after entry n, whose record's lines are `last` (as WrittenEvents
+// found them): the whole ones that follow the end of that record (from the start of the file
+// when n is 0). None when its lines do not run to an END line: where it ends, and so where
+// records may begin, is not known. A damaged entry may point further on than the last one: a
+// record at or before any entry's is left out, so none is indexed twice.
+std::vector<int64_t> RecordsBehind(const LogFiles& files, int32_t n,
+                                   const std::optional<RecordSpan>& last) {
   int64_t from = 0;
   if (n > 0) {
-    const int64_t start = int64_t{ReadIndexValue(files.index, IndexEntryOffset(n))} - 1;
-    if (start < 0) return {};
-    const RecordSpan span = ReadableRecord(files.data, start, files.data_size);
-    if (span.kind != RecordSpan::kWhole) return {};
-    from = span.end;
+    if (!last || last->kind != RecordSpan::kWhole) return {};
+    from = last->end;
   }
   if (from >= files.data_size) return {};
   std::vector<int64_t> starts = ScanRecords(files.data, from, files.data_size).whole;
@@ -82,15 +82,19 @@ std::vector<int64_t> RecordsBehind(const LogFiles& files, int32_t n) {
 }
 
 // A line ends at CR (a CR LF pair counting as one end); a lone LF ends nothing, so a record put
-// after it would join the line before.
-bool EndsAtLineStart(const LogFiles& files) {
+// after it would join the line before. `last` is the last written entry's record, which often
+// ends the file.
+bool EndsAtLineStart(const LogFiles& files, const std::optional<RecordSpan>& last) {
   if (files.data_size == 0) return true;
+  if (last && last->kind == RecordSpan::kWhole && last->end == files.data_size) {
+    return last->line_end;
+  }
   char tail[2] = {};
   const int64_t at = std::max<int64_t>(0, files.data_size - 2);
   const size_t got = files.data.ReadAt(at, tail, static_cast<size_t>(files.data_size - at));
   if (got == 0) return true;
-  const char last = tail[got - 1];
-  return last == '\r' || (last == '\n' && got == 2 && tail[0] == '\r');
+  const char final_byte = tail[got - 1];
+  return final_byte == '\r' || (final_byte == '\n' && got == 2 && tail[0] == '\r');
 }
 
 bool NameTaken(const String& path) {
@@ -130,12 +134,14 @@ void BackUpFiles(const LogFiles& files, const String& base, LogRepair& repair) {
 }  // namespace
 
 LogTail RepairLogTail(LogFiles& files, int32_t counted) {
-  int32_t n = WrittenEvents(files, counted);
-  const std::vector<int64_t> behind = RecordsBehind(files, n);
+  std::optional<RecordSpan> last;
+  int32_t n = WrittenEvents(files, counted, &last);
+  const std::vector<int64_t> behind = RecordsBehind(files, n, last);
   WriteEntries(files, n + 1, behind);  // the entries before the count that takes them in
+  if (!behind.empty()) last.reset();
   n += static_cast<int32_t>(behind.size());
   if (n != counted || files.index_size > IndexEntryOffset(int64_t{n} + 1)) SetCount(files, n);
-  return LogTail{n, files.data_size, !EndsAtLineStart(files)};
+  return LogTail{n, files.data_size, !EndsAtLineStart(files, last)};
 }
 
 bool CheckLog(KivLogInfo& info, LogHealth& result) {
@@ -146,9 +152,10 @@ bool CheckLog(KivLogInfo& info, LogHealth& result) {
     LogHealth health;
     health.count = files.index_size >= 4 ? ReadIndexValue(files.index, 0) : 0;
     health.entries = static_cast<int32_t>(std::max<int64_t>(files.index_size / 4 - 1, 0));
-    const int32_t written = WrittenEvents(files, info.Events());
+    std::optional<RecordSpan> last;
+    const int32_t written = WrittenEvents(files, info.Events(), &last);
     health.not_written = info.Events() - written;
-    health.behind = static_cast<int32_t>(RecordsBehind(files, written).size());
+    health.behind = static_cast<int32_t>(RecordsBehind(files, written, last).size());
     const DataScan scan = ScanRecords(files.data, 0, files.data_size);
     health.records = static_cast<int32_t>(scan.whole.size());
     if (scan.cut >= 0) health.cut_bytes = files.data_size - scan.cut;
