@@ -15,6 +15,7 @@
 #include <map>
 #include <random>
 
+#include "dailylog/log_repair.h"
 #include "dailylog_support.h"
 #include "platform/vb_convert.h"
 
@@ -163,6 +164,9 @@ TEST_F(LogDamageTest, WritersKilledInsideABatchLeaveADayThatReadsWhole) {
     for (const auto& e : Events(*info)) {
       ASSERT_TRUE(e->EvRawData() == big || e->EvRawData() == u"Open") << "round " << round;
     }
+    LogHealth health;
+    ASSERT_FALSE(CheckLog(*info, health));
+    EXPECT_EQ(health.not_written, 0) << "round " << round << ": counted ahead of the data";
   };
   std::mt19937 rng(19);
   for (int round = 0; round < kRounds; ++round) {
