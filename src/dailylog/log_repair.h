@@ -17,9 +17,10 @@
 // writer that stored the count first, or by a data file cut short) hold no event; the next write
 // reuses their ordinals.
 //
-// Where the scan is unsure (the last entry's record does not read, or the bytes after it are not
-// records), the write guesses nothing: it appends after what is there and leaves those bytes to
-// kivlog verify --repair, which copies both files aside before it changes anything.
+// Where the scan is unsure (the last entry's record runs to no END line, so where it ends is not
+// known, or the bytes after it are not records), the write guesses nothing: it appends after what
+// is there and leaves those bytes to kivlog verify --repair, which copies both files aside before
+// it changes anything.
 #pragma once
 
 #include <cstdint>
