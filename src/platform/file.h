@@ -23,8 +23,8 @@ struct OpenOptions {
   bool truncate = false;  // empty the file once the lock is held
   ShareLock lock = ShareLock::None;
   // Opens the file only if it is a regular file: the last path component is not followed when
-  // it is a symlink (error 75, LastDllError ELOOP), and the open never waits on a FIFO or a
-  // device, which RegularSize then refuses.
+  // it is a symlink (error 75, LastDllError ELOOP), and a FIFO or a device is refused at once
+  // (75, EINVAL), never waited on.
   bool regular_only = false;
 };
 
