@@ -73,7 +73,9 @@ class SectorStore {
   bool CurrentChain(uint32_t generation, const sector::DirEntry& entry,
                     std::vector<int32_t>& chain);
   bool MappedChain(const sector::DirEntry& entry, std::vector<int32_t>& chain);
-  // The header and an entry as the mapping shows them; false when torn, damaged or not mapped.
+  // The header and an entry as the mapping shows them; false when torn, damaged, not mapped or
+  // cut from the file. CurrentHeader maps the file again before it gives up.
+  bool CurrentHeader(sector::DirHeader& header);
   bool MappedHeader(sector::DirHeader& header) const;
   bool MappedEntry(int32_t rec_id, sector::DirEntry& entry) const;
   // The read without a lock; false when its result cannot be trusted.
@@ -95,6 +97,7 @@ class SectorStore {
   void WriteEntry(int32_t rec_id, const sector::DirEntry& entry, bool through_view = false);
   void WriteTable();
   void RequireWritable() const;
+  void RequireWholeTable();
 
   // Data of consecutive chain positions, in bounded pieces, one call per run of consecutive
   // sectors. Both continue crc when given one; ReadSectors returns the bytes found.
@@ -125,6 +128,7 @@ class SectorStore {
   bool valid_ = false;
   sector::DirHeader header_;
   bool table_known_ = false;
+  bool table_cut_ = false;  // the ".QVF" held fewer entries than its header counts
   sector::AllocationTable table_;
   bool slots_known_ = false;
   std::set<int32_t> free_slots_;
