@@ -39,6 +39,11 @@ class SectorStore {
   const String& Base() const { return base_; }
   int32_t SectorSize() const { return sector_size_; }
   bool sync_writes = false;
+  // Where KivSector reads a record, copied once from the file: on success the buffer goes to the
+  // caller in exchange for the caller's own, so a failed read leaves the caller's data as it was
+  // and a run of reads allocates nothing.
+  std::vector<uint8_t> read_bytes;
+  String read_text;
 
   int32_t Records();
   // rec_id 0 adds a record and receives its number.

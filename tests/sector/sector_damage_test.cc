@@ -93,11 +93,13 @@ TEST_F(SectorDamageTest, AFlippedByteDamagesOnlyWhatItHits) {
   ASSERT_FALSE(s.SectorWrite(three, ToVector(records[3])));
   EXPECT_EQ(Damaged(s), V{});
 
-  // The header damaged while the store is open: every operation says so.
+  // The header damaged while the store is open: every operation says so, and a read leaves the
+  // caller's data as it was.
   Patch(".QVD", 30, "x");
-  std::vector<uint8_t> got;
+  std::vector<uint8_t> got = ToVector("before");
   EXPECT_TRUE(s.SectorRead(1, got));
   ExpectError(u"KivSector.SectorRead", u"Il file " + base + u".QVD non è un archivio di settori.");
+  EXPECT_EQ(got, ToVector("before"));
 }
 
 TEST_F(SectorDamageTest, CutAndMissingFiles) {
