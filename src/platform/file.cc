@@ -100,6 +100,12 @@ int64_t File::RegularSize() const {
   return st.st_size;
 }
 
+int64_t File::EndOffset() const {
+  const off_t end = ::lseek(fd_, 0, SEEK_END);
+  if (end < 0) RaiseErrno(errno);
+  return end;
+}
+
 int64_t File::Size() const {
   struct stat st;
   if (fstat(fd_, &st) != 0) RaiseErrno(errno);

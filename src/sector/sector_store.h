@@ -139,6 +139,7 @@ class SectorStore {
   std::set<int32_t> free_slots_;
   int32_t records_ = 0;
   std::vector<int32_t> read_chain_;  // reused by reads without a lock
+  uint32_t changes_ = 0;             // counts the turns of OperationLock
 };
 
 // The messages of the store.
