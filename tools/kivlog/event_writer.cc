@@ -47,7 +47,7 @@ constexpr Field kJsonOrder[] = {
     Field::kLog,      Field::kOffset,   Field::kOrdinal,  Field::kRawData, Field::kServer,
     Field::kSource,   Field::kType,     Field::kUnk,      Field::kUser};
 
-const char* NameOf(Field f) { return kCsvOrder[static_cast<int>(f)].name; }
+std::string_view NameOf(Field f) { return kCsvOrder[static_cast<int>(f)].name; }
 
 void AppendInt(int64_t v, std::string& out) {
   char digits[24];
@@ -126,9 +126,14 @@ void AppendCsvField(std::string_view text, std::string& out) {
 }
 
 // The same conversion as kiv::ToUtf8 (a lone surrogate becomes U+FFFD), into a reused string.
+// Most text is ASCII: it is copied a character to a byte with no per-character growth.
 void AssignUtf8(kiv::StringView text, std::string& out) {
-  out.clear();
-  for (size_t i = 0; i < text.size(); ++i) {
+  size_t ascii = 0;
+  while (ascii < text.size() && text[ascii] < 0x80) ++ascii;
+  out.resize(ascii);
+  char* p = out.data();
+  for (size_t i = 0; i < ascii; ++i) p[i] = static_cast<char>(text[i]);
+  for (size_t i = ascii; i < text.size(); ++i) {
     uint32_t cp = text[i];
     if (cp < 0x80) {
       out.push_back(static_cast<char>(cp));
@@ -141,18 +146,21 @@ void AssignUtf8(kiv::StringView text, std::string& out) {
     } else if (cp >= 0xD800 && cp <= 0xDFFF) {
       cp = 0xFFFD;
     }
+    char bytes[4];
+    size_t n = 0;
     if (cp < 0x800) {
-      out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
+      bytes[n++] = static_cast<char>(0xC0 | (cp >> 6));
     } else {
       if (cp < 0x10000) {
-        out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
+        bytes[n++] = static_cast<char>(0xE0 | (cp >> 12));
       } else {
-        out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-        out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
+        bytes[n++] = static_cast<char>(0xF0 | (cp >> 18));
+        bytes[n++] = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
       }
-      out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+      bytes[n++] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
     }
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+    bytes[n++] = static_cast<char>(0x80 | (cp & 0x3F));
+    out.append(bytes, n);
   }
 }
 
@@ -204,6 +212,12 @@ EventFormatter::EventFormatter() {
             : f == "json-pretty" ? kJsonPretty
             : f == "csv"         ? kCsv
                                  : kShort;
+  // Each JSON key with what comes before it: ",\"id\":", or ",\n    \"id\": " pretty.
+  for (const FieldName& n : kCsvOrder) {
+    json_keys_[static_cast<int>(n.field)] = format_ == kJsonPretty
+                                                ? std::string(",\n    \"") + n.name + "\": "
+                                                : std::string(",\"") + n.name + "\":";
+  }
   fields_ = ParseFields(Globals().output_fields);
   if (fields_.empty()) {
     for (const FieldName& n : kCsvOrder) fields_.push_back(n.field);
@@ -303,12 +317,9 @@ void EventFormatter::AppendJson(const EventRecord& e, std::string& out, bool pre
   out.push_back('{');
   for (Field f : kJsonOrder) {
     if (std::find(fields_.begin(), fields_.end(), f) == fields_.end()) continue;
-    if (!first) out.push_back(',');
+    const std::string_view key = json_keys_[static_cast<int>(f)];
+    out.append(first ? key.substr(1) : key);  // the first key has no comma before it
     first = false;
-    if (pretty) out.append("\n    ");
-    out.push_back('"');
-    out.append(NameOf(f));
-    out.append(pretty ? "\": " : "\":");
     AppendField(e, f, true, out);
   }
   if (pretty) out.push_back('\n');

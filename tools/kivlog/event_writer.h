@@ -78,6 +78,8 @@ class EventFormatter {
   std::vector<Field> fields_;  // JSON and CSV fields, in their order
   bool header_done_ = false;
   bool colour_ = false;
+  std::string json_keys_[14];
+  std::string log_, log_json_;
   kiv::Date dates_[3] = {-1, -1, -1};
   std::string date_texts_[3];
 };
