@@ -64,15 +64,16 @@ int Export(const ExportArgs& a) {
   }
   events.SetGrep(grep.get());
   int64_t written = 0;
-  const std::string* day = nullptr;
+  size_t day = 0;
   for (const kiv::KivLogEvent* e; (e = events.Next());) {
     const EventCursor& from = events.cursor();
     out.Write(*e, from.log_name(), events.label());
-    if (++written % 1000 == 0 || day != &from.log_name()) {
-      if (apps.size() == 1 && day != &from.log_name()) {
+    // Progress through one application's days, a day at a time.
+    if (++written % 1000 == 0 || day != from.days_begun()) {
+      if (apps.size() == 1 && day != from.days_begun()) {
         progress = std::make_unique<Progress>("exporting", from.day_events());
       }
-      day = &from.log_name();
+      day = from.days_begun();
       if (progress) progress->Update(e->Ordinal());
     }
   }

@@ -45,6 +45,8 @@ class EventCursor {
   const kiv::KivLogEvent* Next();
   // The base name of the day the last event came from, as UTF-8.
   const std::string& log_name() const { return name_; }
+  // How many days the cursor has begun: it changes when the next event comes from another day.
+  size_t days_begun() const { return day_; }
   // The count of events of the day the cursor is on, once its first page has been read.
   int32_t day_events() const { return info_->Events(); }
   // The event count of the first day read (the newest day backwards), once it has been read.
