@@ -218,6 +218,12 @@ TEST_F(KivlogOutputTest, EveryFormatByteForByte) {
   const std::vector<nlohmann::json> all = kivtest::JsonLines(json);
   EXPECT_EQ(Out("export --id 9 -o json", 2), all[0].dump() + "\n" + all[6].dump() + "\n");
   EXPECT_EQ(err, skipped);
+  // Newest first, the damage is met newest first too.
+  EXPECT_EQ(Out("export -r --id 9 -o json", 2), all[6].dump() + "\n" + all[0].dump() + "\n");
+  EXPECT_EQ(err,
+            "kivlog: export: {log}: event 8 skipped: Input past end of file (error 62)\n"
+            "kivlog: export: {log}: event 7 skipped: Disallineamento dei dati nel file di log. "
+            "(error 20000)\n");
   EXPECT_EQ(Out("export --utc", 2),
             "#1  2024-03-05 09:00:00 UTC  Caf\xc3\xa9  type 1  id 9  [a,b]  ann@pc\n"
             "    line \"one\" \xe2\x82\xac\n"
