@@ -30,8 +30,9 @@ namespace {
 // Exit code of a command line that cannot be run (unknown option, bad value).
 constexpr int kUsage = 64;
 
-const char kFooter[] = R"(Options before or after the subcommand are the same: --json, -o, --utc,
---no-pager and --locale apply wherever they stand.
+const char kFooter[] = R"(Options before or after the subcommand are the same: --json, -o,
+--output-fields, --utc, --no-pager and --locale apply wherever they stand. On a terminal events
+are coloured by type, unless NO_COLOR is set.
 
 Dates for --since, --until and purge --before: "now", "today", "yesterday", "tomorrow",
 "-1h", "-30min", "+2d", "-1w", "2024-03-05", "2024-03-05 14:00", or a time alone (today).
