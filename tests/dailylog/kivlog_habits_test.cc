@@ -55,7 +55,8 @@ TEST_F(KivlogHabitsTest, ReverseIsNewestFirstOnOneDayAndAcrossDays) {
   EXPECT_EQ(Raws("show -r -n 2 --raw e1" + day), (V{"e19", "e18"}));
   EXPECT_EQ(Raws("show -r -n 2 --until '2024-03-05 10:04'" + day), (V{"e5", "e4"}));
   // --start still names where a backward read begins.
-  EXPECT_EQ(Raws("show -r -n 2 --start 4 --app R --day 2024-03-05"), (V{"e3", "e2"}));  // ordinal 1 is the log's Open marker
+  EXPECT_EQ(Raws("show -r -n 2 --start 4 --app R --day 2024-03-05"),
+            (V{"e3", "e2"}));  // ordinal 1 is the log's Open marker
 
   WriteDay(u"R", Day1At() + 1, Numbered(28, 30));
   WriteDay(u"R", Day1At() + 2, Numbered(31, 33));
@@ -90,8 +91,11 @@ TEST_F(KivlogHabitsTest, GrepAndSeveralApplications) {
   ASSERT_EQ(items.size(), 5u);
   EXPECT_EQ(items[1]["log"], ToUtf8(Base(u"B")));
   EXPECT_EQ(items[2]["log"], ToUtf8(Base(u"A")));
-  // The short form labels each event with its application.
+  // The short form labels each event with its application, also in a page read backwards.
   const std::string text = Run("show --locale iso" + both + " --path '" + ToUtf8(folder) + "'");
+  EXPECT_EQ(Run("show --back -n 2 --locale iso" + both + " --path '" + ToUtf8(folder) + "'"),
+            "B #3  2024-03-05 10:01:30  T  type 4  id 0  ann@pc\n    b at 10:01:30\n"
+            "A #4  2024-03-05 10:02:00  T  type 4  id 0  ann@pc\n    ALPHA three\n");
   EXPECT_NE(text.find("\nB #2  2024-03-05 10:00:30  T  type 4  id 0  ann@pc\n    b at 10:00:30\n"
                       "A #3  2024-03-05 10:01:00  T"),
             std::string::npos)

@@ -88,12 +88,18 @@ class Reading {
   bool damaged_ = false;
 };
 
+// An event held until the events before it are read, with its label.
+struct Held {
+  EventRecord event;
+  std::string label;
+};
+
 // The last `count` events, read backwards, in the order they happened.
-std::vector<EventRecord> LastEvents(Reading& r, int count) {
-  std::deque<EventRecord> kept;
+std::vector<Held> LastEvents(Reading& r, int count) {
+  std::deque<Held> kept;
   for (const kiv::KivLogEvent* e;
        static_cast<int>(kept.size()) < count && (e = r.events().Next());) {
-    kept.push_front(FromEvent(*e, r.events().cursor().log_name()));
+    kept.push_front(Held{FromEvent(*e, r.events().cursor().log_name()), r.events().label()});
   }
   return {kept.begin(), kept.end()};
 }
@@ -116,19 +122,20 @@ int ShowDay(kiv::KivLog& log, const ShowArgs& a) {
   if (backwards && !newest_first) {
     // A page read backwards is still printed oldest first; --adjust fills it from after --start
     // when the day begins too soon.
-    std::vector<EventRecord> page = LastEvents(r, a.count);
+    std::vector<Held> page = LastEvents(r, a.count);
     if (a.adjust && static_cast<int>(page.size()) < a.count && !r.events().failed()) {
       ShowArgs after = a;
-      after.start = page.empty() ? a.start + 1 : page.back().ordinal + 1;
+      after.start = page.empty() ? a.start + 1 : page.back().event.ordinal + 1;
       after.back = after.adjust = false;
       Reading more(log, a.target, a.filter, false, after.start, true);
       while (static_cast<int>(page.size()) < a.count) {
         const kiv::KivLogEvent* e = more.events().Next();
         if (!e) break;
-        page.push_back(FromEvent(*e, more.events().cursor().log_name()));
+        page.push_back(Held{FromEvent(*e, more.events().cursor().log_name()), {}});
       }
     }
-    for (const EventRecord& e : page) {
+    for (const Held& h : page) {
+      const EventRecord& e = h.event;
       r.out().Write(e);
       low = std::min(low, e.ordinal);
       high = std::max(high, e.ordinal);
@@ -163,7 +170,7 @@ int ShowRange(kiv::KivLog& log, const ShowArgs& a) {
   const bool newest_first = a.filter.reverse;
   Reading r(log, a.target, a.filter, a.back || newest_first, 0, false);
   if (a.back && !newest_first) {
-    for (const EventRecord& e : LastEvents(r, a.count)) r.out().Write(e, r.events().label());
+    for (const Held& h : LastEvents(r, a.count)) r.out().Write(h.event, h.label);
   } else {
     int shown = 0;
     for (const kiv::KivLogEvent* e; shown < a.count && (e = r.events().Next()); ++shown)
@@ -221,7 +228,7 @@ int Tail(const TailArgs& a) {
     for (const kiv::KivLogEvent* e; shown < a.count && (e = r.events().Next()); ++shown)
       r.Write(*e);
   } else {
-    for (const EventRecord& e : LastEvents(r, a.count)) r.out().Write(e);
+    for (const Held& h : LastEvents(r, a.count)) r.out().Write(h.event, h.label);
   }
   if (!a.follow) return r.End("tail");
   r.out().Flush();
