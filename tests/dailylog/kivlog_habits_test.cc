@@ -1,5 +1,8 @@
 // journalctl's habits in kivlog: -r newest first, --grep, several applications merged, colours
 // on a terminal, --output-fields, purge by size and with the index backups.
+#include <chrono>
+#include <thread>
+
 #include "kivlog_cli_support.h"
 
 namespace kiv::testing {
@@ -68,6 +71,28 @@ TEST_F(KivlogHabitsTest, ReverseIsNewestFirstOnOneDayAndAcrossDays) {
   EXPECT_EQ(Raws("show --back -n 2" + days), Numbered(32, 33));
   EXPECT_EQ(Raws("export -r --id 0 --raw e2" + days),
             (V{"e29", "e28", "e27", "e26", "e25", "e24", "e23", "e22", "e21", "e20", "e2"}));
+}
+
+// tail --follow over a range prints each event once: the last ones of the range, then those
+// written to today's log afterwards.
+TEST_F(KivlogHabitsTest, FollowAfterARangePrintsEachEventOnce) {
+  const Date now = Now();
+  WriteDay(u"F", DateOnly(now) - 1 + 0.5, {"y1"});
+  WriteDay(u"F", now, {"t1", "t2"});
+  const std::string cmd = "KIV_PROGRAMFILESDIR='" + ToUtf8(folder) + "' timeout 2 " +
+                          kivtest::KivlogPath() + " tail -f --interval 50 -n 3 --since -3d " +
+                          "--app F --source T -o json --path '" + ToUtf8(folder) + "'";
+  std::FILE* p = ::popen(cmd.c_str(), "r");
+  ASSERT_NE(p, nullptr);
+  std::this_thread::sleep_for(std::chrono::milliseconds(700));
+  WriteDay(u"F", Now(), {"t3"});
+  std::string out;
+  char buf[4096];
+  for (size_t n; (n = std::fread(buf, 1, sizeof buf, p)) > 0;) out.append(buf, n);
+  ::pclose(p);
+  std::vector<std::string> raws;
+  for (const auto& j : JsonLines(out)) raws.push_back(j["rawdata"]);
+  EXPECT_EQ(raws, (std::vector<std::string>{"y1", "t1", "t2", "t3"}));
 }
 
 // --grep is a regular expression on the raw data, any case unless it holds a capital; several

@@ -232,11 +232,11 @@ int Tail(const TailArgs& a) {
   }
   if (!a.follow) return r.End("tail");
   r.out().Flush();
-  // The newest day read is today's when it has events; else the follow starts at today's first.
+  // The follow goes on after the last event of today's log when the tail read it, else from
+  // the first event of today's log.
   const kiv::String today = TargetBase(log, a.target);
-  const bool read_today =
-      r.events().failed() == nullptr && r.events().cursor().log_name() == U8(today);
-  Follow(log, a, today, read_today ? r.events().cursor().first_day_events() + 1 : 1, r.out());
+  const int32_t read = r.events().failed() ? 0 : r.events().cursor().EventsOfFirstDay(today);
+  Follow(log, a, today, read + 1, r.out());
 }
 
 }  // namespace

@@ -49,8 +49,12 @@ class EventCursor {
   size_t days_begun() const { return day_; }
   // The count of events of the day the cursor is on, once its first page has been read.
   int32_t day_events() const { return info_->Events(); }
-  // The event count of the first day read (the newest day backwards), once it has been read.
-  int32_t first_day_events() const { return first_day_events_; }
+  // The event count of the first day read (the newest day backwards) when that day is `base`
+  // and its first page has been read; else 0.
+  int32_t EventsOfFirstDay(const kiv::String& base) const {
+    if (bases_.empty() || (backwards_ ? bases_.back() : bases_.front()) != base) return 0;
+    return first_day_events_;
+  }
   // True when a read failed; the library's error is the one recorded.
   bool failed() const { return failed_; }
   // The error of the failed read.
