@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 
 #include "commands.h"
+#include "event_writer.h"
 #include "platform/locale.h"
 
 namespace kivlog {
@@ -29,8 +30,9 @@ namespace {
 // Exit code of a command line that cannot be run (unknown option, bad value).
 constexpr int kUsage = 64;
 
-const char kFooter[] = R"(Options before or after the subcommand are the same: --json, -o, --utc,
---no-pager and --locale apply wherever they stand.
+const char kFooter[] = R"(Options before or after the subcommand are the same: --json, -o,
+--output-fields, --utc, --no-pager and --locale apply wherever they stand. On a terminal events
+are coloured by type, unless NO_COLOR is set.
 
 Dates for --since, --until and purge --before: "now", "today", "yesterday", "tomorrow",
 "-1h", "-30min", "+2d", "-1w", "2024-03-05", "2024-03-05 14:00", or a time alone (today).
@@ -48,6 +50,19 @@ void AddGlobalOptions(CLI::App& app) {
   app.add_option("-o,--output", g.output,
                  "Output format: short, short-iso, cat, json, json-pretty or csv")
       ->check(CLI::IsMember({"short", "short-iso", "cat", "json", "json-pretty", "csv"}));
+  app.add_option("--output-fields", g.output_fields,
+                 "The fields JSON and CSV print, comma-separated (log, ordinal, offset, unk, date, "
+                 "source, type, category, id, user, computer, server, datatype, rawdata)")
+      ->check(CLI::Validator(
+          [](const std::string& names) {
+            try {
+              kivlog::ParseFields({names});
+            } catch (const CLI::ValidationError& e) {
+              return std::string(e.what());
+            }
+            return std::string();
+          },
+          "FIELDS"));
   app.add_flag("--utc", g.utc, "Dates in UTC instead of local time");
   app.add_flag("--no-pager", g.no_pager, "Never send output through a pager");
   app.add_option("--locale", g.locale, "Date and number rule: it, en-US or iso")
