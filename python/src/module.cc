@@ -4,6 +4,7 @@
 
 PYBIND11_MODULE(_kivdbxt, m) {
   m.doc() = "kivdbxt: daily logs, the database event log and the DAO helpers";
+  m.attr("__version__") = KIV_VERSION;
   kivpy::InitConvert(m);
   kivpy::BindConstants(m);
   kivpy::BindFrame(m);
