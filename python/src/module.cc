@@ -15,4 +15,5 @@ PYBIND11_MODULE(_kivdbxt, m) {
   kivpy::BindDatabaseLog(m);
   kivpy::BindHelpers(m);
   kivpy::BindSector(m);
+  kivpy::BindDocs(m);
 }
