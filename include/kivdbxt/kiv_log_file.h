@@ -111,6 +111,20 @@ class KIV_API KivLogFile : public Object {
   // 0 unchanged, 1 changed, -1 error; unk receives the current LASTCHANGE.
   int32_t CheckEventLogChanges(int32_t& unk);
 
+  // ---- Following a log (additions of this library) ----
+  // Waits up to TimeoutMs for a change of LASTCHANGE away from unk (a report or purge by any
+  // process): 1 changed, 0 no change in time, -1 error; unk receives the current LASTCHANGE.
+  // On a SQLite file it checks every few milliseconds.
+  int32_t WaitEventLogChanges(int32_t TimeoutMs, int32_t& unk);
+  // Reads the records added after the record of id LastId, oldest first, up to MaxRecords of
+  // them into the block LogRecordEx reads; LastId becomes the id of the last one read and
+  // MaxRecords their number. A record's id is its row id, given in commit order, so a follower
+  // that reads on from the last id it saw misses none. With LastId below 0 nothing is read and
+  // LastId becomes the newest id (follow from now on). When every record after LastId is gone
+  // and the log's ids started again below it (the log was emptied), reading starts from the
+  // first record. 0 read, 1 no record, -1 error.
+  int32_t ReadEventLogAfter(int64_t& LastId, int32_t& MaxRecords);
+
   // ---- EventLogChanged ----
   // Raised on the reporting thread after a record is stored, unless suppressed.
   using ChangeHandler = std::function<void(int32_t EvUnk, int32_t EvType, int32_t EvId)>;

@@ -142,7 +142,28 @@ void BindRead(Class& c) {
             int32_t r = f.CheckEventLogChanges(unk);
             return std::make_tuple(r, unk);
           },
-          "0 unchanged, 1 changed, -1 error; (result, unk)", py::arg("unk") = 0);
+          "0 unchanged, 1 changed, -1 error; (result, unk)", py::arg("unk") = 0)
+      .def(
+          "WaitEventLogChanges",
+          [](KivLogFile& f, int32_t TimeoutMs, int32_t unk) {
+            int32_t r;
+            {
+              py::gil_scoped_release unlocked;  // other Python threads run while it waits
+              r = f.WaitEventLogChanges(TimeoutMs, unk);
+            }
+            return std::make_tuple(r, unk);
+          },
+          "Waits up to TimeoutMs for a change: 1 changed, 0 none in time, -1 error; (result, unk)",
+          py::arg("TimeoutMs"), py::arg("unk") = 0)
+      .def(
+          "ReadEventLogAfter",
+          [](KivLogFile& f, int64_t LastId, int32_t MaxRecords) {
+            int32_t r = f.ReadEventLogAfter(LastId, MaxRecords);
+            return std::make_tuple(r, LastId, MaxRecords);
+          },
+          "Reads the records after id LastId, oldest first, into LogRecordEx (LastId -1: none, "
+          "from now on); (result, LastId, MaxRecords)",
+          py::arg("LastId"), py::arg("MaxRecords") = 100);
 }
 
 }  // namespace

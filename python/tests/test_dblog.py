@@ -70,3 +70,20 @@ def test_read_only_look_changes_nothing(folder):
     assert rec.Number == 20000 and rec.Description.endswith(" è aperto in sola lettura.")
     assert viewer.ReadEventLog(kivdbxt.ELREF_COUNT, 0, MINE) == count
     assert viewer.CloseEventLog() is False
+
+
+def test_follow_by_id_and_wait_for_changes(folder):
+    log, path, _ = make_log(folder, 2)
+    follower = kivdbxt.KivLogFile()
+    assert follower.OpenEventLogReadOnly(path) is False
+    result, last, n = follower.ReadEventLogAfter(-1)
+    assert (result, n) == (1, 0) and last > 0
+    unk = follower.CheckEventLogChanges(0)[1]
+    assert follower.WaitEventLogChanges(50, unk) == (0, unk)
+    for i in range(3):
+        assert log.ReportEvent("f", "x%d" % i, EventId=100 + i)[0] is False
+    assert follower.WaitEventLogChanges(5000, unk)[0] == 1
+    result, after, n = follower.ReadEventLogAfter(last, 10)
+    assert (result, n) == (0, 3) and after > last
+    assert [follower.LogRecordEx(i).EvId for i in (1, 2, 3)] == [100, 101, 102]
+    assert follower.ReadEventLogAfter(after)[0] == 1

@@ -1,8 +1,8 @@
 // Compaction: a defragmented copy of a database, and the same copy put back in place.
 #pragma once
 
-#include "kivdbxt/types.h"
 #include "dao/connection.h"
+#include "kivdbxt/types.h"
 
 namespace kiv::dao::detail {
 

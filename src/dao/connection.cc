@@ -1,11 +1,9 @@
 #include "dao/connection.h"
 
-#include <cstring>
 #include <optional>
 
 #include "dao/dao_errors.h"
 #include "dao/schema.h"
-#include "dao/wal_read_only.h"
 #include "platform/fs.h"
 #include "platform/text_compare.h"
 
@@ -40,134 +38,6 @@ String WhereExpression(std::string_view sql) {
   RaiseDao(kDaoInvalidStatement);
 }
 
-// The name after "prefix" in an SQLite message ("no such table: EVENTS").
-String AfterPrefix(const std::string& msg, std::string_view prefix) {
-  return FromUtf8(std::string_view(msg).substr(prefix.size()));
-}
-
-bool HasPrefix(const std::string& msg, std::string_view prefix) {
-  return msg.compare(0, prefix.size(), prefix) == 0;
-}
-
-[[noreturn]] void RaiseGeneralError(const std::string& msg, std::string_view sql) {
-  if (HasPrefix(msg, "no such table: "))
-    RaiseDao(kDaoTableNotFound, AfterPrefix(msg, "no such table: "));
-  // Jet takes an unknown name in a query for a parameter that has no value.
-  if (HasPrefix(msg, "no such column: ")) RaiseDao(kDaoTooFewParameters, u"1");
-  if (msg.find("syntax error") != std::string::npos || HasPrefix(msg, "incomplete input") ||
-      HasPrefix(msg, "unrecognized token")) {
-    RaiseSyntax(sql);
-  }
-  if (HasPrefix(msg, "table ") && msg.find(" already exists") != std::string::npos) {
-    RaiseDao(kDaoTableExists, FromUtf8(msg.substr(6, msg.find(" already exists") - 6)));
-  }
-  if (HasPrefix(msg, "index ") && msg.find(" already exists") != std::string::npos) {
-    RaiseDao(kDaoObjectExists, FromUtf8(msg.substr(6, msg.find(" already exists") - 6)));
-  }
-  RaiseDao(kDaoReserved, FromUtf8(msg));
-}
-
-[[noreturn]] void RaiseConstraint(int rc, const std::string& msg) {
-  const size_t colon = msg.find(": ");
-  const String subject = colon == std::string::npos ? String() : FromUtf8(msg.substr(colon + 2));
-  switch (rc) {
-    case SQLITE_CONSTRAINT_NOTNULL:
-      RaiseDao(kDaoRequired, subject);
-    case SQLITE_CONSTRAINT_CHECK:
-      RaiseDao(kDaoZeroLength, subject);
-    default:
-      RaiseDao(kDaoDuplicate);
-  }
-}
-
-[[noreturn]] void RaiseFor(int rc, const std::string& msg, std::string_view sql, bool writing,
-                           const String& file) {
-  switch (rc & 0xff) {
-    // A lock held by another process outlasted the busy timeout.
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-      RaiseDao(writing ? kDaoUpdateLocked : kDaoCantLock);
-    case SQLITE_READONLY:
-      RaiseDao(kDaoReadOnly);
-    case SQLITE_CORRUPT:
-      RaiseDao(kDaoCorrupt, file);
-    case SQLITE_NOTADB:
-      RaiseDao(kDaoUnrecognizedFormat, file);
-    case SQLITE_FULL:
-      RaiseDao(kDaoDiskFull);
-    case SQLITE_IOERR:
-      RaiseDao(kDaoDiskError);
-    case SQLITE_NOMEM:
-    case SQLITE_TOOBIG:
-      RaiseDao(kDaoResources);
-    case SQLITE_CANTOPEN:
-      RaiseDao(kDaoFileNotFound, file);
-    case SQLITE_MISMATCH:
-      RaiseDao(kDaoConversion);
-    case SQLITE_RANGE:
-      RaiseDao(kDaoInvalidArgument);
-    case SQLITE_CONSTRAINT:
-      RaiseConstraint(rc, msg);
-    default:
-      RaiseGeneralError(msg, sql);
-  }
-}
-
-String FileOf(sqlite3* db) {
-  const char* f = db ? sqlite3_db_filename(db, "main") : nullptr;
-  return f ? FromUtf8(f) : String();
-}
-
-// Waits for another connection's lock in steps of about a millisecond, up to kBusyTimeoutMs. A
-// writer waiting in long sleeps keeps missing the short gaps between a busy writer's
-// transactions; short steps give it its turn.
-int WaitForLock(void*, int attempts) {
-  if (attempts >= kBusyTimeoutMs) return 0;
-  sqlite3_sleep(1);
-  return 1;
-}
-
-void Exec(sqlite3* db, const char* sql) {
-  char* err = nullptr;
-  int rc = sqlite3_exec(db, sql, nullptr, nullptr, &err);
-  sqlite3_free(err);
-  if (rc != SQLITE_OK) RaiseSqlite(db, rc, sql);
-}
-
-// Reads the schema once: this is where a file that is no database, or one locked by another
-// process, shows itself. Returns SQLite's answer, for CheckProbe.
-int Probe(sqlite3* db) {
-  return sqlite3_exec(db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr);
-}
-
-void CheckProbe(sqlite3* db, int rc, const String& file_name) {
-  switch (rc & 0xff) {
-    case SQLITE_OK:
-      return;
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-      RaiseDao(kDaoFileInUse, file_name);
-    case SQLITE_NOTADB:
-      RaiseDao(kDaoUnrecognizedFormat, file_name);
-    case SQLITE_CORRUPT:
-      RaiseDao(kDaoCorrupt, file_name);
-    default:
-      RaiseSqlite(db, rc);
-  }
-}
-
-// Holds the lock of an exclusive open for as long as the connection lives.
-void TakeExclusive(sqlite3* db, const String& file_name, bool read_only) {
-  Exec(db, "PRAGMA locking_mode=EXCLUSIVE");
-  int rc = sqlite3_exec(db, read_only ? "BEGIN" : "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
-  if (rc == SQLITE_OK && read_only) {
-    rc = sqlite3_exec(db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr);
-  }
-  if (rc == SQLITE_OK) rc = sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
-  if ((rc & 0xff) == SQLITE_BUSY) RaiseDao(kDaoFileInUse, file_name);
-  if (rc != SQLITE_OK) RaiseSqlite(db, rc);
-}
-
 }  // namespace
 
 std::string Utf8(StringView text) { return ToUtf8(text); }
@@ -191,19 +61,72 @@ std::string QuoteName(StringView name) { return Quoted(name, '"'); }
 
 std::string QuoteLiteral(StringView text) { return Quoted(text, '\''); }
 
-void RaiseSqlite(sqlite3* db, int rc, std::string_view sql, bool writing) {
-  const std::string msg = db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
-  RaiseFor(rc, msg, sql, writing, FileOf(db));
+void RaiseEngine(const engine::EngineError& e, std::string_view sql, bool writing,
+                 const String& file) {
+  using engine::Failure;
+  const String subject = FromUtf8(e.subject);
+  switch (e.failure) {
+    case Failure::kBusy:
+      RaiseDao(writing ? kDaoUpdateLocked : kDaoCantLock);
+    case Failure::kInUse:
+      RaiseDao(kDaoFileInUse, file);
+    case Failure::kReadOnly:
+      RaiseDao(kDaoReadOnly);
+    case Failure::kCorrupt:
+      RaiseDao(kDaoCorrupt, file);
+    case Failure::kNotADatabase:
+      RaiseDao(kDaoUnrecognizedFormat, file);
+    case Failure::kCantOpen:
+      RaiseDao(kDaoFileNotFound, file);
+    case Failure::kUnreadableWal:
+      RaiseDao(kDaoCantOpen, file);
+    case Failure::kFull:
+      RaiseDao(kDaoDiskFull);
+    case Failure::kIoError:
+      RaiseDao(kDaoDiskError);
+    case Failure::kResources:
+      RaiseDao(kDaoResources);
+    case Failure::kMismatch:
+      RaiseDao(kDaoConversion);
+    case Failure::kRange:
+      RaiseDao(kDaoInvalidArgument);
+    case Failure::kNotNull:
+      RaiseDao(kDaoRequired, subject);
+    case Failure::kCheck:
+      RaiseDao(kDaoZeroLength, subject);
+    case Failure::kUnique:
+      RaiseDao(kDaoDuplicate);
+    case Failure::kNoSuchTable:
+      RaiseDao(kDaoTableNotFound, subject);
+    case Failure::kNoSuchColumn:
+      // Jet takes an unknown name in a query for a parameter that has no value.
+      RaiseDao(kDaoTooFewParameters, u"1");
+    case Failure::kSyntax:
+      RaiseSyntax(sql);
+    case Failure::kTableExists:
+      RaiseDao(kDaoTableExists, subject);
+    case Failure::kIndexExists:
+      RaiseDao(kDaoObjectExists, subject);
+    case Failure::kUnreachable:
+      RaiseDao(kDaoConnectFailed, file);
+    case Failure::kAuthFailed:
+      RaiseDao(kDaoBadAccount);
+    case Failure::kNoDatabase:
+      RaiseDao(kDaoFileNotFound, file);
+    default:
+      RaiseDao(kDaoReserved, FromUtf8(e.message));
+  }
 }
 
-Connection::Connection(sqlite3* handle, String file_name, bool read_only_)
-    : db(handle), name(std::move(file_name)), read_only(read_only_) {}
+Connection::Connection(std::unique_ptr<engine::Connection> handle, String file_name,
+                       bool read_only_)
+    : db(std::move(handle)), name(std::move(file_name)), read_only(read_only_) {}
 
 Connection::~Connection() { Close(); }
 
-sqlite3* Connection::Db() const {
+engine::Connection* Connection::Db() const {
   if (!db) RaiseDao(kDaoObjectInvalid);
-  return db;
+  return db.get();
 }
 
 void Connection::Close() {
@@ -212,8 +135,7 @@ void Connection::Close() {
   users.clear();
   schema_cache.clear();
   statements.clear();
-  sqlite3_close_v2(db);
-  db = nullptr;
+  db.reset();
 }
 
 Statement& Connection::Prepared(const std::string& sql) {
@@ -225,6 +147,10 @@ Statement& Connection::Prepared(const std::string& sql) {
 void Connection::BeforeWrite() {
   Db();
   if (read_only) RaiseDao(kDaoReadOnly);
+  FinishReads();
+}
+
+void Connection::FinishReads() {
   // A copy, in case a user leaves the set meanwhile; a vector, as this runs at every write.
   for (ConnectionUser* user : std::vector<ConnectionUser*>(users.begin(), users.end())) {
     user->FinishReads();
@@ -233,112 +159,74 @@ void Connection::BeforeWrite() {
 
 namespace {
 
-// Opens the SQLite handle of a connection and sets it up as every connection is.
-std::shared_ptr<Connection> OpenHandle(const String& file_name, const std::string& target,
-                                       int flags, bool create, bool read_only) {
-  sqlite3* db = nullptr;
-  int rc = sqlite3_open_v2(target.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
-  auto conn = std::make_shared<Connection>(db, file_name, read_only);
-  if (rc != SQLITE_OK) {
-    if ((rc & 0xff) == SQLITE_CANTOPEN)
-      RaiseDao(create ? kDaoBadPath : kDaoFileNotFound, file_name);
-    RaiseSqlite(db, rc);
+// A database on a server: it exists before it is "created" here, and is never held by one
+// connection alone.
+std::shared_ptr<Connection> OpenServerConnection(const std::string& uri, bool read_only) {
+  const String shown = FromUtf8(engine::ShownName(uri));
+  std::unique_ptr<engine::Connection> handle;
+  try {
+    handle = engine::OpenPostgres(uri, engine::OpenMode{false, false, read_only});
+  } catch (const engine::EngineError& e) {
+    RaiseEngine(e, {}, false, shown);
   }
-  sqlite3_extended_result_codes(db, 1);
-  sqlite3_busy_handler(db, &WaitForLock, nullptr);
-  // Rows that REPLACE removes must also lower the row counters.
-  Exec(db, "PRAGMA recursive_triggers = ON");
-  return conn;
+  return std::make_shared<Connection>(std::move(handle), shown, read_only);
 }
 
 }  // namespace
 
 std::shared_ptr<Connection> OpenConnection(const String& file_name, bool create, bool exclusive,
                                            bool read_only) {
+  if (engine::IsServerName(Utf8(file_name)))
+    return OpenServerConnection(Utf8(file_name), read_only);
   if (create && FileExists(file_name)) RaiseDao(kDaoDatabaseExists);
   if (!create && !FileExists(file_name)) {
     const String folder = ParentFolder(file_name);
     if (!folder.empty() && !FolderExists(folder)) RaiseDao(kDaoBadPath, file_name);
     RaiseDao(kDaoFileNotFound, file_name);
   }
-  int flags = read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
-  if (create) flags |= SQLITE_OPEN_CREATE;
-  auto conn = OpenHandle(file_name, Utf8(file_name), flags, create, read_only);
-  if (exclusive) TakeExclusive(conn->db, file_name, read_only);
-  int rc = Probe(conn->db);
-  if (read_only && !exclusive && ReadableOnlyAsUnchanging(rc, file_name)) {
-    // A WAL file in a folder this process may only read: its shared-memory index cannot be made.
-    conn = OpenHandle(file_name, UnchangingUri(file_name), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
-                      false, true);
-    rc = Probe(conn->db);
+  std::unique_ptr<engine::Connection> handle;
+  try {
+    handle = engine::OpenSqlite(Utf8(file_name), engine::OpenMode{create, exclusive, read_only});
+  } catch (const engine::EngineError& e) {
+    if (e.failure == engine::Failure::kCantOpen && create) RaiseDao(kDaoBadPath, file_name);
+    RaiseEngine(e, {}, false, file_name);
   }
-  CheckProbe(conn->db, rc, file_name);
+  auto conn = std::make_shared<Connection>(std::move(handle), file_name, read_only);
   if (create) CreateSystemTables(*conn);
   return conn;
 }
 
-Statement::Statement(sqlite3* db, std::string sql) : sql_(std::move(sql)) {
-  int rc = sqlite3_prepare_v2(db, sql_.c_str(), static_cast<int>(sql_.size()), &stmt_, nullptr);
-  if (rc != SQLITE_OK) RaiseSqlite(db, rc, sql_);
+Statement::Statement(engine::Connection* db, std::string sql) : db_(db), sql_(std::move(sql)) {
+  stmt_ = EngineCall(
+      db_, [&] { return db_->Prepare(sql_); }, sql_);
+  if (!stmt_) RaiseDao(kDaoInvalidStatement);  // nothing but blanks
 }
 
-Statement::Statement(Statement&& other) noexcept
-    : stmt_(other.stmt_), sql_(std::move(other.sql_)), texts_(std::move(other.texts_)) {
-  other.stmt_ = nullptr;
-}
+Statement::Statement(engine::Connection* db, std::unique_ptr<engine::Statement> prepared,
+                     std::string sql)
+    : db_(db), stmt_(std::move(prepared)), sql_(std::move(sql)) {}
 
-Statement& Statement::operator=(Statement&& other) noexcept {
-  std::swap(stmt_, other.stmt_);
-  std::swap(sql_, other.sql_);
-  std::swap(texts_, other.texts_);
-  return *this;
-}
-
-Statement::~Statement() { sqlite3_finalize(stmt_); }
-
-void Statement::BindNull(int i) { sqlite3_bind_null(stmt_, i); }
-void Statement::BindInt(int i, int64_t value) { sqlite3_bind_int64(stmt_, i, value); }
-void Statement::BindDouble(int i, double value) { sqlite3_bind_double(stmt_, i, value); }
-void Statement::BindText(int i, StringView value) {
-  std::string text = Utf8(value);
-  if (i < 1 || sqlite3_stmt_busy(stmt_)) {  // SQLite refuses it; keep nothing
-    sqlite3_bind_text64(stmt_, i, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
-    return;
-  }
-  if (texts_.size() < static_cast<size_t>(i)) texts_.resize(i);
-  std::unique_ptr<std::string>& kept = texts_[i - 1];
-  if (!kept) kept = std::make_unique<std::string>();
-  *kept = std::move(text);
-  sqlite3_bind_text64(stmt_, i, kept->data(), kept->size(), SQLITE_STATIC, SQLITE_UTF8);
-}
-void Statement::BindBlob(int i, const uint8_t* data, size_t size) {
-  static const uint8_t kEmpty = 0;
-  sqlite3_bind_blob64(stmt_, i, size ? data : &kEmpty, size, SQLITE_TRANSIENT);
-}
-void Statement::BindZeroBlob(int i, int64_t size) { sqlite3_bind_zeroblob64(stmt_, i, size); }
-void Statement::BindValue(int i, const sqlite3_value* value) {
-  sqlite3_bind_value(stmt_, i, value);
-}
+void Statement::BindText(int i, StringView value) { stmt_->BindText(i, Utf8(value)); }
 
 bool Statement::Step() {
-  const int rc = sqlite3_step(stmt_);
-  if (rc == SQLITE_ROW) return true;
-  if (rc == SQLITE_DONE) return false;
-  sqlite3* db = sqlite3_db_handle(stmt_);
-  const std::string msg = sqlite3_errmsg(db);
-  const bool writing = !sqlite3_stmt_readonly(stmt_);
-  sqlite3_reset(stmt_);
-  RaiseFor(rc, msg, sql_, writing, FileOf(db));
+  try {
+    return stmt_->Step();
+  } catch (const engine::EngineError& e) {
+    RaiseEngine(e, sql_, !stmt_->ReadOnly(), FromUtf8(db_->FileName()));
+  }
+}
+
+bool Statement::Step(bool writing) {
+  return EngineCall(
+      db_, [&] { return stmt_->Step(); }, sql_, writing);
 }
 
 void Statement::Run() {
   // A write on its own gets its own transaction; VACUUM cannot run inside one. Inside an open
-  // transaction one statement needs no savepoint: SQLite undoes a failed statement by itself.
+  // transaction one statement needs no savepoint: the engine undoes a failed statement by itself.
   std::optional<WriteTransaction> tx;
-  sqlite3* db = sqlite3_db_handle(stmt_);
-  if (!sqlite3_stmt_readonly(stmt_) && sqlite3_get_autocommit(db) &&
-      sql_.compare(0, 6, "VACUUM") != 0) {
-    tx.emplace(db, "kiv_run");
+  if (!stmt_->ReadOnly() && !db_->InTransaction() && sql_.compare(0, 6, "VACUUM") != 0) {
+    tx.emplace(db_, "kiv_run");
   }
   while (Step()) {
   }
@@ -346,57 +234,68 @@ void Statement::Run() {
   if (tx) tx->Commit();
 }
 
-WriteTransaction::WriteTransaction(sqlite3* db, std::string name)
-    : db_(db), name_(std::move(name)), outer_(sqlite3_get_autocommit(db) != 0) {
-  Run(outer_ ? "BEGIN IMMEDIATE" : "SAVEPOINT " + name_);
+void Statement::RunAsWrite() {
+  while (Step(true)) {
+  }
+  Reset();
+}
+
+int64_t Statement::Int(int col) const {
+  const engine::ValueView v = Value(col);
+  switch (v.kind) {
+    case engine::Kind::kInt:
+      return v.i;
+    case engine::Kind::kDouble:
+      return static_cast<int64_t>(v.d);
+    case engine::Kind::kNull:
+      return 0;
+    default:
+      return std::strtoll(std::string(v.bytes).c_str(), nullptr, 10);
+  }
+}
+
+String Statement::Text(int col) const {
+  const engine::ValueView v = Value(col);
+  switch (v.kind) {
+    case engine::Kind::kNull:
+      return String();
+    case engine::Kind::kText:
+    case engine::Kind::kBytes:
+      return FromUtf8(v.bytes);
+    default:
+      return FromUtf8(stmt_->ColumnText(col));
+  }
+}
+
+WriteTransaction::WriteTransaction(engine::Connection* db, std::string name)
+    : db_(db), name_(std::move(name)), outer_(!db->InTransaction()) {
+  Run(outer_ ? db_->BeginWriteSql() : "SAVEPOINT " + name_);
 }
 
 WriteTransaction::WriteTransaction(Connection& conn, std::string name)
-    : conn_(&conn),
-      db_(conn.Db()),
-      name_(std::move(name)),
-      outer_(sqlite3_get_autocommit(db_) != 0) {
-  Run(outer_ ? "BEGIN IMMEDIATE" : "SAVEPOINT " + name_);
+    : conn_(&conn), db_(conn.Db()), name_(std::move(name)), outer_(!db_->InTransaction()) {
+  Run(outer_ ? db_->BeginWriteSql() : "SAVEPOINT " + name_);
 }
 
 // A failure is a write's failure: a lock that outlasted the wait is "locked", not "can't read".
 void WriteTransaction::Run(const std::string& sql) {
-  int rc;
-  if (conn_) {
-    sqlite3_stmt* st = conn_->Prepared(sql).Raw();
-    rc = sqlite3_step(st);
-    if (rc == SQLITE_DONE) rc = SQLITE_OK;
-    if (rc != SQLITE_OK) {
-      const std::string msg = sqlite3_errmsg(db_);
-      sqlite3_reset(st);
-      RaiseFor(rc, msg, sql, true, FileOf(db_));
-    }
-    sqlite3_reset(st);
-    return;
-  }
-  rc = sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr);
-  if (rc != SQLITE_OK) RaiseFor(rc, sqlite3_errmsg(db_), sql, true, FileOf(db_));
+  if (conn_) return conn_->Prepared(sql).RunAsWrite();
+  EngineCall(
+      db_, [&] { db_->Exec(sql); }, sql, true);
 }
 
 WriteTransaction::~WriteTransaction() {
   if (done_) return;
-  const std::string sql = outer_ ? "ROLLBACK" : "ROLLBACK TO " + name_ + "; RELEASE " + name_;
-  sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr);
+  try {
+    db_->Exec(outer_ ? "ROLLBACK" : "ROLLBACK TO " + name_ + "; RELEASE " + name_);
+  } catch (const engine::EngineError&) {
+    // Nothing more to undo: a failed rollback leaves the engine's own.
+  }
 }
 
 void WriteTransaction::Commit() {
   Run(outer_ ? "COMMIT" : "RELEASE " + name_);
   done_ = true;
-}
-
-void Statement::Reset() {
-  sqlite3_reset(stmt_);
-  sqlite3_clear_bindings(stmt_);
-}
-
-String Statement::Text(int col) const {
-  const auto* p = reinterpret_cast<const char*>(sqlite3_column_text(stmt_, col));
-  return p ? FromUtf8(std::string_view(p, sqlite3_column_bytes(stmt_, col))) : String();
 }
 
 }  // namespace kiv::dao::detail

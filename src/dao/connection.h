@@ -1,7 +1,5 @@
-// One open SQLite database behind a dao::Database, and the prepared statements run on it.
+// One open database behind a dao::Database, and the prepared statements run on it.
 #pragma once
-
-#include <sqlite3.h>
 
 #include <cstdint>
 #include <map>
@@ -10,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "dao/engine/engine.h"
 #include "kivdbxt/types.h"
 
 namespace kiv::dao::detail {
@@ -26,76 +25,74 @@ class ConnectionUser {
   virtual void Detach() = 0;
 };
 
-// How long an operation waits for another process's lock before it fails.
-inline constexpr int kBusyTimeoutMs = 10000;
-
-// A prepared statement; finalized when it goes.
+// A prepared statement of the engine, raising DAO's errors.
 class Statement {
  public:
   Statement() = default;
-  Statement(sqlite3* db, std::string sql);
-  Statement(Statement&& other) noexcept;
-  Statement& operator=(Statement&& other) noexcept;
-  Statement(const Statement&) = delete;
-  Statement& operator=(const Statement&) = delete;
-  ~Statement();
+  Statement(engine::Connection* db, std::string sql);
+  // Takes a statement the engine has prepared from `sql`.
+  Statement(engine::Connection* db, std::unique_ptr<engine::Statement> prepared, std::string sql);
 
   bool Valid() const { return stmt_ != nullptr; }
-  sqlite3_stmt* Raw() const { return stmt_; }
+  engine::Statement& Raw() const { return *stmt_; }
   const std::string& Sql() const { return sql_; }
 
-  // Parameters are 1-based, as SQLite counts them.
-  void BindNull(int i);
-  void BindInt(int i, int64_t value);
-  void BindDouble(int i, double value);
+  // Parameters are 1-based.
+  void BindNull(int i) { stmt_->BindNull(i); }
+  void BindInt(int i, int64_t value) { stmt_->BindInt(i, value); }
+  void BindDouble(int i, double value) { stmt_->BindDouble(i, value); }
   void BindText(int i, StringView value);
-  void BindBlob(int i, const uint8_t* data, size_t size);
-  void BindZeroBlob(int i, int64_t size);
-  void BindValue(int i, const sqlite3_value* value);
+  void BindBlob(int i, const uint8_t* data, size_t size) { stmt_->BindBytes(i, data, size); }
+  void BindZeroBlob(int i, int64_t size) { stmt_->BindZeroBytes(i, size); }
+  void BindValue(int i, const engine::ValueView& value) { stmt_->BindValue(i, value); }
 
   // Steps once: true when a row is available. Raises the DAO error of a failure.
   bool Step();
   // Steps to the end (an action statement).
   void Run();
-  void Reset();
+  // Steps to the end, a failure being a write's (a lock that outlasted the wait is "locked").
+  void RunAsWrite();
+  void Reset() { stmt_->Reset(); }
 
   // Columns are 0-based.
-  int ColumnCount() const { return sqlite3_column_count(stmt_); }
-  int ColumnType(int col) const { return sqlite3_column_type(stmt_, col); }
-  int64_t Int(int col) const { return sqlite3_column_int64(stmt_, col); }
-  double Double(int col) const { return sqlite3_column_double(stmt_, col); }
+  int ColumnCount() const { return stmt_->ColumnCount(); }
+  engine::ValueView Value(int col) const { return stmt_->Column(col); }
+  bool IsNull(int col) const { return Value(col).kind == engine::Kind::kNull; }
+  int64_t Int(int col) const;
   String Text(int col) const;
-  sqlite3_value* Value(int col) const { return sqlite3_column_value(stmt_, col); }
 
  private:
-  sqlite3_stmt* stmt_ = nullptr;
+  bool Step(bool writing);
+
+  engine::Connection* db_ = nullptr;
+  std::unique_ptr<engine::Statement> stmt_;
   std::string sql_;
-  // The UTF-8 of each text parameter, read by SQLite in place until the parameter is bound again
-  // (no copy of its own); each on the heap, so that moving the statement does not move it.
-  std::vector<std::unique_ptr<std::string>> texts_;
 };
 
 struct Connection {
-  Connection(sqlite3* handle, String file_name, bool read_only);
+  Connection(std::unique_ptr<engine::Connection> handle, String file_name, bool read_only);
   ~Connection();
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
   bool IsOpen() const { return db != nullptr; }
-  // The handle of an open connection; 3420 once closed.
-  sqlite3* Db() const;
+  // The engine's connection; 3420 once closed.
+  engine::Connection* Db() const;
   void Close();
   // Called before every write: finishes the reads of every user of the connection.
   void BeforeWrite();
+  void FinishReads();
   void Register(ConnectionUser* user) { users.insert(user); }
   void Unregister(ConnectionUser* user) { users.erase(user); }
   // The table's schema, cached until the database's schema changes. 3078 when it is missing.
   std::shared_ptr<const TableSchema> Schema(StringView table);
+  // The same, nullptr when the table is missing.
+  std::shared_ptr<const TableSchema> FindSchema(StringView table);
   // A statement prepared once for the life of the connection, for the writes a recordset runs
   // again and again. Each use binds, runs and resets it within one call.
   Statement& Prepared(const std::string& sql);
 
-  sqlite3* db = nullptr;
+  std::unique_ptr<engine::Connection> db;
   String name;
   bool read_only = false;
   int32_t records_affected = 0;
@@ -110,9 +107,21 @@ struct Connection {
 std::shared_ptr<Connection> OpenConnection(const String& file_name, bool create, bool exclusive,
                                            bool read_only);
 
-// Raises the DAO error for a failed SQLite call. The statement text (may be empty) selects the
-// syntax error DAO reports for it.
-[[noreturn]] void RaiseSqlite(sqlite3* db, int rc, std::string_view sql = {}, bool writing = false);
+// Raises the DAO error for a failed engine call. The statement text (may be empty) selects the
+// syntax error DAO reports for it; `file` is the database a message names.
+[[noreturn]] void RaiseEngine(const engine::EngineError& error, std::string_view sql = {},
+                              bool writing = false, const String& file = {});
+
+// Runs an engine call on `db`, raising the DAO error of its failure.
+template <class F>
+decltype(auto) EngineCall(const engine::Connection* db, F&& call, std::string_view sql = {},
+                          bool writing = false) {
+  try {
+    return call();
+  } catch (const engine::EngineError& e) {
+    RaiseEngine(e, sql, writing, db ? FromUtf8(db->FileName()) : String());
+  }
+}
 
 // Text as SQLite takes it.
 std::string Utf8(StringView text);
@@ -127,7 +136,7 @@ std::string QuoteLiteral(StringView text);
 // once). Inside an open transaction it is a savepoint. Rolled back unless committed.
 class WriteTransaction {
  public:
-  WriteTransaction(sqlite3* db, std::string name);
+  WriteTransaction(engine::Connection* db, std::string name);
   // The same, with its BEGIN and COMMIT (or SAVEPOINT and RELEASE) prepared once on the
   // connection: a writer that commits at every call does not parse them every time.
   WriteTransaction(Connection& conn, std::string name);
@@ -142,24 +151,10 @@ class WriteTransaction {
   void Run(const std::string& sql);
 
   Connection* conn_ = nullptr;
-  sqlite3* db_;
+  engine::Connection* db_;
   std::string name_;
   bool outer_;
   bool done_ = false;
-};
-
-// A copy of a column value that outlives its statement's step.
-struct ValueCopy {
-  ValueCopy() = default;
-  explicit ValueCopy(const sqlite3_value* v) : value(sqlite3_value_dup(v)) {}
-  ValueCopy(ValueCopy&& other) noexcept : value(other.value) { other.value = nullptr; }
-  ValueCopy& operator=(ValueCopy&& other) noexcept {
-    std::swap(value, other.value);
-    return *this;
-  }
-  ~ValueCopy() { sqlite3_value_free(value); }
-  bool IsNull() const { return !value || sqlite3_value_type(value) == SQLITE_NULL; }
-  sqlite3_value* value = nullptr;
 };
 
 }  // namespace kiv::dao::detail

@@ -27,6 +27,7 @@ constexpr Entry kTexts[] = {
      u"field or fields that contain duplicate data, remove the index, or redefine the index to "
      u"permit duplicate entries and try again."},
     {kDaoFileNotFound, u"Could not find file '|'."},
+    {kDaoBadAccount, u"Not a valid account name or password."},
     {kDaoDiskFull, u"Not enough space on disk."},
     {kDaoReadOnly, u"Cannot update.  Database or object is read-only."},
     {kDaoResources, u"System resource exceeded."},
@@ -54,6 +55,7 @@ constexpr Entry kTexts[] = {
     {kDaoSyntaxFrom, u"Syntax error in FROM clause."},
     {kDaoSyntaxInsert, u"Syntax error in INSERT INTO statement."},
     {kDaoSyntaxUpdate, u"Syntax error in UPDATE statement."},
+    {kDaoConnectFailed, u"ODBC--connection to '|' failed."},
     {kDaoInvalidBookmark, u"Not a valid bookmark."},
     {kDaoFieldTooSmall,
      u"The field is too small to accept the amount of data you attempted to add.  Try inserting "

@@ -72,7 +72,7 @@ std::shared_ptr<TableDef> Database::CreateTableDef(const String& name) {
 std::shared_ptr<Recordset> Database::OpenRecordset(const String& source, int32_t type,
                                                    int32_t options, int32_t /*lock_edit*/) {
   connection_->Db();
-  const auto table = detail::LoadSchema(*connection_, source);
+  const auto table = connection_->FindSchema(source);
   if (type == 0) type = table ? dbOpenTable : dbOpenDynaset;
   if (type != dbOpenTable && type != dbOpenDynaset && type != dbOpenSnapshot &&
       type != dbOpenForwardOnly) {
@@ -90,27 +90,24 @@ std::shared_ptr<Recordset> Database::OpenRecordset(const String& source, int32_t
 // Runs each statement of the text as written. Without dbFailOnError a statement that fails while
 // it runs is ignored, as DAO ignores it; a statement that cannot be read always fails.
 void Database::Execute(const String& query, int32_t options) {
-  sqlite3* db = connection_->Db();
+  engine::Connection* db = connection_->Db();
   connection_->BeforeWrite();
   connection_->records_affected = 0;
   const std::string text = detail::Utf8(query);
-  const char* tail = text.c_str();
-  while (*tail) {
-    const char* rest = nullptr;
-    const char* start = tail;
-    sqlite3_stmt* raw = nullptr;
-    int rc = sqlite3_prepare_v2(db, start, -1, &raw, &rest);
-    tail = rest ? rest : start + std::char_traits<char>::length(start);
-    if (rc != SQLITE_OK) detail::RaiseSqlite(db, rc, start);
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    size_t used = 0;
+    // An action query: a lock that outlasts the wait while it is read is a write's failure too.
+    auto raw = detail::EngineCall(
+        db, [&] { return db->Prepare(rest, &used); }, rest, true);
+    const std::string one(rest.substr(0, used));
+    rest.remove_prefix(used ? used : rest.size());
     if (!raw) continue;  // only blanks or a comment
-    detail::Statement statement(db, std::string(start, tail - start));
-    sqlite3_finalize(raw);
-    if (statement.ColumnCount() > 0 && sqlite3_stmt_readonly(statement.Raw())) {
-      RaiseDao(kDaoExecuteSelect);
-    }
+    detail::Statement statement(db, std::move(raw), one);
+    if (statement.ColumnCount() > 0 && statement.Raw().ReadOnly()) RaiseDao(kDaoExecuteSelect);
     try {
       statement.Run();
-      connection_->records_affected += sqlite3_changes(db);
+      connection_->records_affected += static_cast<int32_t>(db->Changes());
     } catch (const Error&) {
       if (options & dbFailOnError) throw;
     }

@@ -1,7 +1,7 @@
-#include "frame/error.h"
 #include "dao/compact.h"
 #include "dao/dao_errors.h"
 #include "dao/object_cores.h"
+#include "frame/error.h"
 #include "platform/fs.h"
 
 namespace kiv::dao {

@@ -6,9 +6,9 @@
 #include <memory>
 #include <vector>
 
-#include "kivdbxt/dao.h"
 #include "dao/recordset_core.h"
 #include "dao/schema.h"
+#include "kivdbxt/dao.h"
 
 namespace kiv::dao::detail {
 

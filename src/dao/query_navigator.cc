@@ -22,7 +22,7 @@ bool QueryNavigator::Fetch(size_t i) {
     } else {
       std::vector<Variant> row;
       for (size_t c = 0; c < types_.size(); ++c) {
-        row.push_back(ReadStored(statement_.Value(static_cast<int>(c)), types_[c]));
+        row.push_back(ReadStored(statement_, static_cast<int>(c), types_[c]));
       }
       values_.push_back(std::move(row));
       ids_.push_back(static_cast<int64_t>(values_.size()));

@@ -1,20 +1,16 @@
 #include "dao/recordset_core.h"
 
-#include "kivdbxt/dao.h"
 #include "dao/dao_errors.h"
 #include "dao/query_navigator.h"
 #include "dao/query_shape.h"
 #include "dao/table_navigator.h"
 #include "dao/value_codec.h"
+#include "kivdbxt/dao.h"
 #include "platform/text_codec.h"
 #include "platform/text_compare.h"
 
 namespace kiv::dao::detail {
 namespace {
-
-bool SameName(const char* utf8, StringView name) {
-  return utf8 && TextEquals(FromUtf8(utf8), name);
-}
 
 // The keyset form of a one-table query: its row ids, with the columns it shows. nullopt when a
 // result column is not a plain column of that table.
@@ -27,11 +23,10 @@ std::optional<Statement> KeysetStatement(Connection& conn, StringView sql,
   Statement keyset(conn.Db(), Utf8(u"SELECT " + FromUtf8(QuoteName(schema->name)) + u".rowid, " +
                                    shape->select_list + u" FROM " + shape->after_from));
   for (int i = 1; i < keyset.ColumnCount(); ++i) {
-    const char* origin = sqlite3_column_origin_name(keyset.Raw(), i);
-    const int col = origin ? schema->Column(FromUtf8(origin)) : -1;
-    if (col < 0 || !SameName(sqlite3_column_table_name(keyset.Raw(), i), schema->name)) {
-      return std::nullopt;
-    }
+    std::string table, origin;
+    const bool plain = keyset.Raw().ColumnOrigin(i, table, origin);
+    const int col = plain ? schema->Column(FromUtf8(origin)) : -1;
+    if (col < 0 || !TextEquals(FromUtf8(table), schema->name)) return std::nullopt;
     columns.push_back(schema->columns[col]);
   }
   return keyset;
@@ -42,17 +37,14 @@ std::vector<ColumnDef> SnapshotColumns(Connection& conn, const Statement& statem
   std::vector<ColumnDef> columns;
   for (int i = 0; i < statement.ColumnCount(); ++i) {
     ColumnDef column;
-    column.name = FromUtf8(sqlite3_column_name(statement.Raw(), i));
     column.type = kNaturalType;
-    const char* table = sqlite3_column_table_name(statement.Raw(), i);
-    const char* origin = sqlite3_column_origin_name(statement.Raw(), i);
-    if (table && origin) {
+    std::string table, origin;
+    if (statement.Raw().ColumnOrigin(i, table, origin)) {
       auto schema = LoadSchema(conn, FromUtf8(table));
       const int col = schema ? schema->Column(FromUtf8(origin)) : -1;
-      if (col >= 0)
-        column = schema->columns[col],
-        column.name = FromUtf8(sqlite3_column_name(statement.Raw(), i));
+      if (col >= 0) column = schema->columns[col];
     }
+    column.name = FromUtf8(statement.Raw().ColumnName(i));
     columns.push_back(std::move(column));
   }
   return columns;
@@ -381,7 +373,7 @@ int64_t RecordsetCore::WriteRow() {
   }
   if (edit_mode != dbEditAdd) write.BindInt(static_cast<int>(cols.size() + 1), row.rowid);
   write.Run();
-  const int64_t rowid = edit_mode == dbEditAdd ? sqlite3_last_insert_rowid(conn->Db()) : row.rowid;
+  const int64_t rowid = edit_mode == dbEditAdd ? conn->Db()->LastInsertId() : row.rowid;
   for (int c : cols) {
     const Pending& p = pending[c];
     if (p.chunked && columns[c].type != dbMemo && p.chunks.Size() > 0) {

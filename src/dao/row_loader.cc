@@ -1,8 +1,8 @@
 #include "dao/row_loader.h"
 
-#include "kivdbxt/dao.h"
 #include "dao/dao_errors.h"
 #include "dao/value_codec.h"
+#include "kivdbxt/dao.h"
 
 namespace kiv::dao::detail {
 
@@ -32,11 +32,9 @@ bool RowLoader::Load(int64_t rowid, RowData& row) {
     for (size_t i = 0; i < n; ++i) {
       if (columns_[i].type == dbLongBinary) {
         row.loaded[i] = false;
-        row.sizes[i] = load_.ColumnType(static_cast<int>(i)) == SQLITE_NULL
-                           ? -1
-                           : load_.Int(static_cast<int>(i));
+        row.sizes[i] = load_.IsNull(static_cast<int>(i)) ? -1 : load_.Int(static_cast<int>(i));
       } else {
-        row.values[i] = ReadStored(load_.Value(static_cast<int>(i)), columns_[i].type);
+        row.values[i] = ReadStored(load_, static_cast<int>(i), columns_[i].type);
       }
     }
   }
@@ -50,38 +48,37 @@ Variant RowLoader::LoadLong(int64_t rowid, int col) {
                                 QuoteName(table_) + " WHERE rowid = ?1");
   one.BindInt(1, rowid);
   if (!one.Step()) RaiseDao(kDaoRecordDeleted);
-  return ReadStored(one.Value(0), columns_[col].type);
+  return ReadStored(one, 0, columns_[col].type);
 }
 
 void RowLoader::OpenBlob(int64_t rowid, int col, bool write) {
   CloseBlob();
-  const int rc = sqlite3_blob_open(conn_.Db(), "main", Utf8(table_).c_str(),
-                                   Utf8(columns_[col].name).c_str(), rowid, write ? 1 : 0, &blob_);
-  if (rc != SQLITE_OK) {
-    sqlite3_blob_close(blob_);
-    blob_ = nullptr;
-    RaiseSqlite(conn_.db, rc, {}, write);
-  }
+  engine::Connection* db = conn_.Db();
+  blob_ = EngineCall(
+      db, [&] { return db->OpenBlob(Utf8(table_), Utf8(columns_[col].name), rowid, write); }, {},
+      write);
   blob_rowid_ = rowid;
   blob_col_ = col;
 }
 
 std::vector<uint8_t> RowLoader::ReadChunk(int64_t rowid, int col, int64_t offset, int64_t size) {
   if (!blob_ || blob_rowid_ != rowid || blob_col_ != col) OpenBlob(rowid, col, false);
-  const int64_t total = sqlite3_blob_bytes(blob_);
+  const int64_t total = blob_->Size();
   std::vector<uint8_t> out;
   if (offset < total && size > 0) {
     out.resize(static_cast<size_t>(std::min(size, total - offset)));
-    int rc = sqlite3_blob_read(blob_, out.data(), static_cast<int>(out.size()),
-                               static_cast<int>(offset));
-    if (rc == SQLITE_ABORT) {  // the row changed since the handle was opened
-      OpenBlob(rowid, col, false);
-      rc = sqlite3_blob_read(blob_, out.data(), static_cast<int>(out.size()),
-                             static_cast<int>(offset));
-    }
-    if (rc != SQLITE_OK) {
+    const int64_t n = static_cast<int64_t>(out.size());
+    try {
+      try {
+        blob_->Read(out.data(), n, offset);
+      } catch (const engine::EngineError& e) {
+        if (e.failure != engine::Failure::kAborted) throw;
+        OpenBlob(rowid, col, false);  // the row changed since the handle was opened
+        blob_->Read(out.data(), n, offset);
+      }
+    } catch (const engine::EngineError& e) {
       CloseBlob();
-      RaiseSqlite(conn_.db, rc);
+      RaiseEngine(e, {}, false, FromUtf8(conn_.Db()->FileName()));
     }
   }
   if (offset + static_cast<int64_t>(out.size()) >= total) CloseBlob();
@@ -92,11 +89,11 @@ void RowLoader::WriteChunks(int64_t rowid, int col, const ChunkBuffer& data) {
   OpenBlob(rowid, col, true);
   int64_t at = 0;
   for (const std::vector<uint8_t>& piece : data.Pieces()) {
-    const int rc = sqlite3_blob_write(blob_, piece.data(), static_cast<int>(piece.size()),
-                                      static_cast<int>(at));
-    if (rc != SQLITE_OK) {
+    try {
+      blob_->Write(piece.data(), static_cast<int64_t>(piece.size()), at);
+    } catch (const engine::EngineError& e) {
       CloseBlob();
-      RaiseSqlite(conn_.db, rc, {}, true);
+      RaiseEngine(e, {}, true, FromUtf8(conn_.Db()->FileName()));
     }
     at += static_cast<int64_t>(piece.size());
   }
@@ -104,8 +101,7 @@ void RowLoader::WriteChunks(int64_t rowid, int col, const ChunkBuffer& data) {
 }
 
 void RowLoader::CloseBlob() {
-  if (blob_) sqlite3_blob_close(blob_);
-  blob_ = nullptr;
+  blob_.reset();
   blob_col_ = -1;
 }
 

@@ -6,10 +6,10 @@
 #include <memory>
 #include <vector>
 
-#include "kivdbxt/variant.h"
 #include "dao/chunk_buffer.h"
 #include "dao/connection.h"
 #include "dao/schema.h"
+#include "kivdbxt/variant.h"
 
 namespace kiv::dao::detail {
 
@@ -47,7 +47,7 @@ class RowLoader {
   String table_;
   std::vector<ColumnDef> columns_;
   Statement load_;
-  sqlite3_blob* blob_ = nullptr;
+  std::unique_ptr<engine::Blob> blob_;
   int64_t blob_rowid_ = 0;
   int blob_col_ = -1;
 };

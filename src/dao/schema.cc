@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "kivdbxt/dao.h"
 #include "dao/dao_errors.h"
+#include "kivdbxt/dao.h"
 #include "platform/text_compare.h"
 
 namespace kiv::dao::detail {
@@ -254,7 +254,11 @@ SchemaChange::SchemaChange(Connection& conn) : conn_(conn) {
 
 SchemaChange::~SchemaChange() {
   if (done_ || !conn_.IsOpen()) return;
-  sqlite3_exec(conn_.db, "ROLLBACK TO kiv_schema; RELEASE kiv_schema", nullptr, nullptr, nullptr);
+  try {
+    conn_.Db()->Exec("ROLLBACK TO kiv_schema; RELEASE kiv_schema");
+  } catch (const engine::EngineError&) {
+    // Nothing more to undo.
+  }
 }
 
 void SchemaChange::Commit() {
@@ -376,9 +380,14 @@ int64_t CountRows(Connection& conn, StringView table) {
 }
 
 std::shared_ptr<const TableSchema> Connection::Schema(StringView table) {
-  Statement version(Db(), "PRAGMA schema_version");
-  version.Step();
-  const int current = static_cast<int>(version.Int(0));
+  auto found = FindSchema(table);
+  if (!found) RaiseDao(kDaoTableNotFound, table);
+  return found;
+}
+
+std::shared_ptr<const TableSchema> Connection::FindSchema(StringView table) {
+  engine::Connection* handle = Db();
+  const int current = static_cast<int>(EngineCall(handle, [&] { return handle->SchemaVersion(); }));
   if (current != schema_version) {
     schema_cache.clear();
     schema_version = current;
@@ -387,8 +396,7 @@ std::shared_ptr<const TableSchema> Connection::Schema(StringView table) {
     if (TextEquals(s->name, table)) return s;
   }
   auto loaded = LoadSchema(*this, table);
-  if (!loaded) RaiseDao(kDaoTableNotFound, table);
-  schema_cache.push_back(loaded);
+  if (loaded) schema_cache.push_back(loaded);
   return loaded;
 }
 

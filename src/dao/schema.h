@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "kivdbxt/types.h"
 #include "dao/connection.h"
+#include "kivdbxt/types.h"
 
 namespace kiv::dao::detail {
 

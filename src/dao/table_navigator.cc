@@ -6,7 +6,7 @@
 namespace kiv::dao::detail {
 namespace {
 
-// SQLite sorts Null before every value: first in ascending order, last in descending order.
+// Null sorts before every value: first in ascending order, last in descending order.
 // Moving "toward larger" means forward on an ascending key or backward on a descending one.
 struct Alternative {
   const char* op;  // "> ?", "< ?", "IS NULL", "IS NOT NULL"
@@ -97,7 +97,7 @@ std::optional<int64_t> TableNavigator::Step(bool forward) {
   for (size_t level = k + 1; level-- > 0;) {
     std::vector<Condition> conditions;
     for (size_t i = 0; i < level && i < k; ++i) {
-      const sqlite3_value* v = anchor_keys_[i].value;
+      const engine::ValueView v = anchor_keys_[i].View();
       conditions.push_back({Key(i) + " IS ?", {[v](Statement& s, int p) { s.BindValue(p, v); }}});
     }
     if (level == k) {
@@ -107,7 +107,7 @@ std::optional<int64_t> TableNavigator::Step(bool forward) {
       if (auto found = Find(conditions, forward)) return found;
       continue;
     }
-    const sqlite3_value* v = anchor_keys_[level].value;
+    const engine::ValueView v = anchor_keys_[level].View();
     for (const Alternative& alt :
          Beyond(forward != descending_[level], anchor_keys_[level].IsNull())) {
       std::vector<Condition> with = conditions;

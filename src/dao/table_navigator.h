@@ -52,7 +52,7 @@ class TableNavigator : public Navigator {
   std::vector<bool> descending_;
   std::map<std::string, Statement> statements_;
   int64_t anchor_rowid_ = 0;
-  std::vector<ValueCopy> anchor_keys_;
+  std::vector<engine::Value> anchor_keys_;
 };
 
 }  // namespace kiv::dao::detail

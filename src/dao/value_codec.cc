@@ -2,9 +2,9 @@
 
 #include <cmath>
 
+#include "dao/dao_errors.h"
 #include "frame/error.h"
 #include "kivdbxt/dao.h"
-#include "dao/dao_errors.h"
 #include "platform/text_codec.h"
 #include "platform/vb_convert.h"
 
@@ -112,32 +112,31 @@ void BindStored(Statement& statement, int index, int16_t type, const Variant& va
   }
 }
 
-Variant ReadStored(sqlite3_value* value, int16_t type) {
-  const int storage = sqlite3_value_type(value);
-  if (storage == SQLITE_NULL) return Variant::Null();
-  auto text = [&] {
-    const auto* p = reinterpret_cast<const char*>(sqlite3_value_text(value));
-    return FromUtf8(std::string_view(p ? p : "", sqlite3_value_bytes(value)));
-  };
+Variant ReadStored(const Statement& statement, int col, int16_t type) {
+  using engine::Kind;
+  const engine::ValueView value = statement.Value(col);
+  const Kind storage = value.kind;
+  if (storage == Kind::kNull) return Variant::Null();
+  auto text = [&] { return statement.Text(col); };
   auto bytes = [&] {
-    const auto* p = static_cast<const uint8_t*>(sqlite3_value_blob(value));
-    return std::vector<uint8_t>(p, p + sqlite3_value_bytes(value));
+    const auto* p = reinterpret_cast<const uint8_t*>(value.bytes.data());
+    return std::vector<uint8_t>(p, p + value.bytes.size());
   };
-  const bool numeric = storage == SQLITE_INTEGER || storage == SQLITE_FLOAT;
-  const int64_t i = sqlite3_value_int64(value);
-  const double d = sqlite3_value_double(value);
+  const bool numeric = storage == Kind::kInt || storage == Kind::kDouble;
+  const int64_t i = storage == Kind::kInt ? value.i : static_cast<int64_t>(value.d);
+  const double d = storage == Kind::kInt ? static_cast<double>(value.i) : value.d;
   if (type == kNaturalType) {  // a computed column: the value's own storage class decides
-    if (storage == SQLITE_INTEGER && i >= INT32_MIN && i <= INT32_MAX) {
+    if (storage == Kind::kInt && i >= INT32_MIN && i <= INT32_MAX) {
       return Variant(static_cast<int32_t>(i));
     }
     if (numeric) return Variant(d);
-    if (storage == SQLITE_BLOB) return Variant(bytes());
+    if (storage == Kind::kBytes) return Variant(bytes());
     return Variant(text());
   }
   switch (type) {
     case dbText:
     case dbMemo:
-      return Variant(storage == SQLITE_BLOB ? BytesToString(bytes()) : text());
+      return Variant(storage == Kind::kBytes ? BytesToString(bytes()) : text());
     case dbBinary:
     case dbLongBinary:
       return Variant(bytes());

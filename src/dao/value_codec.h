@@ -1,14 +1,12 @@
-// Field values between the client's Variants and SQLite's storage.
+// Field values between the client's Variants and the engine's storage.
 //
 // Stored forms: Boolean as -1/0, whole numbers as integers, Currency, Single, Double and Date as
 // doubles (a date is its OLE date number), text as UTF-8 text, binary as blobs.
 #pragma once
 
-#include <sqlite3.h>
-
-#include "kivdbxt/variant.h"
 #include "dao/connection.h"
 #include "dao/schema.h"
+#include "kivdbxt/variant.h"
 
 namespace kiv::dao::detail {
 
@@ -20,8 +18,8 @@ inline constexpr int16_t kNaturalType = 0;
 Variant CoerceToField(const ColumnDef& column, const Variant& value);
 // Binds a value of the field's type (as CoerceToField gives it) in its stored form.
 void BindStored(Statement& statement, int index, int16_t type, const Variant& value);
-// A stored value as a Variant of the field's type.
-Variant ReadStored(sqlite3_value* value, int16_t type);
+// A column of the statement's current row as a Variant of the field's type.
+Variant ReadStored(const Statement& statement, int col, int16_t type);
 // The bytes of a client's chunk: a byte array's bytes, or one byte per character of a string.
 std::vector<uint8_t> ChunkBytes(const Variant& data);
 

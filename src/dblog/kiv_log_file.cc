@@ -2,6 +2,7 @@
 // settings built on it.
 #include "kivdbxt/kiv_log_file.h"
 
+#include "dblog/log_connections.h"
 #include "dblog/log_parms.h"
 #include "dblog/log_schema.h"
 #include "dblog/log_sync.h"
@@ -45,7 +46,12 @@ bool KivLogFile::OpenLog(bool bDbOnly) {
       [&] {
         for (int32_t attempt = 1; !db_; ++attempt) {
           try {
-            db_ = dao::DBEngine::ForThread()->OpenDatabase(file_name_, false, read_only_);
+            log_connections::Handles kept = log_connections::Take(file_name_, read_only_, [&] {
+              return dao::DBEngine::ForThread()->OpenDatabase(file_name_, false, read_only_);
+            });
+            db_ = std::move(kept.db);
+            events_ = std::move(kept.events);
+            parms_ = std::move(kept.parms);
             ApplySyncMode(*db_, ParseSyncMode(sync_mode_).value_or(SyncMode::Normal), false);
           } catch (...) {
             QvDbXtMod::Close_Db(db_);
@@ -64,10 +70,18 @@ bool KivLogFile::OpenLog(bool bDbOnly) {
 bool KivLogFile::CloseLog(bool bForce) {
   return Guard(u"KivLogFile.CloseLog", true, [&] {
     if (!((!in_use_.Active() || bForce) && (!keep_alive_ || bForce))) return false;
-    bool failed = QvDbXtMod::Close_Recordset(events_);
+    bool failed = QvDbXtMod::Close_Recordset(purge_rs_);
+    if (!bForce && !failed && db_) {
+      // Per call, but not a new connection per call: the next call takes this one back, with
+      // the table recordsets it had open.
+      log_connections::Keep(file_name_, read_only_,
+                            {std::move(db_), std::move(events_), std::move(parms_)});
+      return false;
+    }
+    failed = QvDbXtMod::Close_Recordset(events_) || failed;
     failed = QvDbXtMod::Close_Recordset(parms_) || failed;
-    failed = QvDbXtMod::Close_Recordset(purge_rs_) || failed;
     failed = QvDbXtMod::Close_Db(db_) || failed;
+    log_connections::Release(file_name_);
     if (bForce) in_use_.value = 0;
     if (failed) RaiseRecorded();
     return false;

@@ -1,7 +1,7 @@
 #include "dblog/log_insert.h"
 
-#include "dbhelpers/blob_codec.h"
 #include "dao/connection.h"
+#include "dbhelpers/blob_codec.h"
 
 namespace kiv {
 namespace {

@@ -13,7 +13,7 @@ void WriteParm(dao::detail::Connection& conn, StringView key, StringView value) 
   update.BindText(1, key);
   update.BindText(2, value);
   update.Run();
-  const int changed = sqlite3_changes(conn.Db());
+  const int64_t changed = conn.Db()->Changes();
   if (changed == 1) return;
   if (changed == 0) {
     dao::detail::Statement& add =

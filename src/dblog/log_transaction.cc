@@ -7,7 +7,7 @@ namespace kiv {
 LogTransaction::LogTransaction(dao::Database& db) : conn_(db.Connection()) {
   // Inside the report's transaction a purge or a parameter write is part of it: its failure fails
   // the report, which rolls back as a whole.
-  if (!sqlite3_get_autocommit(conn_->Db())) return;
+  if (conn_->Db()->InTransaction()) return;
   // Reads still pending would hold an older snapshot than the write lock is taken on.
   conn_->BeforeWrite();
   tx_.emplace(*conn_, "kiv_log");

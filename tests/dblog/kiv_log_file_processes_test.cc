@@ -11,6 +11,8 @@
 
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_file.h"
+#include "kivdbxt/qv_db_xt_mod.h"
+#include "platform/fs.h"
 #include "platform/vb_convert.h"
 #include "sqlite_rows.h"
 #include "support/temp_dir.h"
@@ -192,6 +194,59 @@ TEST(ManyProcesses, ReportersKilledMidWayLeaveAUsableLog) {
     EXPECT_EQ(CountWhere(next, u"where SOURCE = 'NEXT' and ID = " + IntText(round)), 1);
     EXPECT_LE(CountWhere(next, u"where ID >= 0"), 100 + 2);
   }
+}
+
+// Without KeepAlive a log keeps its connection between calls (the WAL stays until it is released,
+// when idle or when the object ends), yet each report lands in the file standing at the log's
+// path at that moment: compacted in place by another process, or removed and made anew by one
+// that still has the new file open when the report comes.
+TEST(KeptConnection, EachReportLandsInTheFileStandingAtItsPath) {
+  TempDir dir;
+  const String file = dir.File("log.db");
+  const String wal = file + u"-wal";
+  const char* const kSources =
+      "SELECT SOURCE FROM EVENTS WHERE SOURCE <> 'KIVEVENTLOG' ORDER BY UNK";
+  KivLogFile log;
+  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_OVERWRITEASNEEDED));
+  ASSERT_FALSE(log.OpenEventLog(file, false));
+  ASSERT_FALSE(log.ReportEvent(u"ONE", u"Afirst"));
+  EXPECT_TRUE(FileExists(wal)) << "the connection is kept between calls";
+  usleep(1500 * 1000);
+  EXPECT_FALSE(FileExists(wal)) << "an idle connection is released";
+
+  pid_t compactor = fork();
+  if (compactor == 0) {
+    String name = file;
+    _exit(QvDbXtMod::Db_Compact(name) ? 1 : 0);
+  }
+  int status = 0;
+  waitpid(compactor, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  ASSERT_FALSE(log.ReportEvent(u"TWO", u"Asecond"));
+  EXPECT_EQ(SqlRows(file, kSources), (std::vector<std::vector<std::string>>{{"ONE"}, {"TWO"}}));
+
+  int ready[2], go[2];
+  ASSERT_EQ(pipe(ready), 0);
+  ASSERT_EQ(pipe(go), 0);
+  pid_t maker = fork();
+  if (maker == 0) {
+    for (const char16_t* suffix : {u"", u"-wal", u"-shm"}) RemoveFile(file + suffix);
+    KivLogFile other;
+    char c = 0;
+    const bool made = !other.CreateEventLog(file, 1000, KLFWM_OVERWRITEASNEEDED) &&
+                      !other.OpenEventLog(file, true) && write(ready[1], "r", 1) == 1 &&
+                      read(go[0], &c, 1) == 1 && !other.ReportEvent(u"FOUR", u"Afourth");
+    _exit(made && !other.CloseEventLog() ? 0 : 1);
+  }
+  char c = 0;
+  ASSERT_EQ(read(ready[0], &c, 1), 1);
+  ASSERT_FALSE(log.ReportEvent(u"THREE", u"Athird"));
+  ASSERT_EQ(write(go[1], "g", 1), 1);
+  waitpid(maker, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(SqlRows(file, kSources), (std::vector<std::vector<std::string>>{{"THREE"}, {"FOUR"}}));
+  EXPECT_EQ(SqlRows(file, "PRAGMA integrity_check").at(0).at(0), "ok");
+  for (int fd : {ready[0], ready[1], go[0], go[1]}) close(fd);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <map>
+#include <thread>
 
 #include "kivdbxt/dao.h"
 #include "kivdbxt/error.h"
@@ -382,6 +383,55 @@ TEST_F(KivLogFileTest, ChangesAreSeenAndNotified) {
   EXPECT_TRUE(seen.empty());
   auto all = All(log);
   EXPECT_EQ(all[all.size() - 3].EvRawData, u"AEvent Log Closed");
+}
+
+// A follower reads each record once, in the order committed, through wrapping and an emptied
+// log; a wait ends at a change made by another object, or at its timeout.
+TEST_F(KivLogFileTest, FollowersReadOnByIdAndWaitForChanges) {
+  CreateOpen(150, KLFWM_OVERWRITEASNEEDED);
+  KivLogFile follower;
+  ASSERT_FALSE(follower.OpenEventLogReadOnly(file));
+  int64_t last = -1;
+  int32_t max = 10;
+  ASSERT_EQ(follower.ReadEventLogAfter(last, max), 1);  // from now on
+  EXPECT_EQ(max, 0);
+  std::vector<int32_t> ids;
+  auto follow = [&] {
+    for (int32_t got = 7; (got = 7, follower.ReadEventLogAfter(last, got)) == 0;) {
+      for (int32_t k = 1; k <= got; ++k) {
+        const LOGRECORDTYPE r = follower.LogRecordEx(k);
+        if (r.EvSource == u"S") ids.push_back(r.EvId);
+      }
+    }
+  };
+  for (int32_t i = 0; i < 250; ++i) {  // wraps, 100 oldest at a time
+    ASSERT_FALSE(log.ReportEvent(u"S", u"Ax", 2, String(), i));
+    if (i % 20 == 19) follow();
+  }
+  follow();
+  std::vector<int32_t> expected(250);
+  for (int32_t i = 0; i < 250; ++i) expected[i] = i;
+  EXPECT_EQ(ids, expected);
+
+  ASSERT_FALSE(log.PurgeEventLog(-1));  // every record, and its ids start again
+  ids.clear();
+  ASSERT_FALSE(log.ReportEvent(u"S", u"Ax", 2, String(), 1000));
+  follow();
+  EXPECT_EQ(ids, std::vector<int32_t>{1000});
+
+  int32_t unk = 0;
+  ASSERT_EQ(follower.CheckEventLogChanges(unk), 1);
+  const uint32_t start = TickCount();
+  EXPECT_EQ(follower.WaitEventLogChanges(150, unk), 0);
+  EXPECT_GE(TickCount() - start, 150u);
+  std::thread reporter([&] {
+    KivLogFile other;
+    SleepMilliseconds(100);
+    EXPECT_FALSE(other.OpenEventLog(file) || other.ReportEvent(u"T", u"Ay"));
+  });
+  EXPECT_EQ(follower.WaitEventLogChanges(10000, unk), 1);
+  reporter.join();
+  EXPECT_LT(TickCount() - start, 5000u);
 }
 
 TEST_F(KivLogFileTest, PurgeMovesRecordsIntoTheBackupLogFieldForField) {

@@ -69,8 +69,9 @@ TEST_F(KivlogDb, ShowReadsWithoutWritingAndDecodesRawData) {
   EXPECT_NE(text.find("\n    Città 20 €\n"), std::string::npos) << text;
 }
 
-// --since and --until narrow a page as journalctl's do, together with a where-clause.
-TEST_F(KivlogDb, ShowBetweenSinceAndUntil) {
+// --since and --until narrow a page as journalctl's do, together with a where-clause; --where
+// takes a condition with or without its "where", for show and purge alike; -n is --count.
+TEST_F(KivlogDb, ShowBetweenSinceAndUntilAndByCondition) {
   {
     KivLogFile log;
     ASSERT_FALSE(log.OpenEventLog(FromUtf8(file_)));
@@ -91,6 +92,12 @@ TEST_F(KivlogDb, ShowBetweenSinceAndUntil) {
   EXPECT_EQ(ids("--since tomorrow"), std::vector<int>{});
   EXPECT_EQ(ids("--since -1h --where \"WHERE ID = 42\""), std::vector<int>{42});
   EXPECT_EQ(ids("-r -S -1d --where \"ID >= 41\""), (std::vector<int>{42, 41}));
+  EXPECT_EQ(ids("--where \"ID = 42\""), std::vector<int>{42});
+  EXPECT_EQ(ids("--where \" where ID = 41\""), std::vector<int>{41});
+  EXPECT_EQ(ids("-n 1 --where \"SOURCE = 'S'\""), std::vector<int>{41});
+  EXPECT_EQ(RunTool("db show --mode count --where \"ID > 40\" " + file_), "2\n");
+  EXPECT_EQ(RunTool("db purge --where \"ID = 41\" " + file_), "");
+  EXPECT_EQ(ids(""), std::vector<int>{42});
 }
 
 // Five reports made at once by other processes: the watch prints each of them once, in order.

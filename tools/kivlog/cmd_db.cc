@@ -89,16 +89,31 @@ std::string DateLiteral(double date) {
   return text;
 }
 
+// The condition of --where, given with or without its leading "where".
+std::string Condition(const std::string& where) {
+  std::string text = where;
+  const size_t start = text.find_first_not_of(" \t");
+  if (start == std::string::npos) return std::string();
+  const char after = start + 5 < text.size() ? text[start + 5] : ' ';
+  if (strncasecmp(text.c_str() + start, "where", 5) == 0 &&
+      (after == ' ' || after == '\t' || after == '(')) {
+    text.erase(0, start + 5);
+  }
+  return text.find_first_not_of(" \t") == std::string::npos ? std::string() : text;
+}
+
+// --where as the where-clause the library takes.
+std::string WhereClause(const std::string& where) {
+  const std::string condition = Condition(where);
+  return condition.empty() ? std::string() : "where " + condition;
+}
+
 // The where-clause of --where narrowed to the records between --since and --until.
 std::string ShowWhere(const DbArgs& a) {
-  if (a.since.empty() && a.until.empty()) return a.where;
-  std::string user = a.where;
-  const size_t start = user.find_first_not_of(" \t");
-  if (start != std::string::npos && strncasecmp(user.c_str() + start, "where", 5) == 0) {
-    user.erase(0, start + 5);
-  }
+  if (a.since.empty() && a.until.empty()) return WhereClause(a.where);
+  const std::string user = Condition(a.where);
   std::string clause = "where ";
-  if (user.find_first_not_of(" \t") != std::string::npos) clause += "(" + user + ") and ";
+  if (!user.empty()) clause += "(" + user + ") and ";
   clause +=
       "DATE >= " + DateLiteral(a.since.empty() ? kiv::kMinDate : ParseWhen(a.since, "--since"));
   clause += " and DATE <= " +
@@ -148,7 +163,9 @@ int Purge() {
   DbArgs& a = Args();
   kiv::KivLogFile log;
   if (int rc = Open(log)) return rc;
-  if (log.PurgeEventLog(a.records, a.purge_days, U16(a.where))) return ReportError("purge");
+  if (log.PurgeEventLog(a.records, a.purge_days, U16(WhereClause(a.where)))) {
+    return ReportError("purge");
+  }
   return 0;
 }
 
@@ -194,39 +211,6 @@ int Settings() {
   return 0;
 }
 
-// Where a watch stands: the date of the newest record printed, and how many records of exactly
-// that date it has printed. Reports take their date under the log's write lock, so a record
-// committed later never has an earlier date.
-// The newest row id of EVENTS, 0 when it is empty. SQLite gives a new row the row id after the
-// largest in the table, so rows appear in row-id order as their reports commit, whatever DATE
-// they carry: a report takes its date before it waits for the write lock, so dates can commit
-// out of order.
-int64_t NewestRowId() {
-  auto db = kiv::dao::DBEngine::ForThread()->OpenDatabase(U16(Args().file), false, true);
-  auto rs = db->OpenRecordset(u"select max(rowid) from EVENTS", kiv::dao::dbOpenSnapshot);
-  const kiv::Variant v = rs->Fields().Item(0)->Value();
-  rs->Close();
-  db->Close();
-  return v.IsNull() ? 0 : static_cast<int64_t>(v.ToDouble().value_or(0));
-}
-
-// Every record of the where-clause, in the order they were added.
-bool ReadWhere(kiv::KivLogFile& log, const std::string& where_clause,
-               std::vector<kiv::LOGRECORDTYPE>& out) {
-  const kiv::String where = U16(where_clause);
-  const kiv::String order = U16("order by rowid");
-  constexpr int32_t kPage = 500;
-  int32_t pos = 0;
-  for (int32_t flags = kiv::ELREF_FIRST;; flags = kiv::ELREF_ABSOLUTE) {
-    int32_t max = kPage;
-    const int32_t rc = log.ReadEventLogEx(flags, pos, where, order, max);
-    if (rc < 0) return false;
-    if (rc == 1) return true;
-    for (int32_t i = 1; i <= max; ++i) out.push_back(log.LogRecordEx(i));
-    if (max < kPage) return true;
-  }
-}
-
 void PrintChange(const kiv::LOGRECORDTYPE& r) {
   if (JsonOutput()) {
     std::cout << nlohmann::json{{"event", "EventLogChanged"},
@@ -242,19 +226,17 @@ void PrintChange(const kiv::LOGRECORDTYPE& r) {
   PrintRecord(r);
 }
 
-// Prints the records added after row id `seen` and moves it on; false on a read error. A newest
-// row id below `seen` means the table was emptied and its row ids started again.
-bool PrintNew(kiv::KivLogFile& log, int64_t& seen, int& printed) {
-  const int64_t newest = NewestRowId();
-  if (newest < seen) seen = 0;
-  std::vector<kiv::LOGRECORDTYPE> records;
-  const std::string where =
-      "where rowid > " + std::to_string(seen) + " and rowid <= " + std::to_string(newest);
-  if (!ReadWhere(log, where, records)) return false;
-  seen = newest;
-  for (const kiv::LOGRECORDTYPE& r : records) {
-    PrintChange(r);
-    ++printed;
+// Prints the records committed after id `last` and moves it on; false on a read error.
+bool PrintAfter(kiv::KivLogFile& log, int64_t& last, int& printed) {
+  for (;;) {
+    int32_t got = 500;
+    const int32_t rc = log.ReadEventLogAfter(last, got);
+    if (rc < 0) return false;
+    if (rc == 1) break;
+    for (int32_t i = 1; i <= got; ++i) {
+      PrintChange(log.LogRecordEx(i));
+      ++printed;
+    }
   }
   std::fflush(stdout);
   return true;
@@ -266,20 +248,14 @@ int Watch() {
   if (int rc = OpenToRead(log)) return rc;
   int32_t unk = 0;
   if (log.CheckEventLogChanges(unk) < 0) return ReportError("watch");
+  int64_t last = -1;  // what is there already is not printed
+  int32_t none = 0;
+  if (log.ReadEventLogAfter(last, none) < 0) return ReportError("watch");
   int printed = 0;
-  int64_t seen = 0;
-  try {
-    seen = NewestRowId();  // what is there already is not printed
-    while (a.changes == 0 || printed < a.changes) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(a.interval_ms));
-      const int32_t rc = log.CheckEventLogChanges(unk);
-      if (rc < 0) return ReportError("watch");
-      if (rc == 1 && !PrintNew(log, seen, printed)) return ReportError("watch");
-    }
-  } catch (const kiv::Error& e) {
-    kiv::Set_Error(e.number, kiv::String(u"kivlog.watch"), e.description, kiv::Variant::Missing(),
-                   kiv::Variant::Missing(), e.last_dll_error, kiv::SETERR_NOERR);
-    return ReportError("watch");
+  while (a.changes == 0 || printed < a.changes) {
+    // A wait that ends without a change reads on as well: a safety check that costs one query.
+    if (log.WaitEventLogChanges(a.interval_ms, unk) < 0) return ReportError("watch");
+    if (!PrintAfter(log, last, printed)) return ReportError("watch");
   }
   return 0;
 }
@@ -319,8 +295,8 @@ void AddDbCommands(CLI::App& app) {
   show->add_option("--mode", a.mode, "page, first, next, last or count")
       ->check(CLI::IsMember({"page", "first", "next", "last", "count"}));
   show->add_option("--pos", a.pos, "Position to page from (0 = first)");
-  show->add_option("--count", a.count, "Records per page");
-  show->add_option("--where", a.where, "A where-clause, e.g. \"where TYPE = 1\"");
+  show->add_option("-n,--count", a.count, "Records per page");
+  show->add_option("--where", a.where, "A condition, e.g. \"TYPE = 1\" (or \"where TYPE = 1\")");
   show->add_option("--order", a.order, "An order-by clause");
   show->add_option("-S,--since", a.since, "Only records at or after this time");
   show->add_option("-U,--until", a.until, "Only records at or before this time");
@@ -329,7 +305,7 @@ void AddDbCommands(CLI::App& app) {
   auto* purge = Sub(*db, "purge", "Purge records (0 0: apply the wrapping policy)", Purge);
   purge->add_option("--records", a.records, "Oldest records to delete (-1 all)");
   purge->add_option("--days", a.purge_days, "Delete records at least this many days old");
-  purge->add_option("--where", a.where, "Delete the records of this where-clause");
+  purge->add_option("--where", a.where, "Delete the records of this condition");
 
   Sub(*db, "compact", "Compact the file in place", Compact);
 
@@ -348,7 +324,8 @@ void AddDbCommands(CLI::App& app) {
       ->check(CLI::IsMember({"normal", "full", "rollback"}, CLI::ignore_case));
 
   auto* watch = Sub(*db, "watch", "Print every record reported from now on, in order", Watch);
-  watch->add_option("--interval", a.interval_ms, "Milliseconds between checks");
+  watch->add_option("--interval", a.interval_ms,
+                    "Milliseconds between reads when no change is seen");
   watch->add_option("--changes", a.changes, "Stop after this many records (0: never)");
   watch->add_flag("--keep-alive", a.keep_alive, "Keep the database open between checks");
 }

@@ -1,0 +1,94 @@
+// KivLogFile: following a log as other processes report into it: waiting for a change, and
+// reading on from the last record seen.
+#include <chrono>
+#include <thread>
+
+#include "dao/connection.h"
+#include "dblog/log_schema.h"
+#include "frame/guard.h"
+#include "kivdbxt/dao.h"
+#include "kivdbxt/kiv_log_file.h"
+#include "kivdbxt/qv_db_xt_mod.h"
+#include "platform/clock.h"
+
+namespace kiv {
+namespace {
+
+// How often a wait on a file looks at LASTCHANGE.
+constexpr int32_t kPollMs = 20;
+
+String Text(int64_t n) { return FromUtf8(std::to_string(n)); }
+
+// The row id a bookmark holds.
+int64_t IdOf(dao::Recordset& rs) {
+  const std::vector<uint8_t> bytes = rs.Bookmark().Bytes();
+  uint64_t id = 0;
+  for (size_t i = 0; i < bytes.size() && i < 8; ++i)
+    id |= static_cast<uint64_t>(bytes[i]) << (8 * i);
+  return static_cast<int64_t>(id);
+}
+
+}  // namespace
+
+int32_t KivLogFile::WaitEventLogChanges(int32_t TimeoutMs, int32_t& unk) {
+  return Guard(u"KivLogFile.WaitEventLogChanges", -1, [&] {
+    const uint32_t start = TickCount();
+    for (;;) {
+      const int32_t rc = CheckEventLogChanges(unk);
+      PassOn(rc < 0);
+      if (rc == 1) return 1;
+      const int32_t left = TimeoutMs - static_cast<int32_t>(TickCount() - start);
+      if (left <= 0) return 0;
+      std::this_thread::sleep_for(std::chrono::milliseconds(std::min(left, kPollMs)));
+    }
+  });
+}
+
+int32_t KivLogFile::ReadEventLogAfter(int64_t& LastId, int32_t& MaxRecords) {
+  return Guard(
+      u"KivLogFile.ReadEventLogAfter", -1,
+      [&] {
+        PassOn(OpenLog(false));
+        const String id = FromUtf8(db_->Connection()->Db()->RowIdName());
+        auto query = [&](const String& sql) {
+          return db_->OpenRecordset(sql, dao::dbOpenSnapshot);
+        };
+        auto newest = [&] {
+          auto rs = query(u"select max(" + id + u") from " + kEventsTable);
+          const Variant v = rs->Fields().Item(0)->Value();
+          rs->Close();
+          return v.IsNull() ? int64_t{0} : static_cast<int64_t>(v.ToDouble().value_or(0));
+        };
+        int32_t result = 1;
+        if (LastId < 0) {
+          LastId = newest();
+          MaxRecords = 0;
+        } else {
+          auto after = [&](int64_t from) {
+            return db_->OpenRecordset(u"select * from " + String(kEventsTable) + u" where " + id +
+                                          u" > " + Text(from) + u" order by " + id,
+                                      dao::dbOpenDynaset);
+          };
+          auto rs = after(LastId);
+          if (rs->EOF_() && newest() < LastId) {  // emptied: its ids started again
+            rs->Close();
+            rs = after(0);
+          }
+          block_.clear();
+          for (; static_cast<int32_t>(block_.size()) < MaxRecords && !rs->EOF_(); rs->MoveNext()) {
+            LOGRECORDTYPE rec;
+            PassOn(RecordRead(*rs, rec));
+            block_.push_back(rec);
+            LastId = IdOf(*rs);
+          }
+          rs->Close();
+          MaxRecords = static_cast<int32_t>(block_.size());
+          result = block_.empty() ? 1 : 0;
+        }
+        PassOn(CloseLog(false));
+        return result;
+      },
+      [&] { CloseLog(false); });
+}
+
+}  // namespace kiv
