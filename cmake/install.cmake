@@ -20,15 +20,25 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/kivdbxtConfigVersion.cmak
 install(FILES ${PROJECT_BINARY_DIR}/kivdbxtConfig.cmake ${PROJECT_BINARY_DIR}/kivdbxtConfigVersion.cmake
   DESTINATION ${KIV_CMAKE_DIR})
 
-# kivdbxt.pc names absolute folders, as pkg-config files do. It is written when the install
-# runs, so that it names the prefix of that install (`cmake --install build --prefix DIR`).
-install(CODE "
-  set(KIV_PC_IN [[${PROJECT_SOURCE_DIR}/cmake/kivdbxt.pc.in]])
-  set(KIV_PC_OUT [[${PROJECT_BINARY_DIR}/pkgconfig/kivdbxt.pc]])
-  set(KIV_LIBDIR [[${CMAKE_INSTALL_LIBDIR}]])
-  set(KIV_INCLUDEDIR [[${CMAKE_INSTALL_INCLUDEDIR}]])
-  set(PROJECT_VERSION [[${PROJECT_VERSION}]])
-  include([[${PROJECT_SOURCE_DIR}/cmake/write_pc.cmake]])")
+# kivdbxt.pc finds the prefix from its own folder (lib/pkgconfig, lib/<multiarch>/pkgconfig):
+# the install can be staged with DESTDIR or copied elsewhere. A folder configured outside the
+# prefix (an absolute one) can only be named as it is.
+set(KIV_PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+cmake_path(ABSOLUTE_PATH KIV_PC_DIR BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} OUTPUT_VARIABLE KIV_PC_DIR)
+file(RELATIVE_PATH KIV_PC_TO_PREFIX ${KIV_PC_DIR} ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" KIV_PC_TO_PREFIX "${KIV_PC_TO_PREFIX}")
+foreach(kind LIBDIR INCLUDEDIR)
+  cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_${kind} BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}
+             OUTPUT_VARIABLE full)
+  cmake_path(IS_PREFIX CMAKE_INSTALL_PREFIX ${full} NORMALIZE inside)
+  if(inside)
+    file(RELATIVE_PATH rel ${CMAKE_INSTALL_PREFIX} ${full})
+    set(KIV_PC_${kind} "\${prefix}/${rel}")
+  else()
+    set(KIV_PC_${kind} ${full})
+  endif()
+endforeach()
+configure_file(${PROJECT_SOURCE_DIR}/cmake/kivdbxt.pc.in ${PROJECT_BINARY_DIR}/pkgconfig/kivdbxt.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/pkgconfig/kivdbxt.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/kivdbxt)

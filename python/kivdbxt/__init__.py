@@ -10,7 +10,8 @@ database log.
 import contextlib
 
 from ._kivdbxt import *  # noqa: F401,F403
-from ._kivdbxt import (ACCESS_DEFAULT, ELREF_ABSOLUTE, SHARE_DEFAULT, Err, FileClose, FileOpen,
+from ._kivdbxt import __version__  # noqa: F401
+from ._kivdbxt import (ACCESS_DEFAULT, ELOF_OPENALWAYS, ELREF_ABSOLUTE, SHARE_DEFAULT, Err, FileClose, FileOpen,
                        FreeFile, KivError, KivLog, KivLogFile, KivLogInfo, LastErrorRecord, QvDbXt,
                        QvDbXtMethodOrder)
 from . import dao  # noqa: F401
@@ -47,9 +48,9 @@ def open_file(FileName, Mode, Access=ACCESS_DEFAULT, Share=SHARE_DEFAULT):
 
 
 @contextlib.contextmanager
-def _opened(self, AppId, **kwargs):
+def _opened(self, AppId, Path="", Mode=ELOF_OPENALWAYS, CurrDate=0, Computer="", User=""):
     """Opens AppId's log of the day (EventLogOpen's arguments) and closes it at the end."""
-    Id = self.EventLogOpen(AppId, **kwargs)[0]
+    Id = self.EventLogOpen(AppId, Path, Mode, CurrDate, Computer, User)[0]
     if Id == 0:
         raise _recorded_error()
     try:

@@ -17,6 +17,7 @@ void BindDatabaseLog(py::module_& m);  // KivLogFile
 void BindDao(py::module_& dao);        // the DAO object model (kivdbxt.dao)
 void BindHelpers(py::module_& m);      // QvDbXt, KivBlobType
 void BindSector(py::module_& m);       // KivSector, when the library has it
+void BindDocs(py::module_& m);         // the headers' descriptions, once every class is bound
 
 // A read/write property made of the pair of overloaded member functions named as the property.
 #define KIVPY_PROP(C, name, T) \

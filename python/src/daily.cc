@@ -37,7 +37,7 @@ void BindOpenWrite(py::class_<KivLog, kiv::Object, std::shared_ptr<KivLog>>& c) 
        [](KivLog& log, String AppId, String Path, int32_t Mode, OleDate CurrDate,
           const String& Computer, const String& User, int32_t MaxSize) {
          int32_t id = log.EventLogOpenEx(AppId, Path, Mode, CurrDate, Computer, User, MaxSize);
-         return py::make_tuple(id, AppId, Path);
+         return std::make_tuple(id, AppId, Path);
        },
        "Opens AppId's log of the day; (Id, AppId, Path), Id 0 on failure", py::arg("AppId"),
        py::arg("Path") = String(), py::arg("Mode") = int32_t{kiv::ELOF_OPENALWAYS},
@@ -48,7 +48,7 @@ void BindOpenWrite(py::class_<KivLog, kiv::Object, std::shared_ptr<KivLog>>& c) 
           [](KivLog& log, String AppId, String Path, int32_t Mode, OleDate CurrDate,
              const String& Computer, const String& User) {
             int32_t id = log.EventLogOpen(AppId, Path, Mode, CurrDate, Computer, User);
-            return py::make_tuple(id, AppId, Path);
+            return std::make_tuple(id, AppId, Path);
           },
           "Opens AppId's log of the day; (Id, AppId, Path), Id 0 on failure", py::arg("AppId"),
           py::arg("Path") = String(), py::arg("Mode") = int32_t{kiv::ELOF_OPENALWAYS},
@@ -64,7 +64,7 @@ void BindOpenWrite(py::class_<KivLog, kiv::Object, std::shared_ptr<KivLog>>& c) 
           "EventLogInfo",
           [](KivLog& log, int32_t Id, InfoRef EvLog) {
             bool r = log.EventLogInfo(Id, EvLog);
-            return py::make_tuple(r, EvLog);
+            return std::make_tuple(r, EvLog);
           },
           py::arg("Id"), py::arg("EvLog") = InfoRef())
       .def("EventLogMaxSize", py::overload_cast<int32_t>(&KivLog::EventLogMaxSize), py::arg("Id"))
@@ -80,7 +80,7 @@ void BindRead(py::class_<KivLog, kiv::Object, std::shared_ptr<KivLog>>& c) {
        "EventLogRead",
        [](KivLog& log, const InfoRef& EvLog, int32_t Start, int32_t Count) {
          bool r = log.EventLogRead(EvLog, Start, Count);
-         return py::make_tuple(r, Start);
+         return std::make_tuple(r, Start);
        },
        "Reads Count events from the ordinal Start into EvLog.LogData; (result, Start)",
        py::arg("EvLog"), py::arg("Start"), py::arg("Count") = 1)
@@ -88,7 +88,7 @@ void BindRead(py::class_<KivLog, kiv::Object, std::shared_ptr<KivLog>>& c) {
           "EventLogReadBack",
           [](KivLog& log, const InfoRef& EvLog, int32_t Start, int32_t Count, bool Adjust) {
             bool r = log.EventLogReadBack(EvLog, Start, Count, Adjust);
-            return py::make_tuple(r, Start);
+            return std::make_tuple(r, Start);
           },
           "Reads Count events backwards from the ordinal Start; (result, Start)", py::arg("EvLog"),
           py::arg("Start"), py::arg("Count") = 1, py::arg("Adjust") = false)
@@ -97,7 +97,7 @@ void BindRead(py::class_<KivLog, kiv::Object, std::shared_ptr<KivLog>>& c) {
           [](KivLog& log, const InfoRef& EvLog, int32_t Start, const FilterRef& Filter,
              int32_t Count) {
             bool r = log.EventLogFilter(EvLog, Start, Filter, Count);
-            return py::make_tuple(r, Start);
+            return std::make_tuple(r, Start);
           },
           py::arg("EvLog"), py::arg("Start"), py::arg("Filter"), py::arg("Count") = 1)
       .def(
@@ -105,7 +105,7 @@ void BindRead(py::class_<KivLog, kiv::Object, std::shared_ptr<KivLog>>& c) {
           [](KivLog& log, const InfoRef& EvLog, int32_t Start, const FilterRef& Filter,
              int32_t Count, bool Adjust) {
             bool r = log.EventLogFilterBack(EvLog, Start, Filter, Count, Adjust);
-            return py::make_tuple(r, Start);
+            return std::make_tuple(r, Start);
           },
           py::arg("EvLog"), py::arg("Start"), py::arg("Filter"), py::arg("Count") = 1,
           py::arg("Adjust") = false);
@@ -123,7 +123,7 @@ void BindDailyLogs(py::module_& m) {
           "LogFileName",
           [](KivLog& log, const String& AppId, String Path, OleDate CurrDate) {
             String name = log.LogFileName(AppId, Path, CurrDate);
-            return py::make_tuple(name, Path);
+            return std::make_tuple(name, Path);
           },
           "The base name of AppId's log for a day; (name, Path)", py::arg("AppId"),
           py::arg("Path") = String(), py::arg_v("CurrDate", OleDate(0), "0"))

@@ -46,28 +46,28 @@ void BindSettings(Class& c) {
            [](KivLogFile& f) {
              String name;
              bool r = f.BackupFileGet(name);
-             return py::make_tuple(r, name);
+             return std::make_tuple(r, name);
            })
       .def("MaxRecordsSet", &KivLogFile::MaxRecordsSet, py::arg("lMaxRecords"))
       .def("MaxRecordsGet",
            [](KivLogFile& f) {
              int32_t n = 0;
              bool r = f.MaxRecordsGet(n);
-             return py::make_tuple(r, n);
+             return std::make_tuple(r, n);
            })
       .def("WrappingSet", &KivLogFile::WrappingSet, py::arg("lWrapping"), py::arg("lWrappingDays"))
       .def("WrappingGet",
            [](KivLogFile& f) {
              int32_t w = 0, d = 0;
              bool r = f.WrappingGet(w, d);
-             return py::make_tuple(r, w, d);
+             return std::make_tuple(r, w, d);
            })
       .def("SyncModeSet", &KivLogFile::SyncModeSet, py::arg("sMode"))
       .def("SyncModeGet",
            [](KivLogFile& f) {
              String mode;
              bool r = f.SyncModeGet(mode);
-             return py::make_tuple(r, mode);
+             return std::make_tuple(r, mode);
            })
       .def("RetryWaitMilliseconds", &KivLogFile::RetryWaitMilliseconds, py::arg("ms"));
 }
@@ -80,7 +80,7 @@ void BindReport(Class& c) {
           const String& Server) {
          bool r =
              f.ReportEvent(Source, RawData, EventType, Category, EventId, User, Computer, Server);
-         return py::make_tuple(r, User, Computer);
+         return std::make_tuple(r, User, Computer);
        },
        "Stores one event; (result, User, Computer) with the names used", py::arg("Source"),
        py::arg("RawData"), py::arg("EventType") = int32_t{kiv::EVENTLOG_WARNING_TYPE},
@@ -93,7 +93,7 @@ void BindReport(Class& c) {
              String Computer, const String& Server) {
             bool r = f.ReportEventEx(Source, RawData, RawDataType, EventType, Category, EventId,
                                      User, Computer, Server);
-            return py::make_tuple(r, User, Computer);
+            return std::make_tuple(r, User, Computer);
           },
           py::arg("Source"), py::arg("RawData"), py::arg("RawDataType"),
           py::arg("EventType") = int32_t{kiv::EVENTLOG_WARNING_TYPE},
@@ -119,7 +119,7 @@ void BindRead(Class& c) {
           [](KivLogFile& f, int32_t Flags, int32_t RecordPos, const String& SubSet,
              const String& OrderBy) {
             int32_t r = f.ReadEventLog(Flags, RecordPos, SubSet, OrderBy);
-            return py::make_tuple(r, RecordPos);
+            return std::make_tuple(r, RecordPos);
           },
           "0 read (into LogRecord), 1 no record, -1 error; (result, RecordPos)",
           py::arg("Flags") = int32_t{kiv::ELREF_FIRST}, py::arg("RecordPos") = 0,
@@ -129,7 +129,7 @@ void BindRead(Class& c) {
           [](KivLogFile& f, int32_t Flags, int32_t RecordPos, const String& SubSet,
              const String& OrderBy, int32_t MaxRecords) {
             int32_t r = f.ReadEventLogEx(Flags, RecordPos, SubSet, OrderBy, MaxRecords);
-            return py::make_tuple(r, RecordPos, MaxRecords);
+            return std::make_tuple(r, RecordPos, MaxRecords);
           },
           "Reads a block of up to MaxRecords (LogRecordEx); (result, RecordPos, MaxRecords)",
           py::arg("Flags"), py::arg("RecordPos"), py::arg("SubSet") = String(),
@@ -140,7 +140,7 @@ void BindRead(Class& c) {
           "CheckEventLogChanges",
           [](KivLogFile& f, int32_t unk) {
             int32_t r = f.CheckEventLogChanges(unk);
-            return py::make_tuple(r, unk);
+            return std::make_tuple(r, unk);
           },
           "0 unchanged, 1 changed, -1 error; (result, unk)", py::arg("unk") = 0)
       .def(
@@ -151,7 +151,7 @@ void BindRead(Class& c) {
               py::gil_scoped_release unlocked;  // other Python threads run while it waits
               r = f.WaitEventLogChanges(TimeoutMs, unk);
             }
-            return py::make_tuple(r, unk);
+            return std::make_tuple(r, unk);
           },
           "Waits up to TimeoutMs for a change: 1 changed, 0 none in time, -1 error; (result, unk)",
           py::arg("TimeoutMs"), py::arg("unk") = 0)
@@ -159,7 +159,7 @@ void BindRead(Class& c) {
           "ReadEventLogAfter",
           [](KivLogFile& f, int64_t LastId, int32_t MaxRecords) {
             int32_t r = f.ReadEventLogAfter(LastId, MaxRecords);
-            return py::make_tuple(r, LastId, MaxRecords);
+            return std::make_tuple(r, LastId, MaxRecords);
           },
           "Reads the records after id LastId, oldest first, into LogRecordEx (LastId -1: none, "
           "from now on); (result, LastId, MaxRecords)",

@@ -105,7 +105,7 @@ void BindClassTable(py::module_& m) {
         "Creates an object by ProgID or CLSID; None (error 429 recorded) for an unknown class");
   m.def("TypeLibrary", [] {
     const kiv::TypeLibraryInfo& t = kiv::TypeLibrary();
-    return py::make_tuple(kiv::String(t.Id), t.MajorVersion, t.MinorVersion, t.Lcid);
+    return std::make_tuple(kiv::String(t.Id), t.MajorVersion, t.MinorVersion, t.Lcid);
   });
   m.def("QvDbXtMethodOrder", [] {
     std::vector<kiv::String> out;

@@ -4,6 +4,7 @@
 
 PYBIND11_MODULE(_kivdbxt, m) {
   m.doc() = "kivdbxt: daily logs, the database event log and the DAO helpers";
+  m.attr("__version__") = KIV_VERSION;
   kivpy::InitConvert(m);
   kivpy::BindConstants(m);
   kivpy::BindFrame(m);
@@ -14,4 +15,5 @@ PYBIND11_MODULE(_kivdbxt, m) {
   kivpy::BindDatabaseLog(m);
   kivpy::BindHelpers(m);
   kivpy::BindSector(m);
+  kivpy::BindDocs(m);
 }

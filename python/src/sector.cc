@@ -21,7 +21,7 @@ void BindSector(py::module_& m) {
           "SectorWrite",
           [](KivSector& s, int32_t RecId, const kiv::Variant& Data) {
             bool r = s.SectorWrite(RecId, Data);
-            return py::make_tuple(r, RecId);
+            return std::make_tuple(r, RecId);
           },
           "RecId 0 adds a record; (result, RecId)", py::arg("RecId"), py::arg("Data"))
       .def(
@@ -29,7 +29,7 @@ void BindSector(py::module_& m) {
           [](KivSector& s, int32_t RecId) {
             kiv::Variant data;
             bool r = s.SectorRead(RecId, data);
-            return py::make_tuple(r, data);
+            return std::make_tuple(r, data);
           },
           "(result, Data): a str for text, bytes for bytes", py::arg("RecId"))
       .def("SectorDelete", &KivSector::SectorDelete, py::arg("RecId"))
@@ -39,7 +39,7 @@ void BindSector(py::module_& m) {
             int64_t length = 0;
             kiv::Date modified = 0;
             bool r = s.SectorInfo(RecId, length, modified);
-            return py::make_tuple(r, length, OleDate(modified));
+            return std::make_tuple(r, length, OleDate(modified));
           },
           "(result, Length, Modified)", py::arg("RecId"))
       .def("SectorList", &KivSector::SectorList, py::arg("RetIds"))

@@ -1,5 +1,8 @@
 #include "dailylog/filtered_walk.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "kivdbxt/constants.h"
 
 namespace kiv {
@@ -22,6 +25,32 @@ uint32_t CheckedText(int32_t checks) {
 
 }  // namespace
 
+bool FilteredWalk::QuickLines(std::string_view bytes, int64_t start) {
+  lines_.clear();
+  for (size_t pos = 0;;) {
+    const char* line = bytes.data() + pos;
+    const void* cr = std::memchr(line, '\r', bytes.size() - pos);
+    if (!cr) return false;  // the record runs past what the window shows
+    const size_t n = static_cast<size_t>(static_cast<const char*>(cr) - line);
+    size_t next = pos + n + 1;
+    if (next >= bytes.size()) return false;  // whether a line feed follows is not in view
+    if (bytes[next] == '\n') ++next;
+    const LineKey key = LineKeyOf(std::string_view(line, std::min<size_t>(n, 4)));
+    // A first line that is not "UNK=", a second "UNK=" line or a key Load refuses: the full scan
+    // says what it is.
+    if ((key == LineKey::kUnk) != lines_.empty() || key == LineKey::kOther) return false;
+    RecordLine l;
+    l.start = start + static_cast<int64_t>(pos);
+    l.end = start + static_cast<int64_t>(next);
+    l.key = key;
+    l.terminated = l.held = true;
+    l.value = std::string_view(line + 4, n - 4);
+    lines_.push_back(l);
+    if (key == LineKey::kEnd) return true;
+    pos = next;
+  }
+}
+
 FilteredWalk::FilteredWalk(File data, int64_t size, const KivLogFilter& filter)
     : file_(std::move(data)),
       window_(file_, size, DataWindow::kLargeBlock, DataWindow::kLargeBlock),
@@ -39,12 +68,16 @@ void FilteredWalk::Apply(KivLogEvent& event, uint32_t text) {
 FilteredWalk::Verdict FilteredWalk::Judge(int32_t position, std::shared_ptr<KivLogEvent>& event) {
   const int64_t start = int64_t{position} - 1;
   if (start < 0 || start >= window_.size()) return Verdict::kUnsure;
-  window_.From(start, kFirstLook);
-  const uint64_t moves = window_.moves();
-  if (ScanRecord(window_, start, &lines_).kind != RecordSpan::kWhole) return Verdict::kUnsure;
-  if (window_.moves() != moves) return Verdict::kUnsure;  // the record straddles two blocks
-  for (const RecordLine& line : lines_) {
-    if (!line.held) return Verdict::kUnsure;
+  const std::string_view bytes = window_.From(start, kFirstLook);
+  // The usual record lies whole in the window: its lines are split right there. Anything else
+  // goes through the full scan of its lines.
+  if (!QuickLines(bytes, start)) {
+    const uint64_t moves = window_.moves();
+    if (ScanRecord(window_, start, &lines_).kind != RecordSpan::kWhole) return Verdict::kUnsure;
+    if (window_.moves() != moves) return Verdict::kUnsure;  // the record straddles two blocks
+    for (const RecordLine& line : lines_) {
+      if (!line.held) return Verdict::kUnsure;
+    }
   }
   try {
     // A first look converts every number and date, as Load does, but decodes only the text

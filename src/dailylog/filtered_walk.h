@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "event/record_fields.h"
@@ -28,6 +29,9 @@ class FilteredWalk {
   Verdict Judge(int32_t position, std::shared_ptr<KivLogEvent>& event);
 
  private:
+  // Splits the lines of a whole record that lies in `bytes` (the window from the record's
+  // 0-based `start`) into lines_. False when the record is not plainly whole in view.
+  bool QuickLines(std::string_view bytes, int64_t start);
   // Sets the fields of a fresh event from the scanned lines; raises what Load raises.
   void Apply(KivLogEvent& event, uint32_t text);
 

@@ -27,8 +27,8 @@ struct OpenOptions {
   bool truncate = false;  // empty the file once the lock is held
   ShareLock lock = ShareLock::None;
   // Opens the file only if it is a regular file: the last path component is not followed when
-  // it is a symlink (error 75; LastDllError ELOOP, on Windows ERROR_CANT_ACCESS_FILE), and the
-  // open never waits on a FIFO or a device, which RegularSize then refuses.
+  // it is a symlink (error 75; LastDllError ELOOP, on Windows ERROR_CANT_ACCESS_FILE), and a FIFO
+  // or a device is refused at once (75, EINVAL), never waited on.
   bool regular_only = false;
 };
 
@@ -72,6 +72,9 @@ class File {
   // The size of a regular file; raises 75 for anything else (a folder, a FIFO, a device), with
   // EISDIR or EINVAL as the system error (ERROR_DIRECTORY or ERROR_INVALID_FUNCTION on Windows).
   int64_t RegularSize() const;
+  // The size of a regular file by a seek to its end: a much cheaper look than Size's, for a
+  // check made on every operation (the file offset is of no use to ReadAt and WriteAt).
+  int64_t EndOffset() const;
   // Reads up to n bytes at offset; returns the number read (short at end of file).
   size_t ReadAt(int64_t offset, void* buffer, size_t n) const;
   void WriteAt(int64_t offset, const void* data, size_t n);

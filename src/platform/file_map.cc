@@ -1,4 +1,5 @@
-// The views' moves and stores, the same on every system; posix/ and win32/ make and drop them.
+// The views' moves and stores, the same on every system; posix/ and win32/ make, drop and guard
+// them.
 #include "platform/file_map.h"
 
 #if defined(__x86_64__)
@@ -7,8 +8,6 @@
 
 #include <cstring>
 #include <utility>
-
-#include "frame/error.h"
 
 namespace kiv {
 
@@ -46,7 +45,8 @@ bool StoreOnce(uint8_t*, const void*, size_t) { return false; }
 FileMap::FileMap(FileMap&& other) noexcept
     : data_(std::exchange(other.data_, nullptr)),
       length_(std::exchange(other.length_, 0)),
-      writable_(std::exchange(other.writable_, false)) {}
+      writable_(std::exchange(other.writable_, false)),
+      guard_(std::exchange(other.guard_, -1)) {}
 
 FileMap& FileMap::operator=(FileMap&& other) noexcept {
   if (this != &other) {
@@ -54,6 +54,7 @@ FileMap& FileMap::operator=(FileMap&& other) noexcept {
     data_ = std::exchange(other.data_, nullptr);
     length_ = std::exchange(other.length_, 0);
     writable_ = std::exchange(other.writable_, false);
+    guard_ = std::exchange(other.guard_, -1);
   }
   return *this;
 }
@@ -63,13 +64,13 @@ FileMap::~FileMap() { Unmap(); }
 bool FileMap::Copy(int64_t offset, void* out, size_t n) const {
   if (offset < 0 || offset + static_cast<int64_t>(n) > length_) return false;
   std::memcpy(out, data_ + offset, n);
-  return true;
+  return !Cut();
 }
 
 bool FileMap::Store(int64_t offset, const void* in, size_t n) {
   if (!writable_ || offset < 0 || offset + static_cast<int64_t>(n) > length_) return false;
   std::memcpy(data_ + offset, in, n);
-  return true;
+  return !Cut();
 }
 
 bool FileMap::StoreWhole(int64_t offset, const void* in, size_t n) {
@@ -77,7 +78,7 @@ bool FileMap::StoreWhole(int64_t offset, const void* in, size_t n) {
       offset + static_cast<int64_t>(n) > length_) {
     return false;
   }
-  return StoreOnce(data_ + offset, in, n);
+  return StoreOnce(data_ + offset, in, n) && !Cut();
 }
 
 }  // namespace kiv

@@ -2,9 +2,10 @@
 // write with pwrite is in the view at once, without a system call to read it, and what is stored
 // through a writable view is at once what they read.
 //
-// Touching a page of the view that lies wholly past the file's end raises SIGBUS, so the owner
-// must make sure that nobody cuts the file below the mapped length while the view exists (or,
-// for a writable view, below what it stores while it stores).
+// A page of the view that lies wholly past the file's end has nothing behind it. When another
+// program cuts the file under a view, the first touch of such a page does not kill the process:
+// the page is replaced with zeros, the view counts as cut, and Copy, Store and StoreWhole report
+// failure from then on. The owner maps the file again to see it as it now is.
 #pragma once
 
 #include <cstddef>
@@ -39,6 +40,9 @@ class FileMap {
   // a process killed at any moment leaves all of them or none; false when the processor has no
   // such store or the view does not reach that far.
   bool StoreWhole(int64_t offset, const void* in, size_t n);
+  // Whether a page of the view was found cut from the file: what was read through Bytes() since
+  // the last look may be zeros instead of the file's bytes.
+  bool Cut() const;
 
  private:
   void Unmap();
@@ -46,6 +50,7 @@ class FileMap {
   uint8_t* data_ = nullptr;
   int64_t length_ = 0;
   bool writable_ = false;
+  int guard_ = -1;  // the view's place among the guarded views; -1 when unguarded
 };
 
 }  // namespace kiv

@@ -47,20 +47,27 @@ static SectorStore& OpenStore(const std::unique_ptr<SectorStore>& store) {
   return *store;
 }
 
-// Reads a record into text (true) or bytes (false), as it was written.
-static bool ReadRecord(SectorStore& store, int32_t rec_id, String& text,
-                       std::vector<uint8_t>& bytes) {
+// Reads a record into the store's read_text (true) or read_bytes (false), as it was written.
+static bool ReadRecord(SectorStore& store, int32_t rec_id) {
   return store
       .Read(rec_id,
             [&](const sector::DirEntry& e) {
               if (e.IsText()) {
-                text.resize(static_cast<size_t>(e.length / 2));
-                return reinterpret_cast<uint8_t*>(text.data());
+                store.read_text.resize(static_cast<size_t>(e.length / 2));
+                return reinterpret_cast<uint8_t*>(store.read_text.data());
               }
-              bytes.resize(static_cast<size_t>(e.length));
-              return bytes.data();
+              store.read_bytes.resize(static_cast<size_t>(e.length));
+              return store.read_bytes.data();
             })
       .IsText();
+}
+
+// Hands a read's result to the caller, whose old memory the next read reuses (unless it is
+// large: a big record read once is not kept for the small ones that follow).
+template <class Buffer>
+static void HandOver(Buffer& from, Buffer& to) {
+  std::swap(from, to);
+  if (from.capacity() * sizeof(from[0]) > (size_t{1} << 20)) Buffer().swap(from);
 }
 
 // Runs one public operation: the guard, then the debug line (its arguments described after the
@@ -134,10 +141,12 @@ bool KivSector::SectorRead(int32_t RecId, String& Data) {
   return Run(
       debug_, u"KivSector.SectorRead", [&] { return Id(RecId); },
       [&] {
-        String text;
-        std::vector<uint8_t> bytes;
-        Data = ReadRecord(OpenStore(store_), RecId, text, bytes) ? std::move(text)
-                                                                 : BytesToString(bytes);
+        SectorStore& store = OpenStore(store_);
+        if (ReadRecord(store, RecId)) {
+          HandOver(store.read_text, Data);
+        } else {
+          Data = BytesToString(store.read_bytes);
+        }
       });
 }
 
@@ -145,12 +154,12 @@ bool KivSector::SectorRead(int32_t RecId, std::vector<uint8_t>& Data) {
   return Run(
       debug_, u"KivSector.SectorRead", [&] { return Id(RecId); },
       [&] {
-        std::vector<uint8_t> bytes;
-        OpenStore(store_).Read(RecId, [&](const sector::DirEntry& e) {
-          bytes.resize(static_cast<size_t>(e.length));
-          return bytes.data();
+        SectorStore& store = OpenStore(store_);
+        store.Read(RecId, [&](const sector::DirEntry& e) {
+          store.read_bytes.resize(static_cast<size_t>(e.length));
+          return store.read_bytes.data();
         });
-        Data = std::move(bytes);
+        HandOver(store.read_bytes, Data);
       });
 }
 
@@ -158,10 +167,9 @@ bool KivSector::SectorRead(int32_t RecId, Variant& Data) {
   return Run(
       debug_, u"KivSector.SectorRead", [&] { return Id(RecId); },
       [&] {
-        String text;
-        std::vector<uint8_t> bytes;
-        Data = ReadRecord(OpenStore(store_), RecId, text, bytes) ? Variant(std::move(text))
-                                                                 : Variant(std::move(bytes));
+        SectorStore& store = OpenStore(store_);
+        Data = ReadRecord(store, RecId) ? Variant(std::move(store.read_text))
+                                        : Variant(std::move(store.read_bytes));
       });
 }
 

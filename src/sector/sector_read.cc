@@ -34,8 +34,10 @@ bool SectorStore::MappedChain(const DirEntry& entry, std::vector<int32_t>& chain
   }
   const int64_t mapped = (table_view_.Length() - kFatHeaderSize) / 4;
   const auto* next = reinterpret_cast<const int32_t*>(table_view_.Bytes() + kFatHeaderSize);
+  // A walk through pages cut from the file saw zeros: not a chain to trust.
   return WalkChain({next, static_cast<size_t>(std::min<int64_t>(h.sectors, mapped))}, entry.first,
-                   entry.length, sector_size_, chain);
+                   entry.length, sector_size_, chain) &&
+         !table_view_.Cut();
 }
 
 // The header shows the same generation before and after the data is read, so the entry and its

@@ -31,22 +31,30 @@ size_t RunEnd(std::span<const int32_t> sectors, size_t i) {
   return j;
 }
 
+// The store's files are regular files: a symlink in place of one is not followed and a FIFO is
+// not waited on; either is error 75.
 OpenOptions Options(bool read_only) {
   OpenOptions o;
   o.access = read_only ? Access::Read : Access::ReadWrite;
+  o.regular_only = true;
   return o;
 }
 
 }  // namespace
 
 // The lock of one operation on the ".QVD": shared for reads, exclusive for changes. The ".QVF"
-// serves as a turnstile so that readers do not starve a writer: a writer that cannot lock at
-// once holds the turnstile while it waits, and readers pass the turnstile before they lock.
+// serves as a turnstile, held while waiting for the ".QVD", so that the processes take turns: a
+// waiting writer stops new readers, and a waiting reader (an open among them) stops a writer
+// that would otherwise lock again the moment it has unlocked, for as long as it keeps writing.
+// A change that finds the ".QVD" free skips the turnstile (two system calls), all but every
+// kTurnEvery-th: a writer that never pauses then holds up a waiting reader for a few changes.
 class SectorStore::OperationLock {
  public:
+  static constexpr uint32_t kTurnEvery = 8;
+
   OperationLock(SectorStore& store, bool exclusive) : dir_(store.dir_) {
     const ShareLock mode = exclusive ? ShareLock::Exclusive : ShareLock::Shared;
-    if (exclusive && dir_.TryLock(mode)) return;
+    if (exclusive && ++store.changes_ % kTurnEvery != 0 && dir_.TryLock(mode)) return;
     File& turnstile = store.fat_;
     turnstile.Lock(mode);
     try {
@@ -70,8 +78,7 @@ void SectorStore::Create(const String& base, int32_t sector_size) {
   for (const String& file : {DirectoryFile(base), TableFile(base), SectorsFile(base)}) {
     if (FileExists(file)) RaiseLibrary(StoreExistsMessage(file));
   }
-  OpenOptions o;
-  o.access = Access::Write;
+  OpenOptions o = Options(false);
   o.create = true;
   o.truncate = true;
   o.lock = ShareLock::Exclusive;
@@ -108,6 +115,7 @@ void SectorStore::Change(bool slots, const std::function<void()>& body) {
   OperationLock lock(*this, true);
   try {
     Refresh(true, slots);
+    RequireWholeTable();
     // The count as the entries hold it, after a crash too, when they have been counted.
     if (slots_known_) header_.records = records_;
     body();
@@ -119,7 +127,7 @@ void SectorStore::Change(bool slots, const std::function<void()>& body) {
 
 void SectorStore::Refresh(bool table, bool slots) {
   DirHeader h;
-  if (!MappedHeader(h) || h.sector_size != sector_size_) {
+  if (!CurrentHeader(h) || h.sector_size != sector_size_) {
     valid_ = false;
     RaiseLibrary(NotAStoreMessage(DirectoryFile(base_)));
   }
@@ -141,6 +149,16 @@ void SectorStore::Refresh(bool table, bool slots) {
 // see them at once, as they would a pwrite.
 void SectorStore::MapDirectory() { view_ = FileMap::Map(dir_, dir_.Size(), !read_only_); }
 
+// A header that does not check may be one that another program cut or rewrote in place (and
+// perhaps wrote back since): the file is mapped again as it is now, and nothing cached is
+// trusted.
+bool SectorStore::CurrentHeader(DirHeader& header) {
+  if (MappedHeader(header)) return true;
+  valid_ = false;
+  MapDirectory();
+  return MappedHeader(header);
+}
+
 bool SectorStore::MappedHeader(DirHeader& header) const {
   uint8_t buf[kDirHeaderSize];
   return view_.Copy(0, buf, sizeof buf) && DecodeDirHeader(buf, header);
@@ -152,7 +170,7 @@ bool SectorStore::MappedEntry(int32_t rec_id, DirEntry& entry) const {
 }
 
 // The table holds the header's count of entries, or what the file holds when it is shorter (a
-// cut file: chains into the missing part do not check).
+// cut file: chains into the missing part do not check, and no change is made).
 bool SectorStore::OwnTableHeader(const uint8_t* bytes, FatHeader& header) const {
   return DecodeFatHeader(bytes, header) && header.sector_size == sector_size_ &&
          header.sectors >= 0;
@@ -168,6 +186,7 @@ void SectorStore::LoadTable() {
   // Read into the old table's memory: no fresh pages to clear and fault in on every reload.
   std::vector<int32_t> next = table_.TakeEntries();
   next.resize(static_cast<size_t>(std::min<int64_t>(h.sectors, in_file)));
+  table_cut_ = in_file < h.sectors;
   const int64_t bytes = 4 * static_cast<int64_t>(next.size());
   if (fat_.ReadAt(kFatHeaderSize, next.data(), bytes) != static_cast<size_t>(bytes)) {
     RaiseLibrary(NotAStoreMessage(TableFile(base_)));
@@ -274,6 +293,16 @@ void SectorStore::WriteTable() {
 
 void SectorStore::RequireWritable() const {
   if (read_only_) Raise(kErrBadFileMode);
+}
+
+// Neither a crash nor compaction leaves the ".QVF" shorter than its header's count: a table cut
+// by another program, before it was loaded or under this store since, takes no change, which
+// would link chains through entries that are not there.
+void SectorStore::RequireWholeTable() {
+  if (table_cut_ || fat_.EndOffset() < FatOffset(table_.Sectors())) {
+    valid_ = false;
+    RaiseLibrary(NotAStoreMessage(TableFile(base_)));
+  }
 }
 
 void SectorStore::RaiseDamaged(int32_t rec_id) const { RaiseLibrary(DamagedRecordMessage(rec_id)); }

@@ -39,6 +39,11 @@ class SectorStore {
   const String& Base() const { return base_; }
   int32_t SectorSize() const { return sector_size_; }
   bool sync_writes = false;
+  // Where KivSector reads a record, copied once from the file: on success the buffer goes to the
+  // caller in exchange for the caller's own, so a failed read leaves the caller's data as it was
+  // and a run of reads allocates nothing.
+  std::vector<uint8_t> read_bytes;
+  String read_text;
 
   int32_t Records();
   // rec_id 0 adds a record and receives its number.
@@ -73,7 +78,9 @@ class SectorStore {
   bool CurrentChain(uint32_t generation, const sector::DirEntry& entry,
                     std::vector<int32_t>& chain);
   bool MappedChain(const sector::DirEntry& entry, std::vector<int32_t>& chain);
-  // The header and an entry as the mapping shows them; false when torn, damaged or not mapped.
+  // The header and an entry as the mapping shows them; false when torn, damaged, not mapped or
+  // cut from the file. CurrentHeader maps the file again before it gives up.
+  bool CurrentHeader(sector::DirHeader& header);
   bool MappedHeader(sector::DirHeader& header) const;
   bool MappedEntry(int32_t rec_id, sector::DirEntry& entry) const;
   // The read without a lock; false when its result cannot be trusted.
@@ -95,6 +102,7 @@ class SectorStore {
   void WriteEntry(int32_t rec_id, const sector::DirEntry& entry, bool through_view = false);
   void WriteTable();
   void RequireWritable() const;
+  void RequireWholeTable();
 
   // Data of consecutive chain positions, in bounded pieces, one call per run of consecutive
   // sectors. Both continue crc when given one; ReadSectors returns the bytes found.
@@ -125,11 +133,13 @@ class SectorStore {
   bool valid_ = false;
   sector::DirHeader header_;
   bool table_known_ = false;
+  bool table_cut_ = false;  // the ".QVF" held fewer entries than its header counts
   sector::AllocationTable table_;
   bool slots_known_ = false;
   std::set<int32_t> free_slots_;
   int32_t records_ = 0;
   std::vector<int32_t> read_chain_;  // reused by reads without a lock
+  uint32_t changes_ = 0;             // counts the turns of OperationLock
 };
 
 // The messages of the store.

@@ -2,6 +2,7 @@
 #include "platform/file_map.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -61,6 +62,31 @@ TEST(FileMap, StoresWholeBlocksOnlyWhereAlignedAndWritable) {
   std::string got(4096 + 64, '\0');
   ASSERT_EQ(file.ReadAt(0, got.data(), got.size()), got.size());
   EXPECT_EQ(got, expected);
+}
+
+// Another program cuts the file under two views: a touch of a page past the new end neither kills
+// the process nor reads bytes that are not there; that view reports itself cut (the other is
+// untouched so far), and a view mapped afresh reads what the file now holds.
+TEST(FileMap, AFileCutUnderItsViewsFailsTheirCopiesNotTheProcess) {
+  kivtest::TempDir dir;
+  const std::string path = dir.FileU8("c.bin");
+  kivtest::WriteBytes(path, std::string(3 * 4096, 'a'));
+  OpenOptions rw;
+  rw.access = Access::ReadWrite;
+  File file = File::Open(dir.File("c.bin"), rw);
+  auto cut_under_views = [&] {
+    FileMap view = FileMap::Map(file, 3 * 4096, true), other = FileMap::Map(file, 3 * 4096);
+    if (::truncate(path.c_str(), 4096) != 0) std::exit(2);
+    char got[8] = {};
+    const std::string block(32, 'x');
+    const bool refused = !view.Copy(2 * 4096, got, sizeof got) && got[0] == 0 && view.Cut() &&
+                         !view.Copy(0, got, 1) && !view.StoreWhole(2 * 4096, block.data(), 32);
+    const bool untouched = !other.Cut() && other.Copy(0, got, 1) && got[0] == 'a';
+    const FileMap again = FileMap::Map(file, file.Size());
+    const bool fresh = again.Length() == 4096 && again.Copy(4088, got, 8) && !again.Cut();
+    std::exit(refused && untouched && fresh ? 0 : 1);
+  };
+  EXPECT_EXIT(cut_under_views(), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -128,6 +128,43 @@ TEST_F(SectorProcessesTest, TwoWritersAtOnceLoseNothingAndTearNothing) {
   EXPECT_EQ(DamagedCount(s), 0);
 }
 
+// A process opens the store, reads and writes while another writes without a pause, each write
+// holding the lock for a while: every call gets its turn within the library's bounded wait.
+TEST_F(SectorProcessesTest, AnOpenGetsItsTurnBetweenAnotherProcesssWrites) {
+  {
+    KivSector s;
+    CreateOpen(s, 128);
+  }
+  const pid_t writer = ::fork();
+  ASSERT_GE(writer, 0);
+  if (writer == 0) {
+    KivSector s;
+    s.SyncWrites(true);  // each write holds the lock while the files are made durable
+    if (s.SectorOpen(base)) ::_exit(10);
+    for (uint32_t i = 0;; ++i) {
+      int32_t id = 0;
+      if (s.SectorWrite(id, Payload(1, i, 100))) ::_exit(11);
+    }
+  }
+  ::usleep(100000);
+  std::string failures;
+  for (int i = 0; i < 20; ++i) {
+    KivSector s;
+    std::vector<uint8_t> got;
+    int32_t id = 0;
+    if (s.SectorOpen(base, i % 2 == 1) || s.SectorRead(1, got) ||
+        (i % 2 == 0 && s.SectorWrite(id, Payload(2, uint32_t(i), 100)))) {
+      failures +=
+          ToUtf8(LastErrorRecord().Source) + " " + std::to_string(LastErrorRecord().Number) + "; ";
+    }
+  }
+  ::kill(writer, SIGKILL);
+  int status = 0;
+  ASSERT_EQ(::waitpid(writer, &status, 0), writer);
+  EXPECT_TRUE(WIFSIGNALED(status)) << "the writer stopped by itself: " << status;
+  EXPECT_EQ(failures, "");
+}
+
 // A writer for a fixed time: rewrites records 1 to 8 in turn with growing versions and sizes of
 // one or two sectors, so that each takes the sectors another just gave back; now and then it adds
 // a batch of records, deletes them and compacts. Exit code 0 when every call succeeded.

@@ -1,10 +1,15 @@
-// kivlog export: every event of a day's log, or of several days, filtered or not, in any output
-// format, to standard output or a file.
-#include <fstream>
+// kivlog export: every event of a day's log, or of several days or applications, filtered or
+// not, in any output format, to standard output or a file. Events are written as they are read,
+// a page at a time, through one buffer.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <iostream>
 
 #include "commands.h"
 #include "daily.h"
+#include "event_cursor.h"
+#include "event_writer.h"
 #include "output.h"
 #include "pager.h"
 
@@ -21,92 +26,65 @@ struct ExportArgs {
   FilterArgs filter;
 };
 
-// Writes the events page by page as they are read, so that a large day is never held whole;
-// with --reverse they are held and written newest first at the end.
-class Exporter {
- public:
-  Exporter(std::ostream& out, const std::shared_ptr<kiv::KivLogFilter>& filter, bool reverse)
-      : printer_(out), filter_(filter), reverse_(reverse) {}
-
-  void Page(const kiv::Collection& data, const std::string& log) {
-    for (int32_t i = 1; i <= data.Count(); ++i) {
-      const auto& e = *data.ObjectAt<kiv::KivLogEvent>(i);
-      if (filter_ && !filter_->IsValid(e)) continue;
-      if (reverse_) {
-        held_.push_back(FromEvent(e, log));
-      } else {
-        printer_.Print(FromEvent(e, log));
-      }
-      ++written_;
-    }
-  }
-
-  // A damaged event cannot be exported: it is reported on standard error.
-  void Damaged(const std::string& log, int32_t ordinal, const kiv::ErrorRecord& r) {
-    std::cerr << "kivlog: export: " << log << ": event " << ordinal
-              << " skipped: " << U8(r.Description) << " (error " << r.Number << ")" << std::endl;
-    damaged_ = true;
-  }
-
-  void End() {
-    for (auto it = held_.rbegin(); it != held_.rend(); ++it) printer_.Print(*it);
-  }
-
-  bool AnyDamaged() const { return damaged_; }
-  int64_t written() const { return written_; }
-
- private:
-  EventPrinter printer_;
-  std::shared_ptr<kiv::KivLogFilter> filter_;
-  bool reverse_;
-  std::vector<EventRecord> held_;
-  int64_t written_ = 0;
-  bool damaged_ = false;
-};
-
 int Export(const ExportArgs& a) {
   if (!a.format.empty()) Globals().output = a.format == "text" ? "short" : a.format;
   kiv::KivLog log;
-  const std::vector<kiv::String> bases = TargetLogs(log, a.target, a.filter);
-  std::ofstream file;
+  const std::vector<AppLogs> apps = MergedLogs(log, a.target, a.filter);
+  const auto filter = MakeFilter(a.filter);
+  const std::unique_ptr<RawGrep> grep =
+      a.filter.grep.empty() ? nullptr : std::make_unique<RawGrep>(a.filter.grep);
+  int fd = STDOUT_FILENO;
+  const bool colour = a.file.empty() && ColourWanted();
   if (!a.file.empty()) {
-    file.open(a.file, std::ios::binary | std::ios::trunc);
-    if (!file) {
+    fd = ::open(a.file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (fd < 0) {
       std::cerr << "kivlog: export: cannot write " << a.file << std::endl;
       return 1;
     }
   } else {
     StartPager();
   }
-  std::ostream& out = a.file.empty() ? std::cout : file;
-  Exporter exporter(out, MakeFilter(a.filter), a.filter.reverse);
-  for (const kiv::String& base : bases) {
-    auto info = std::make_shared<kiv::KivLogInfo>();
-    info->FileName(base);
-    const std::string name = U8(base);
-    // A read of no events opens the log and fetches its count, before anything is written.
-    if (log.EventLogRead(info, 1, 0)) return ReportError("export");
-    Progress progress("exporting", info->Events());
-    const bool failed = WalkDay(
-        log, info,
-        [&](const kiv::Collection& data) {
-          progress.Clear();
-          exporter.Page(data, name);
-          progress.Update(data.ObjectAt<kiv::KivLogEvent>(data.Count())->Ordinal());
-        },
-        [&](int32_t ordinal, const kiv::ErrorRecord& r) {
-          progress.Clear();
-          exporter.Damaged(name, ordinal, r);
-        });
-    if (failed) return ReportError("export");
+  bool damaged = false;
+  std::unique_ptr<Progress> progress;
+  EventOutput out(fd);
+  out.formatter().Colour(colour);
+  // A damaged event cannot be exported: it is named on standard error.
+  auto on_damaged = [&](const std::string& name, int32_t ordinal, const kiv::ErrorRecord& r) {
+    damaged = true;
+    if (progress) progress->Clear();
+    out.Flush();
+    std::cerr << "kivlog: export: " << name << ": event " << ordinal
+              << " skipped: " << U8(r.Description) << " (error " << r.Number << ")" << std::endl;
+  };
+  MergedCursor events;
+  for (const AppLogs& app : apps) {
+    events.Add(
+        std::make_unique<EventCursor>(log, app.bases, filter, a.filter.reverse, 0, on_damaged),
+        apps.size() > 1 ? app.app : std::string());
   }
-  exporter.End();
-  out.flush();
+  events.SetGrep(grep.get());
+  int64_t written = 0;
+  size_t day = 0;
+  for (const kiv::KivLogEvent* e; (e = events.Next());) {
+    const EventCursor& from = events.cursor();
+    out.Write(*e, from.log_name(), events.label());
+    // Progress through one application's days, a day at a time.
+    if (++written % 1000 == 0 || day != from.days_begun()) {
+      if (apps.size() == 1 && day != from.days_begun()) {
+        progress = std::make_unique<Progress>("exporting", from.day_events());
+      }
+      day = from.days_begun();
+      if (progress) progress->Update(e->Ordinal());
+    }
+  }
+  progress.reset();
+  out.Flush();
+  if (fd != STDOUT_FILENO) ::close(fd);
+  if (const EventCursor* broken = events.failed()) return ReportError("export", broken->error());
   if (!a.file.empty() && !JsonOutput()) {
-    std::printf("exported %lld events to %s\n", static_cast<long long>(exporter.written()),
-                a.file.c_str());
+    std::printf("exported %lld events to %s\n", static_cast<long long>(written), a.file.c_str());
   }
-  return exporter.AnyDamaged() ? kDamaged : 0;
+  return damaged ? kDamaged : 0;
 }
 
 }  // namespace
@@ -114,8 +92,10 @@ int Export(const ExportArgs& a) {
 void AddExportCommand(CLI::App& app) {
   static ExportArgs a;
   auto* cmd = app.add_subcommand(
-      "export", "Export every event of a day's log (or of --since/--until) in any output format");
-  AddTargetOptions(*cmd, a.target);
+      "export",
+      "Export every event of a day's log (or of --since/--until, or of several applications) in "
+      "any output format");
+  AddMergedTargetOptions(*cmd, a.target);
   cmd->add_option("--format", a.format, "text, json or csv (the same as -o short, json or csv)")
       ->check(CLI::IsMember({"text", "json", "csv"}));
   cmd->add_option("--output-file", a.file, "Write to this file instead of standard output");

@@ -1,5 +1,8 @@
-// kivlog show and tail: page through the logs of one day or of several, filtered or not, and
-// follow a log as it grows.
+// kivlog show and tail: page through the logs of one day or of several, of one application or
+// of several merged, filtered or not, and follow a log as it grows. Events stream out as they are
+// read, a page at a time, so that memory does not grow with the day.
+#include <unistd.h>
+
 #include <chrono>
 #include <climits>
 #include <cstdio>
@@ -8,6 +11,8 @@
 
 #include "commands.h"
 #include "daily.h"
+#include "event_cursor.h"
+#include "event_writer.h"
 #include "output.h"
 #include "pager.h"
 #include "platform/date.h"
@@ -21,6 +26,7 @@ constexpr int kDamaged = 2;
 struct ShowArgs {
   LogTarget target;
   int start = 1, count = 20;
+  bool start_given = false;
   bool back = false, adjust = false;
   FilterArgs filter;
 };
@@ -33,117 +39,160 @@ struct TailArgs {
   FilterArgs filter;
 };
 
-std::vector<EventRecord> Records(const kiv::KivLogInfo& info) {
-  const kiv::Collection& data = *info.LogData();
-  std::vector<EventRecord> out;
-  const std::string name = U8(info.FileName());
-  for (int32_t i = 1; i <= data.Count(); ++i) {
-    out.push_back(FromEvent(*data.ObjectAt<kiv::KivLogEvent>(i), name));
+// The reading of a show or tail: the logs merged, the output, damaged events named on standard
+// error as they are met.
+class Reading {
+ public:
+  Reading(kiv::KivLog& log, const LogTarget& target, const FilterArgs& f, bool backwards,
+          int32_t start, bool stop_at_damage, bool pager = true)
+      : out_(STDOUT_FILENO), grep_(f.grep.empty() ? nullptr : std::make_unique<RawGrep>(f.grep)) {
+    const std::vector<AppLogs> apps = MergedLogs(log, target, f);
+    const auto filter = MakeFilter(f);
+    EventCursor::OnDamaged on_damaged;
+    if (!stop_at_damage) {
+      on_damaged = [this](const std::string& name, int32_t ordinal, const kiv::ErrorRecord& r) {
+        damaged_ = true;
+        out_.Flush();
+        std::fprintf(stderr, "kivlog: %s: event %d skipped: %s (error %d)\n", name.c_str(), ordinal,
+                     U8(r.Description).c_str(), r.Number);
+      };
+    }
+    for (const AppLogs& a : apps) {
+      merged_.Add(std::make_unique<EventCursor>(log, a.bases, filter, backwards, start, on_damaged),
+                  apps.size() > 1 ? a.app : std::string());
+    }
+    merged_.SetGrep(grep_.get());
+    out_.formatter().Colour(ColourWanted());
+    if (pager) StartPager();
   }
-  return out;
+
+  MergedCursor& events() { return merged_; }
+  EventOutput& out() { return out_; }
+  void Write(const kiv::KivLogEvent& e) {
+    out_.Write(e, merged_.cursor().log_name(), merged_.label());
+  }
+  // The exit code: 1 (the error printed) when a log could not be read, 2 when damaged events
+  // were left out.
+  int End(const char* what) {
+    out_.Flush();
+    if (const EventCursor* broken = merged_.failed()) {
+      return ReportError(what ? what : broken->log_name(), broken->error());
+    }
+    return damaged_ ? kDamaged : 0;
+  }
+
+ private:
+  EventOutput out_;
+  std::unique_ptr<RawGrep> grep_;
+  MergedCursor merged_;
+  bool damaged_ = false;
+};
+
+// An event held until the events before it are read, with its label.
+struct Held {
+  EventRecord event;
+  std::string label;
+};
+
+// The last `count` events, read backwards, in the order they happened.
+std::vector<Held> LastEvents(Reading& r, int count) {
+  std::deque<Held> kept;
+  for (const kiv::KivLogEvent* e;
+       static_cast<int>(kept.size()) < count && (e = r.events().Next());) {
+    kept.push_front(Held{FromEvent(*e, r.events().cursor().log_name()), r.events().label()});
+  }
+  return {kept.begin(), kept.end()};
 }
 
-// Prints events held oldest first; newest first with --reverse.
-void PrintAll(const std::vector<EventRecord>& events, bool reverse) {
-  StartPager();
-  EventPrinter printer;
-  if (reverse) {
-    for (auto it = events.rbegin(); it != events.rend(); ++it) printer.Print(*it);
+// One day's page: forwards from --start, or backwards from it (newest first with -r), printed
+// as it is read; a damaged event ends the page with its error. Short formats end with a line
+// saying which events were shown.
+int ShowDay(kiv::KivLog& log, const ShowArgs& a) {
+  const bool newest_first = a.filter.reverse;
+  const bool backwards = a.back || newest_first;
+  // -r alone starts from the newest event, as journalctl -r does.
+  const int32_t start = newest_first && !a.start_given ? INT_MAX : a.start;
+  Reading r(log, a.target, a.filter, backwards, start, true);
+  int32_t low = INT_MAX, high = 0, shown = 0;
+  auto note = [&](const kiv::KivLogEvent& e) {
+    low = std::min(low, e.Ordinal());
+    high = std::max(high, e.Ordinal());
+    ++shown;
+  };
+  if (backwards && !newest_first) {
+    // A page read backwards is still printed oldest first; --adjust fills it from after --start
+    // when the day begins too soon.
+    std::vector<Held> page = LastEvents(r, a.count);
+    if (a.adjust && static_cast<int>(page.size()) < a.count && !r.events().failed()) {
+      ShowArgs after = a;
+      after.start = page.empty() ? a.start + 1 : page.back().event.ordinal + 1;
+      after.back = after.adjust = false;
+      Reading more(log, a.target, a.filter, false, after.start, true);
+      while (static_cast<int>(page.size()) < a.count) {
+        const kiv::KivLogEvent* e = more.events().Next();
+        if (!e) break;
+        page.push_back(Held{FromEvent(*e, more.events().cursor().log_name()), {}});
+      }
+    }
+    for (const Held& h : page) {
+      const EventRecord& e = h.event;
+      r.out().Write(e);
+      low = std::min(low, e.ordinal);
+      high = std::max(high, e.ordinal);
+      ++shown;
+    }
   } else {
-    for (const EventRecord& e : events) printer.Print(e);
-  }
-  std::fflush(stdout);
-}
-
-// The events of several days that pass the filter, oldest first: the first `count` of them, or
-// the last `count` with `last`. Damaged events are reported on standard error and left out.
-int GatherDays(kiv::KivLog& log, const std::vector<kiv::String>& bases,
-               const std::shared_ptr<kiv::KivLogFilter>& filter, int count, bool last,
-               std::vector<EventRecord>& out) {
-  std::deque<EventRecord> kept;
-  bool damaged = false;
-  for (const kiv::String& base : bases) {
-    if (!last && static_cast<int>(kept.size()) >= count) break;
-    auto info = std::make_shared<kiv::KivLogInfo>();
-    info->FileName(base);
-    const std::string name = U8(base);
-    const bool failed = WalkDay(
-        log, info,
-        [&](const kiv::Collection& data) {
-          for (int32_t i = 1; i <= data.Count(); ++i) {
-            const auto& e = *data.ObjectAt<kiv::KivLogEvent>(i);
-            if (filter && !filter->IsValid(e)) continue;
-            if (!last && static_cast<int>(kept.size()) >= count) return;
-            kept.push_back(FromEvent(e, name));
-            if (last && static_cast<int>(kept.size()) > count) kept.pop_front();
-          }
-        },
-        [&](int32_t ordinal, const kiv::ErrorRecord& r) {
-          damaged = true;
-          std::fprintf(stderr, "kivlog: %s: event %d skipped: %s (error %d)\n", name.c_str(),
-                       ordinal, U8(r.Description).c_str(), r.Number);
-        });
-    if (failed) return ReportError(name);
-  }
-  out.assign(kept.begin(), kept.end());
-  return damaged ? kDamaged : 0;
-}
-
-// One day, one page, through the library's own paging reads.
-int ShowDay(kiv::KivLog& log, const ShowArgs& a, const kiv::String& base) {
-  auto info = std::make_shared<kiv::KivLogInfo>();
-  info->FileName(base);
-  auto filter = MakeFilter(a.filter);
-  int32_t start = a.start;
-  bool failed = filter ? (a.back ? log.EventLogFilterBack(info, start, filter, a.count, a.adjust)
-                                 : log.EventLogFilter(info, start, filter, a.count))
-                       : (a.back ? log.EventLogReadBack(info, start, a.count, a.adjust)
-                                 : log.EventLogRead(info, start, a.count));
-  if (failed && JsonOutput()) return ReportError("show");  // nothing but the error object
-  const std::vector<EventRecord> events = Records(*info);
-  PrintAll(events, a.filter.reverse);
-  if (!failed && (OutputFormat() == "short" || OutputFormat() == "short-iso")) {
-    if (events.empty()) {
-      std::printf("%s: no events to show (%d in the log)\n", U8(base).c_str(), info->Events());
-    } else {
-      std::printf("-- %s: events %d..%d shown, %d in the log\n", U8(base).c_str(),
-                  events.front().ordinal, events.back().ordinal, info->Events());
+    for (const kiv::KivLogEvent* e; shown < a.count && (e = r.events().Next());) {
+      r.Write(*e);
+      note(*e);
     }
   }
-  return failed ? ReportError("show") : 0;
+  const bool failed = r.events().failed() != nullptr;
+  if (!failed && (OutputFormat() == "short" || OutputFormat() == "short-iso")) {
+    const std::string base = r.events().cursor().log_name();
+    const int32_t events = r.events().cursor().day_events();
+    char line[512];
+    if (shown == 0) {
+      std::snprintf(line, sizeof line, "%s: no events to show (%d in the log)\n", base.c_str(),
+                    events);
+    } else {
+      std::snprintf(line, sizeof line, "-- %s: events %d..%d shown, %d in the log\n", base.c_str(),
+                    low, high, events);
+    }
+    r.out().Text(line);
+  }
+  return r.End("show");
+}
+
+// Several days, or several applications: the first --count events of the range; the last ones
+// with --back; the newest first with -r. Damaged events are named and left out.
+int ShowRange(kiv::KivLog& log, const ShowArgs& a) {
+  const bool newest_first = a.filter.reverse;
+  Reading r(log, a.target, a.filter, a.back || newest_first, 0, false);
+  if (a.back && !newest_first) {
+    for (const Held& h : LastEvents(r, a.count)) r.out().Write(h.event, h.label);
+  } else {
+    int shown = 0;
+    for (const kiv::KivLogEvent* e; shown < a.count && (e = r.events().Next()); ++shown)
+      r.Write(*e);
+  }
+  return r.End(nullptr);
 }
 
 int Show(const ShowArgs& a) {
   kiv::KivLog log;
-  const std::vector<kiv::String> bases = TargetLogs(log, a.target, a.filter);
-  if (bases.size() == 1 && (!a.target.day.empty() || !a.target.file.empty() ||
-                            (a.filter.since.empty() && a.filter.until.empty()))) {
-    return ShowDay(log, a, bases.front());
-  }
-  std::vector<EventRecord> events;
-  const int rc = GatherDays(log, bases, MakeFilter(a.filter), a.count, a.back, events);
-  if (rc == 1) return rc;
-  PrintAll(events, a.filter.reverse);
-  return rc;
+  const bool merged = a.target.all_apps || a.target.apps.size() > 1;
+  return !merged && OneDay(a.target, a.filter) ? ShowDay(log, a) : ShowRange(log, a);
 }
 
-// Prints the events of a followed log that pass the filter, as they come.
-void PrintNew(const kiv::KivLogInfo& info, const std::shared_ptr<kiv::KivLogFilter>& filter,
-              EventPrinter& printer) {
-  const kiv::Collection& data = *info.LogData();
-  const std::string name = U8(info.FileName());
-  for (int32_t i = 1; i <= data.Count(); ++i) {
-    const auto& e = *data.ObjectAt<kiv::KivLogEvent>(i);
-    if (!filter || filter->IsValid(e)) printer.Print(FromEvent(e, name));
-  }
-  std::cout.flush();
-}
-
-[[noreturn]] void Follow(kiv::KivLog& log, const TailArgs& a, kiv::String base, int32_t next) {
+[[noreturn]] void Follow(kiv::KivLog& log, const TailArgs& a, kiv::String base, int32_t next,
+                         EventOutput& out) {
   auto info = std::make_shared<kiv::KivLogInfo>();
   info->FileName(base);
   auto filter = MakeFilter(a.filter);
-  EventPrinter printer;
+  std::unique_ptr<RawGrep> grep =
+      a.filter.grep.empty() ? nullptr : std::make_unique<RawGrep>(a.filter.grep);
+  EventRecord record;
   for (;;) {
     std::this_thread::sleep_for(std::chrono::milliseconds(a.interval_ms));
     // Following an application's log of today moves on to the next day's log at midnight.
@@ -156,42 +205,38 @@ void PrintNew(const kiv::KivLogInfo& info, const std::shared_ptr<kiv::KivLogFilt
       }
     }
     if (log.EventLogRead(info, next, 1000)) continue;  // not there yet, or busy: try again
-    PrintNew(*info, filter, printer);
-    next += info->LogData()->Count();
+    const kiv::Collection& data = *info->LogData();
+    const std::string name = U8(base);
+    for (int32_t i = 1; i <= data.Count(); ++i) {
+      const auto& e = *data.ObjectAt<kiv::KivLogEvent>(i);
+      if (filter && !filter->IsValid(e)) continue;
+      FillRecord(e, name, record);
+      if (!grep || grep->Matches(record.rawdata)) out.Write(record);
+    }
+    out.Flush();
+    next += data.Count();
   }
 }
 
+// The last --count events of a day (or of a range), oldest first (newest first with -r); with
+// --follow, the events written after them as they come.
 int Tail(const TailArgs& a) {
   kiv::KivLog log;
-  std::vector<kiv::String> bases = TargetLogs(log, a.target, a.filter);
-  std::vector<EventRecord> events;
-  int rc = 0;
-  int32_t next = 1;
-  if (bases.size() == 1) {
-    // The last events of one day, read backwards through the library.
-    auto info = std::make_shared<kiv::KivLogInfo>();
-    info->FileName(bases.front());
-    auto filter = MakeFilter(a.filter);
-    int32_t start = INT_MAX;
-    const bool failed = filter ? log.EventLogFilterBack(info, start, filter, a.count, true)
-                               : log.EventLogReadBack(info, start, a.count, true);
-    if (failed && !a.follow) return ReportError("tail");
-    events = Records(*info);
-    next = failed ? 1 : info->Events() + 1;
+  Reading r(log, a.target, a.filter, true, 0, false, !a.follow);
+  if (a.filter.reverse && !a.follow) {
+    int shown = 0;
+    for (const kiv::KivLogEvent* e; shown < a.count && (e = r.events().Next()); ++shown)
+      r.Write(*e);
   } else {
-    rc = GatherDays(log, bases, MakeFilter(a.filter), a.count, true, events);
-    if (rc == 1) return rc;
+    for (const Held& h : LastEvents(r, a.count)) r.out().Write(h.event, h.label);
   }
-  if (!a.follow) {
-    PrintAll(events, a.filter.reverse);
-    return rc;
-  }
-  EventPrinter printer;
-  for (const EventRecord& e : events) printer.Print(e);
-  std::cout.flush();
+  if (!a.follow) return r.End("tail");
+  r.out().Flush();
+  // The follow goes on after the last event of today's log when the tail read it, else from
+  // the first event of today's log.
   const kiv::String today = TargetBase(log, a.target);
-  if (bases.empty() || bases.back() != today) next = 1;
-  Follow(log, a, today, next);
+  const int32_t read = r.events().failed() ? 0 : r.events().cursor().EventsOfFirstDay(today);
+  Follow(log, a, today, read + 1, r.out());
 }
 
 }  // namespace
@@ -199,10 +244,13 @@ int Tail(const TailArgs& a) {
 void AddShowCommands(CLI::App& app) {
   static ShowArgs s;
   auto* show = app.add_subcommand(
-      "show", "Show a page of a day's log, or the events of several days (--since, --until)");
-  AddTargetOptions(*show, s.target);
-  show->add_option("--start", s.start, "Ordinal of the first event (the last one with --back)")
-      ->capture_default_str();
+      "show",
+      "Show a page of a day's log, or the events of several days (--since, --until) or "
+      "applications (--app A --app B, --all-apps)");
+  AddMergedTargetOptions(*show, s.target);
+  auto* start = show->add_option("--start", s.start,
+                                 "Ordinal of the first event (the last one with --back or -r)");
+  start->capture_default_str();
   show->add_option("-n,--count,--lines", s.count, "Number of events in the page")
       ->capture_default_str();
   show->add_flag("--back", s.back,
@@ -210,7 +258,10 @@ void AddShowCommands(CLI::App& app) {
   show->add_flag("--adjust", s.adjust,
                  "With --back: fill the page from after --start at the start of the log");
   AddFilterOptions(*show, s.filter);
-  show->callback([] { std::exit(Show(s)); });
+  show->callback([start] {
+    s.start_given = start->count() > 0;
+    std::exit(Show(s));
+  });
 
   static TailArgs t;
   auto* tail = app.add_subcommand("tail", "Show the last events of a day's log, and follow it");

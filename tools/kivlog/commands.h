@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
+#include <vector>
 
 namespace kivlog {
 
@@ -13,6 +14,7 @@ struct GlobalOptions {
   bool utc = false;              // --utc: dates in UTC instead of local time
   bool no_pager = false;         // --no-pager
   std::string locale;
+  std::vector<std::string> output_fields;  // --output-fields: the JSON and CSV fields to print
 };
 
 GlobalOptions& Globals();

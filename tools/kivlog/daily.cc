@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 
 #include "commands.h"
@@ -41,6 +42,24 @@ void AddTargetOptions(CLI::App& cmd, LogTarget& target) {
   auto* file = cmd.add_option("--file", target.file,
                               "Log base name or file (.ZLG/.ZLI) instead of --app and --day");
   file->excludes(app);
+}
+
+void AddMergedTargetOptions(CLI::App& cmd, LogTarget& target) {
+  auto* app = cmd.add_option("--app", target.apps,
+                             "Application identifier (AppId); repeat it to merge several "
+                             "applications' logs in date order")
+                  ->check(CLI::Validator(CheckAppId, "APPID", "AppId"));
+  auto* all = cmd.add_flag("--all-apps", target.all_apps,
+                           "Every application of the log folder, merged in date order");
+  cmd.add_option("--path", target.path, "Log folder (default: the default log folder)");
+  cmd.add_option("--day", target.day, "Day of the log, YYYY-MM-DD (default: today)");
+  auto* file = cmd.add_option("--file", target.file,
+                              "Log base name or file (.ZLG/.ZLI) instead of --app and --day");
+  file->excludes(app)->excludes(all);
+  all->excludes(app);
+  cmd.parse_complete_callback([&target] {
+    if (target.apps.size() == 1) target.app = target.apps.front();
+  });
 }
 
 // The filter the options ask for, or null when they ask for none.
@@ -87,17 +106,14 @@ void AddFilterOptions(CLI::App& cmd, FilterArgs& f) {
   cmd.add_option("--source", f.sources, "Only these sources (repeatable)");
   cmd.add_option("--server", f.servers, "Only these servers (repeatable)");
   cmd.add_option("--raw", f.raws, "Only events whose raw data contains one of these texts");
+  cmd.add_option("-g,--grep", f.grep,
+                 "Only events whose raw data matches this extended regular expression (any "
+                 "case unless it holds a capital letter)");
 }
 
-namespace {
-
-// The errors a read meets in a damaged record or index entry, as opposed to the log's files
-// themselves failing.
 bool IsDamage(int32_t number) {
   return number == 20000 || number == 13 || number == 6 || number == 62 || number == 63;
 }
-
-}  // namespace
 
 bool WalkDay(kiv::KivLog& log, const std::shared_ptr<kiv::KivLogInfo>& info,
              const std::function<void(const kiv::Collection&)>& on_page,
@@ -136,7 +152,7 @@ void Progress::Update(int64_t done) {
 
 std::vector<kiv::String> TargetLogs(kiv::KivLog& log, const LogTarget& target,
                                     const FilterArgs& f) {
-  if (!target.file.empty() || !target.day.empty() || (f.since.empty() && f.until.empty())) {
+  if (OneDay(target, f)) {
     return {TargetBase(log, target)};
   }
   if (target.app.empty()) throw CLI::ValidationError("--app", "give --app or --file");
@@ -161,6 +177,41 @@ std::vector<kiv::String> TargetLogs(kiv::KivLog& log, const LogTarget& target,
   std::vector<kiv::String> bases;
   for (auto& d : days) bases.push_back(std::move(d.second));
   return bases;
+}
+
+bool OneDay(const LogTarget& target, const FilterArgs& f) {
+  return !target.file.empty() || !target.day.empty() || (f.since.empty() && f.until.empty());
+}
+
+std::vector<AppLogs> MergedLogs(kiv::KivLog& log, const LogTarget& target, const FilterArgs& f) {
+  if (!target.all_apps && target.apps.size() <= 1) {
+    return {AppLogs{target.app, TargetLogs(log, target, f)}};
+  }
+  std::vector<std::string> apps = target.apps;
+  if (target.all_apps) {
+    auto logs = std::make_shared<kiv::Collection>();
+    const kiv::String folder = target.path.empty() ? log.LogDefaultPath() : U16(target.path);
+    if (!log.EventLogList(logs, folder)) {
+      for (int32_t i = 1; i <= logs->Count(); ++i) {
+        apps.push_back(U8(logs->ObjectAt<kiv::KivLogInfo>(i)->AppId()));
+      }
+    }
+    std::sort(apps.begin(), apps.end());
+    apps.erase(std::unique(apps.begin(), apps.end()), apps.end());
+  }
+  std::vector<AppLogs> out;
+  for (const std::string& app : apps) {
+    LogTarget one = target;
+    one.app = app;
+    std::vector<kiv::String> bases = TargetLogs(log, one, f);
+    // Every application of the folder means those that have a log of the day.
+    if (target.all_apps && OneDay(target, f) &&
+        !std::filesystem::exists(U8(bases.front()) + U8(log.EXTLOGINDEX()))) {
+      continue;
+    }
+    out.push_back(AppLogs{app, std::move(bases)});
+  }
+  return out;
 }
 
 kiv::String TargetBase(kiv::KivLog& log, const LogTarget& target) {

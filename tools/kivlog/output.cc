@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "commands.h"
+#include "event_writer.h"
 #include "kivdbxt/error.h"
 #include "platform/clock.h"
 #include "platform/date.h"
@@ -21,20 +22,9 @@ kiv::String U16(const std::string& s) {
 }
 
 EventRecord FromEvent(const kiv::KivLogEvent& e, const std::string& log) {
-  return {log,
-          e.Ordinal(),
-          e.Offset(),
-          e.EvUnk(),
-          e.EvDate(),
-          U8(e.EvSource()),
-          U8(e.EvCategory()),
-          U8(e.EvUser()),
-          U8(e.EvComputer()),
-          U8(e.EvServer()),
-          U8(e.EvRawData()),
-          e.EvType(),
-          e.EvId(),
-          e.EvDataType()};
+  EventRecord r;
+  FillRecord(e, log, r);
+  return r;
 }
 
 namespace {
@@ -112,55 +102,11 @@ std::string Stamp(kiv::Date date, char sep, bool zone) {
   return out + text;
 }
 
-const char kCsvHeader[] =
-    "log,ordinal,offset,unk,date,source,type,category,id,user,computer,server,datatype,rawdata";
-
-void PrintShort(const EventRecord& e, bool iso, std::ostream& out) {
-  if (e.ordinal > 0) out << '#' << e.ordinal << "  ";
-  if (iso) {
-    out << IsoStamp(e.date);
-  } else if (Globals().utc) {
-    out << Stamp(e.date, ' ', false) << " UTC";
-  } else {
-    out << U8(kiv::GeneralDate(e.date));
-  }
-  out << "  " << e.source << "  type " << e.type << "  id " << e.id;
-  if (!e.category.empty()) out << "  [" << e.category << ']';
-  if (!e.user.empty() || !e.computer.empty()) out << "  " << e.user << '@' << e.computer;
-  out << '\n';
-  if (e.rawdata.empty()) return;
-  // Raw data lines are indented; their CR LF ends become the platform's.
-  std::string line;
-  for (char c : e.rawdata) {
-    if (c == '\r') continue;
-    if (c == '\n') {
-      out << "    " << line << '\n';
-      line.clear();
-    } else {
-      line += c;
-    }
-  }
-  out << "    " << line << '\n';
-}
-
-void PrintCat(const EventRecord& e, std::ostream& out) {
-  for (char c : e.rawdata) {
-    if (c != '\r') out << c;
-  }
-  out << '\n';
-}
-
-void PrintCsvRow(const EventRecord& e, std::ostream& out) {
-  out << CsvField(e.log) << ',' << e.ordinal << ',' << e.offset << ',' << e.unk << ','
-      << IsoStamp(e.date) << ',' << CsvField(e.source) << ',' << e.type << ','
-      << CsvField(e.category) << ',' << e.id << ',' << CsvField(e.user) << ','
-      << CsvField(e.computer) << ',' << CsvField(e.server) << ',' << e.datatype << ','
-      << CsvField(e.rawdata) << "\r\n";
-}
-
 }  // namespace
 
 std::string IsoStamp(kiv::Date date) { return Stamp(date, 'T', true); }
+
+std::string UtcText(kiv::Date date) { return Stamp(date, ' ', false) + " UTC"; }
 
 nlohmann::json EventJson(const EventRecord& e) {
   nlohmann::json j = {{"log", e.log},           {"ordinal", nullptr},       {"offset", nullptr},
@@ -175,38 +121,20 @@ nlohmann::json EventJson(const EventRecord& e) {
   return j;
 }
 
-EventPrinter::EventPrinter(std::ostream& out) : out_(out), format_(OutputFormat()) {}
+EventPrinter::EventPrinter(std::ostream& out)
+    : out_(out), formatter_(std::make_unique<EventFormatter>()) {}
 
-bool EventPrinter::Json() const { return format_ == "json" || format_ == "json-pretty"; }
+EventPrinter::~EventPrinter() = default;
 
 void EventPrinter::Print(const EventRecord& e) {
-  if (format_ == "json") {
-    out_ << EventJson(e).dump() << '\n';
-  } else if (format_ == "json-pretty") {
-    out_ << EventJson(e).dump(4) << '\n';
-  } else if (format_ == "csv") {
-    if (!header_done_) out_ << kCsvHeader << "\r\n";
-    header_done_ = true;
-    PrintCsvRow(e, out_);
-  } else if (format_ == "cat") {
-    PrintCat(e, out_);
-  } else {
-    PrintShort(e, format_ == "short-iso", out_);
-  }
+  text_.clear();
+  formatter_->Append(e, text_);
+  out_ << text_;
 }
 
-std::string CsvField(const std::string& text) {
-  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
-  std::string quoted = "\"";
-  for (char c : text) {
-    if (c == '"') quoted += '"';
-    quoted += c;
-  }
-  return quoted + '"';
-}
+int ReportError(const std::string& what) { return ReportError(what, kiv::LastErrorRecord()); }
 
-int ReportError(const std::string& what) {
-  const kiv::ErrorRecord r = kiv::LastErrorRecord();
+int ReportError(const std::string& what, const kiv::ErrorRecord& r) {
   // The library's message may run over lines ("... file di log X" CR LF "Path/File access
   // error"): one line here, its parts joined by ": ".
   std::string message;

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <iostream>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 
 #include "kivdbxt/constants.h"
+#include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_event.h"
 
 namespace kivlog {
@@ -33,25 +35,29 @@ std::string IsoStamp(kiv::Date date);
 // The one JSON shape of an event, in every subcommand.
 nlohmann::json EventJson(const EventRecord& e);
 
-// Prints events in the output format in force: short (a header line and the raw data lines),
-// short-iso (the same with ISO dates), cat (the raw data only), json (one object per line),
-// json-pretty, csv (a header, then one row per event).
+class EventFormatter;
+
+// Prints events in the output format in force to a stream, one at a time: for the subcommands
+// that print a few (the database log's, event, demo).
 class EventPrinter {
  public:
   explicit EventPrinter(std::ostream& out = std::cout);
+  ~EventPrinter();
   void Print(const EventRecord& e);
-  bool Json() const;
 
  private:
   std::ostream& out_;
-  const std::string& format_;
-  bool header_done_ = false;
+  std::unique_ptr<EventFormatter> formatter_;
+  std::string text_;
 };
 
-// A CSV field: quoted, with its quotes doubled, when it holds a comma, a quote or a line end.
-std::string CsvField(const std::string& text);
+// " 2024-03-05 09:00:00 UTC": the short formats' date with --utc.
+std::string UtcText(kiv::Date date);
+
 // Prints the recorded error to stderr in one line: the library's message, then the system's
 // reason when the error carries one (or a JSON object on stdout), and returns the exit code 1.
 int ReportError(const std::string& what);
+// The same for an error recorded earlier.
+int ReportError(const std::string& what, const kiv::ErrorRecord& r);
 
 }  // namespace kivlog

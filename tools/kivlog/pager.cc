@@ -68,6 +68,13 @@ void StartPager() {
   std::atexit(WaitForPager);
 }
 
+bool ColourWanted() {
+  const char* no_colour = std::getenv("NO_COLOR");
+  const char* term = std::getenv("TERM");
+  if ((no_colour && *no_colour) || (term && std::string(term) == "dumb")) return false;
+  return ::isatty(STDOUT_FILENO) == 1;
+}
+
 }  // namespace kivlog
 
 #endif

@@ -78,10 +78,11 @@ File File::OpenNative(const std::string& path, const OpenOptions& options) {
   }
   File file(fd);
   // A folder opens for reading only: an open for writing has already failed with EISDIR (75).
-  // A caller that asked for a regular file checks it with RegularSize once its lock is held.
+  // A FIFO or a device opened as a regular file is refused before anything waits on it.
   struct stat st;
-  if (!options.regular_only && options.access == Access::Read && fstat(fd, &st) == 0 &&
-      S_ISDIR(st.st_mode)) {
+  if (options.regular_only) {
+    file.RegularSize();
+  } else if (options.access == Access::Read && fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
     Raise(kErrPathFileAccess);
   }
   file.Lock(options.lock);
@@ -97,6 +98,12 @@ int64_t File::RegularSize() const {
     throw Error{kErrPathFileAccess, RtErrorText(kErrPathFileAccess), err};
   }
   return st.st_size;
+}
+
+int64_t File::EndOffset() const {
+  const off_t end = ::lseek(fd_, 0, SEEK_END);
+  if (end < 0) RaiseErrno(errno);
+  return end;
 }
 
 int64_t File::Size() const {

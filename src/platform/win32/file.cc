@@ -141,6 +141,7 @@ File File::Open(const String& path, const OpenOptions& options) {
   if (options.regular_only && (InfoOf(h).dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
     throw Error{kErrPathFileAccess, RtErrorText(kErrPathFileAccess), ERROR_CANT_ACCESS_FILE};
   }
+  if (options.regular_only) file.RegularSize();  // a folder or a device is refused at once
   // The sharing mode already keeps out what the lock would; the byte-range lock is taken too, so
   // that callers that lock an open file (Lock) see this one.
   file.Lock(options.lock);
@@ -162,6 +163,8 @@ int64_t File::RegularSize() const {
   }
   return StampOf(info).size;
 }
+
+int64_t File::EndOffset() const { return Size(); }  // as cheap a look on Windows
 
 int64_t File::Size() const {
   LARGE_INTEGER size{};

@@ -1,0 +1,67 @@
+// The fixture of the kivlog tests: a test folder as the program-files folder, the tool run as a
+// user runs it.
+#pragma once
+
+#include <ctime>
+#include <string>
+
+#include "dailylog_support.h"
+#include "support/kivlog_tool.h"
+
+namespace kiv::testing {
+
+// The UTC text of a local date, as --utc prints it in JSON and CSV.
+inline std::string UtcStamp(Date local) {
+  DateParts p = SplitDate(local);
+  std::tm tm{};
+  tm.tm_year = p.year - 1900;
+  tm.tm_mon = p.month - 1;
+  tm.tm_mday = p.day;
+  tm.tm_hour = p.hour;
+  tm.tm_min = p.minute;
+  tm.tm_sec = p.second;
+  tm.tm_isdst = -1;
+  std::time_t t = std::mktime(&tm);
+  gmtime_r(&t, &tm);
+  char text[32];
+  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &tm);
+  return text;
+}
+
+class KivlogCliTest : public DailyLogTest {
+ protected:
+  void SetUp() override {
+    DailyLogTest::SetUp();
+    SetClock({});  // the tool runs in its own process, on the real clock
+    if (!std::filesystem::exists(tool_)) GTEST_SKIP() << "kivlog not built";
+  }
+
+  // Runs kivlog with the test folder as the program-files folder; returns its standard output
+  // (and standard error, with `err`).
+  std::string Run(const std::string& args, const std::string& input = "", int* rc = nullptr,
+                  bool err = false) {
+    return kivtest::RunShell("printf '" + input + "' | KIV_PROGRAMFILESDIR='" + ToUtf8(folder) +
+                                 "' " + env + tool_ + " " + args + (err ? " 2>&1" : " 2>/dev/null"),
+                             rc);
+  }
+
+  // The JSON object a run prints; its exit status is checked.
+  nlohmann::json Json(const std::string& args, int expected_status) {
+    int rc = -1;
+    const std::string out = Run(args, "", &rc);
+    EXPECT_EQ(rc, expected_status) << args;
+    return nlohmann::json::parse(out);
+  }
+
+  // The exit status of a run whose output does not matter.
+  int Status(const std::string& args, const std::string& input = "") {
+    int rc = -1;
+    Run(args, input, &rc);
+    return rc;
+  }
+
+  std::string env;  // more of the tool's environment, "NAME=value " each
+  const std::string tool_ = kivtest::KivlogPath();
+};
+
+}  // namespace kiv::testing
