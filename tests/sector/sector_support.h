@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #if !defined(_WIN32)
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
