@@ -39,14 +39,12 @@ Date CompactDayDate(StringView day) {
 
 String DefaultLogFolder() {
   String root;
-  if (!RegistryReadString(RegistryRoot::LocalMachine,
-                          u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion", u"ProgramFilesDir",
-                          root)) {
+  if (!ProgramFilesFolder(root)) {
     // A missing value is not the caller's failure: forget it and build on an empty root.
     ClearLastError();
     root.clear();
   }
-  if (root.empty() || root.back() != kPathSeparator) root.push_back(kPathSeparator);
+  if (root.empty() || !IsPathSeparator(root.back())) root.push_back(kPathSeparator);
   return root + u"Q&V" + kPathSeparator + u"Log";
 }
 
@@ -58,14 +56,14 @@ String MakeLogFileName(const String& app_id, String& path, Date when) {
 
 String LogBaseName(const String& folder, const String& app_id, Date when) {
   String base = folder;
-  if (base.empty() || base.back() != kPathSeparator) base.push_back(kPathSeparator);
+  if (base.empty() || !IsPathSeparator(base.back())) base.push_back(kPathSeparator);
   return base + app_id + u"_" + FormatYYYYMMDD(when == 0 ? Now() : when);
 }
 
 String LogDay(const String& file_name) {
-  size_t sep = file_name.rfind(kPathSeparator);
-  if (sep == String::npos) return String();
-  StringView name = StringView(file_name).substr(sep + 1);
+  const String base = BaseName(file_name);
+  if (base.size() == file_name.size()) return String();  // no folder part
+  StringView name = base;
   size_t underscore = name.find(u'_');
   if (underscore == StringView::npos) return String();
   StringView day = name.substr(underscore + 1);

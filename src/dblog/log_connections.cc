@@ -1,7 +1,5 @@
 #include "dblog/log_connections.h"
 
-#include <unistd.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <map>
@@ -13,6 +11,7 @@
 #include "dao/engine/engine.h"
 #include "kivdbxt/dao.h"
 #include "platform/file.h"
+#include "platform/system.h"
 
 namespace kiv::log_connections {
 namespace {
@@ -31,7 +30,7 @@ struct Kept {
 // its parent's connections: an SQLite connection must not cross fork(), and closing one there
 // would drop the parent's locks.
 struct Cache {
-  pid_t pid = ::getpid();
+  uint32_t pid = ProcessId();
   std::mutex mutex;
   std::condition_variable wake;
   std::vector<Kept> kept;
@@ -41,7 +40,7 @@ struct Cache {
 
 Cache& Instance() {
   static Cache* cache = new Cache;  // never destroyed: its closer thread may outlive main
-  if (cache->pid != ::getpid()) cache = new Cache;
+  if (cache->pid != ProcessId()) cache = new Cache;
   return *cache;
 }
 

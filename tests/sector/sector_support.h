@@ -2,10 +2,12 @@
 // written out independently of the library's own codec.
 #pragma once
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
+#if !defined(_WIN32)
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 #include <zlib.h>
 
 #include <bit>
@@ -14,6 +16,7 @@
 #include <string>
 
 #include "kivdbxt/kivdbxt.h"
+#include "platform/file.h"
 #include "support/last_error.h"
 #include "support/temp_dir.h"
 
@@ -38,11 +41,9 @@ inline int32_t Get32(const std::string& bytes, size_t at) {
 // Replaces a file's bytes in place. Unlike emptying and rewriting it, this does not make the file
 // system write the file out at once, which would slow tests that damage files many times.
 inline void Overwrite(const std::string& path, const std::string& bytes) {
-  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  ASSERT_GE(fd, 0) << path;
-  EXPECT_EQ(::pwrite(fd, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
-  EXPECT_EQ(::ftruncate(fd, static_cast<off_t>(bytes.size())), 0);
-  ::close(fd);
+  File file = File::OpenNative(path, OpenOptions{Access::Write, true});
+  file.WriteAt(0, bytes.data(), bytes.size());
+  file.Truncate(static_cast<int64_t>(bytes.size()));
 }
 
 // A 64-byte directory header and a 32-byte entry, each with its CRC.
@@ -85,6 +86,7 @@ inline int32_t DamagedCount(KivSector& s) {
   return s.SectorVerify(damaged) ? -1 : damaged->Count();
 }
 
+#if !defined(_WIN32)
 // Runs checks in a child process and returns its report: "" when every check held, else what did
 // not, or how the child died (SIGALRM: it still waited after `seconds`).
 template <class Checks>
@@ -109,6 +111,7 @@ std::string InChild(Checks checks, unsigned seconds = 20) {
   if (WIFSIGNALED(status)) report += "killed by signal " + std::to_string(WTERMSIG(status));
   return report;
 }
+#endif
 
 // A child's check: "" when the last error is this one, else what it is.
 inline std::string LastErrorIs(int32_t number, const String& source, const String& description) {

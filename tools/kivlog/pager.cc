@@ -1,5 +1,16 @@
 #include "pager.h"
 
+#if defined(_WIN32)
+
+namespace kivlog {
+
+// Windows' console has no pager to hand the output to: it is written straight out.
+void StartPager() {}
+
+}  // namespace kivlog
+
+#else
+
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -65,3 +76,5 @@ bool ColourWanted() {
 }
 
 }  // namespace kivlog
+
+#endif
