@@ -1,0 +1,26 @@
+// Makers of the automation object of each library class (one reference each).
+#pragma once
+
+#include <windows.h>
+#include <oaidl.h>
+
+#include <memory>
+
+namespace kiv {
+class Collection;
+class KivLog;
+class KivLogEvent;
+class KivLogFilter;
+class KivLogInfo;
+}  // namespace kiv
+
+namespace kiv::com {
+
+IDispatch* WrapLog(std::shared_ptr<KivLog> log);
+IDispatch* WrapInfo(std::shared_ptr<KivLogInfo> info);
+IDispatch* WrapEvent(std::shared_ptr<KivLogEvent> event);
+IDispatch* WrapFilter(std::shared_ptr<KivLogFilter> filter);
+IDispatch* WrapCollection(std::shared_ptr<Collection> collection);
+IDispatch* MakeLastError();
+
+}  // namespace kiv::com
