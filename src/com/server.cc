@@ -6,6 +6,7 @@
 #include "kivdbxt/collection.h"
 #include "kivdbxt/kiv_log.h"
 #include "kivdbxt/kiv_log_event.h"
+#include "kivdbxt/kiv_log_file.h"
 #include "kivdbxt/kiv_log_filter.h"
 #include "kivdbxt/kiv_log_info.h"
 
@@ -51,6 +52,7 @@ std::wstring ModulePath() {
 
 IDispatch* Wrap(const std::shared_ptr<Object>& object) {
   if (auto log = std::dynamic_pointer_cast<KivLog>(object)) return WrapLog(log);
+  if (auto file = std::dynamic_pointer_cast<KivLogFile>(object)) return WrapLogFile(file);
   if (auto info = std::dynamic_pointer_cast<KivLogInfo>(object)) return WrapInfo(info);
   if (auto event = std::dynamic_pointer_cast<KivLogEvent>(object)) return WrapEvent(event);
   if (auto filter = std::dynamic_pointer_cast<KivLogFilter>(object)) return WrapFilter(filter);
@@ -61,8 +63,8 @@ IDispatch* Wrap(const std::shared_ptr<Object>& object) {
 namespace {
 
 // The classes of the class table this server exposes, made through the library's factory.
-constexpr const char16_t* kServedTableClasses[] = {u"KivLog", u"KivLogInfo", u"KivLogEvent",
-                                                   u"KivLogFilter"};
+constexpr const char16_t* kServedTableClasses[] = {u"KivLogFile", u"KivLog", u"KivLogInfo",
+                                                   u"KivLogEvent", u"KivLogFilter"};
 
 GUID ParseGuid(const char16_t* text) {
   GUID id = GUID_NULL;

@@ -9,6 +9,7 @@
 namespace kiv {
 class Collection;
 class KivLog;
+class KivLogFile;
 class KivLogEvent;
 class KivLogFilter;
 class KivLogInfo;
@@ -17,6 +18,7 @@ class KivLogInfo;
 namespace kiv::com {
 
 IDispatch* WrapLog(std::shared_ptr<KivLog> log);
+IDispatch* WrapLogFile(std::shared_ptr<KivLogFile> log);
 IDispatch* WrapInfo(std::shared_ptr<KivLogInfo> info);
 IDispatch* WrapEvent(std::shared_ptr<KivLogEvent> event);
 IDispatch* WrapFilter(std::shared_ptr<KivLogFilter> filter);
