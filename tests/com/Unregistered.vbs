@@ -6,7 +6,7 @@ Sub Check(ok, what)
 End Sub
 
 Dim progId, obj
-For Each progId In Array("KivDbXtOle.KivLog", "KivDbXtOle.KivLogInfo", "KivDbXtOle.KivLogEvent", _
+For Each progId In Array("KivDbXtOle.KivLogFile", "KivDbXtOle.KivLog", "KivDbXtOle.KivLogInfo", "KivDbXtOle.KivLogEvent", _
                          "KivDbXtOle.KivLogFilter", "KivDbXtOle.Collection", "KivDbXtOle.LastError")
   On Error Resume Next
   Set obj = CreateObject(progId)
