@@ -9,6 +9,7 @@
 #include "kivdbxt/kiv_log_file.h"
 #include "kivdbxt/kiv_log_filter.h"
 #include "kivdbxt/kiv_log_info.h"
+#include "kivdbxt/kiv_sector.h"
 
 #include <windows.h>
 #include <initguid.h>
@@ -56,6 +57,7 @@ IDispatch* Wrap(const std::shared_ptr<Object>& object) {
   if (auto info = std::dynamic_pointer_cast<KivLogInfo>(object)) return WrapInfo(info);
   if (auto event = std::dynamic_pointer_cast<KivLogEvent>(object)) return WrapEvent(event);
   if (auto filter = std::dynamic_pointer_cast<KivLogFilter>(object)) return WrapFilter(filter);
+  if (auto sector = std::dynamic_pointer_cast<KivSector>(object)) return WrapSector(sector);
   if (auto items = std::dynamic_pointer_cast<Collection>(object)) return WrapCollection(items);
   return nullptr;
 }
@@ -64,7 +66,7 @@ namespace {
 
 // The classes of the class table this server exposes, made through the library's factory.
 constexpr const char16_t* kServedTableClasses[] = {u"KivLogFile", u"KivLog", u"KivLogInfo",
-                                                   u"KivLogEvent", u"KivLogFilter"};
+                                                   u"KivLogEvent", u"KivLogFilter", u"KivSector"};
 
 GUID ParseGuid(const char16_t* text) {
   GUID id = GUID_NULL;

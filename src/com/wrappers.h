@@ -13,6 +13,7 @@ class KivLogFile;
 class KivLogEvent;
 class KivLogFilter;
 class KivLogInfo;
+class KivSector;
 }  // namespace kiv
 
 namespace kiv::com {
@@ -22,6 +23,7 @@ IDispatch* WrapLogFile(std::shared_ptr<KivLogFile> log);
 IDispatch* WrapInfo(std::shared_ptr<KivLogInfo> info);
 IDispatch* WrapEvent(std::shared_ptr<KivLogEvent> event);
 IDispatch* WrapFilter(std::shared_ptr<KivLogFilter> filter);
+IDispatch* WrapSector(std::shared_ptr<KivSector> sector);
 IDispatch* WrapCollection(std::shared_ptr<Collection> collection);
 IDispatch* MakeLastError();
 

@@ -7,7 +7,7 @@ End Sub
 
 Dim progId, obj
 For Each progId In Array("KivDbXtOle.KivLogFile", "KivDbXtOle.KivLog", "KivDbXtOle.KivLogInfo", "KivDbXtOle.KivLogEvent", _
-                         "KivDbXtOle.KivLogFilter", "KivDbXtOle.Collection", "KivDbXtOle.LastError")
+                         "KivDbXtOle.KivLogFilter", "KivDbXtOle.KivSector", "KivDbXtOle.Collection", "KivDbXtOle.LastError")
   On Error Resume Next
   Set obj = CreateObject(progId)
   Check Err.Number = 429, progId & " after unregistering: error " & Err.Number
