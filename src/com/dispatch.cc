@@ -211,11 +211,38 @@ HRESULT InvokeDefaultOfResult(void* object, ITypeInfo* type, DISPID id, WORD kin
 
 }  // namespace
 
+// `rs("NAME") = "one"`: an assignment to a member that has no put means an assignment to the
+// default member of what the member reads, as the run time's objects behave.
+static HRESULT PutThroughResult(void* object, ITypeInfo* type, DISPID id, WORD flags,
+                                DISPPARAMS* params, EXCEPINFO* exception, UINT* arg_error) {
+  VARIANT target;
+  VariantInit(&target);
+  DISPPARAMS read = {params->rgvarg + 1, nullptr, params->cArgs - 1, 0};
+  HRESULT hr = InvokeNormalised(object, type, id, DISPATCH_METHOD | DISPATCH_PROPERTYGET, &read,
+                                &target, exception, arg_error);
+  if (SUCCEEDED(hr)) {
+    if (target.vt == VT_DISPATCH && target.pdispVal != nullptr) {
+      DISPID put_name = DISPID_PROPERTYPUT;
+      DISPPARAMS write = {params->rgvarg, &put_name, 1, 1};
+      hr = target.pdispVal->Invoke(DISPID_VALUE, IID_NULL, LOCALE_USER_DEFAULT, flags, &write,
+                                   nullptr, exception, arg_error);
+    } else {
+      hr = DISP_E_MEMBERNOTFOUND;
+    }
+  }
+  VariantClear(&target);
+  return hr;
+}
+
 HRESULT InvokeNormalised(void* object, ITypeInfo* type, DISPID id, WORD flags,
                          DISPPARAMS* params, VARIANT* result, EXCEPINFO* exception,
                          UINT* arg_error) {
   if (params == nullptr) return E_INVALIDARG;
   FUNCDESC* func = FindMember(type, id, flags);
+  if (func == nullptr && (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) != 0 &&
+      params->cNamedArgs == 1 && params->rgdispidNamedArgs[0] == DISPID_PROPERTYPUT) {
+    return PutThroughResult(object, type, id, flags, params, exception, arg_error);
+  }
   if (func == nullptr) return DispInvoke(object, type, id, flags, params, result, exception,
                                          arg_error);
   UINT formal = func->cParams;

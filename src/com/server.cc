@@ -10,6 +10,8 @@
 #include "kivdbxt/kiv_log_filter.h"
 #include "kivdbxt/kiv_log_info.h"
 #include "kivdbxt/kiv_sector.h"
+#include "kivdbxt/kiv_blob_type.h"
+#include "kivdbxt/qv_db_xt.h"
 
 #include <windows.h>
 #include <initguid.h>
@@ -58,15 +60,18 @@ IDispatch* Wrap(const std::shared_ptr<Object>& object) {
   if (auto event = std::dynamic_pointer_cast<KivLogEvent>(object)) return WrapEvent(event);
   if (auto filter = std::dynamic_pointer_cast<KivLogFilter>(object)) return WrapFilter(filter);
   if (auto sector = std::dynamic_pointer_cast<KivSector>(object)) return WrapSector(sector);
+  if (auto helpers = std::dynamic_pointer_cast<QvDbXt>(object)) return WrapQvDbXt(helpers);
+  if (auto blob = std::dynamic_pointer_cast<KivBlobType>(object)) return WrapBlob(blob);
   if (auto items = std::dynamic_pointer_cast<Collection>(object)) return WrapCollection(items);
-  return nullptr;
+  return WrapDao(object);
 }
 
 namespace {
 
 // The classes of the class table this server exposes, made through the library's factory.
-constexpr const char16_t* kServedTableClasses[] = {u"KivLogFile", u"KivLog", u"KivLogInfo",
-                                                   u"KivLogEvent", u"KivLogFilter", u"KivSector"};
+constexpr const char16_t* kServedTableClasses[] = {
+    u"QvDbXt", u"KivBlobType", u"KivLogFile", u"KivLog", u"KivLogInfo", u"KivLogEvent",
+    u"KivLogFilter", u"KivSector"};
 
 GUID ParseGuid(const char16_t* text) {
   GUID id = GUID_NULL;
@@ -90,6 +95,8 @@ std::vector<ServedClass> MakeServedClasses() {
   classes.push_back({L"Collection", L"KivDbXtOle.Collection", CLSID_Collection,
                      __uuidof(_Collection),
                      [] { return WrapCollection(std::make_shared<Collection>()); }});
+  classes.push_back({L"DBEngine", L"KivDbXtOle.DBEngine", CLSID_DBEngine, __uuidof(_DBEngine),
+                     &MakeEngine});
   classes.push_back({L"LastError", L"KivDbXtOle.LastError", CLSID_LastError,
                      __uuidof(_LastError), &MakeLastError});
   return classes;

@@ -6,8 +6,9 @@ Sub Check(ok, what)
 End Sub
 
 Dim progId, obj
-For Each progId In Array("KivDbXtOle.KivLogFile", "KivDbXtOle.KivLog", "KivDbXtOle.KivLogInfo", "KivDbXtOle.KivLogEvent", _
-                         "KivDbXtOle.KivLogFilter", "KivDbXtOle.KivSector", "KivDbXtOle.Collection", "KivDbXtOle.LastError")
+For Each progId In Array("KivDbXtOle.QvDbXt", "KivDbXtOle.KivBlobType", "KivDbXtOle.KivLogFile", "KivDbXtOle.KivLog", "KivDbXtOle.KivLogInfo", "KivDbXtOle.KivLogEvent", _
+                         "KivDbXtOle.KivLogFilter", "KivDbXtOle.KivSector", "KivDbXtOle.Collection", "KivDbXtOle.DBEngine", _
+                         "KivDbXtOle.LastError")
   On Error Resume Next
   Set obj = CreateObject(progId)
   Check Err.Number = 429, progId & " after unregistering: error " & Err.Number
