@@ -10,7 +10,7 @@ set(KIV_WINE_TLB_DIR /usr/lib/x86_64-linux-gnu/wine/x86_64-windows CACHE PATH
 set(KIV_COM_IDL ${PROJECT_SOURCE_DIR}/src/com/kivdbxt.idl)
 set(KIV_COM_GEN ${PROJECT_BINARY_DIR}/com-generated)
 set(KIV_COM_TLB ${KIV_COM_GEN}/kivdbxt.tlb)
-set(KIV_COM_HEADER ${KIV_COM_GEN}/com/kivdbxt_tlb.h)
+set(KIV_COM_HEADER ${KIV_COM_GEN}/com/typelib.h)
 set(widl ${KIV_WIDL} -m64 --nostdinc -I${KIV_WINE_IDL_DIR} -L${KIV_WINE_TLB_DIR})
 add_custom_command(
   OUTPUT ${KIV_COM_TLB} ${KIV_COM_HEADER}

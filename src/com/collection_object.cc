@@ -1,15 +1,12 @@
 // The automation face of the library's Collection, with the enumerator For Each uses.
-// The library's headers come before the system's: <windows.h> defines macros named as
-// some of the library's constants (EVENTLOG_*).
-#include "kivdbxt/error.h"
-#include "kivdbxt/collection.h"
-
 #include <vector>
-#include "com/kivdbxt_tlb.h"
+
 #include "com/members.h"
+#include "com/system.h"
+#include "com/typelib.h"
 #include "com/wrappers.h"
-
-
+#include "kivdbxt/collection.h"
+#include "kivdbxt/error.h"
 
 namespace kiv::com {
 namespace {
@@ -76,8 +73,7 @@ class CollectionObject : public AutomationObject<_Collection, Collection> {
     ToVariant(self().Item(FromVariant(Index)), ret);
     return S_OK;
   }
-  HRESULT STDMETHODCALLTYPE Add(VARIANT Item, VARIANT Key, VARIANT Before,
-                                VARIANT After) override {
+  HRESULT STDMETHODCALLTYPE Add(VARIANT Item, VARIANT Key, VARIANT Before, VARIANT After) override {
     const Variant key = FromVariant(Key);
     const String key_text = key.IsMissing() ? String() : key.ToString().value_or(String());
     const Variant item = FromVariant(Item), before = FromVariant(Before),

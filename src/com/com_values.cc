@@ -1,10 +1,9 @@
 #include "com/com_values.h"
 
-#include <oleauto.h>
-
 #include <cstring>
 
 #include "com/objects.h"
+#include "com/system.h"
 
 namespace kiv::com {
 
@@ -90,18 +89,51 @@ void ToVariant(const Variant& value, VARIANT* out) {
     return;
   }
   switch (value.Type()) {
-    case vbEmpty: return;
-    case vbNull: out->vt = VT_NULL; return;
-    case vbBoolean: out->vt = VT_BOOL; out->boolVal = ToVariantBool(value.BoolValue()); return;
-    case vbByte: out->vt = VT_UI1; out->bVal = static_cast<BYTE>(value.IntValue()); return;
-    case vbInteger: out->vt = VT_I2; out->iVal = static_cast<SHORT>(value.IntValue()); return;
-    case vbLong: out->vt = VT_I4; out->lVal = static_cast<LONG>(value.IntValue()); return;
-    case vbSingle: out->vt = VT_R4; out->fltVal = static_cast<float>(value.DoubleValue()); return;
-    case vbDouble: out->vt = VT_R8; out->dblVal = value.DoubleValue(); return;
-    case vbCurrency: out->vt = VT_CY; out->cyVal.int64 = value.IntValue(); return;
-    case vbDate: out->vt = VT_DATE; out->date = value.DoubleValue(); return;
-    case vbString: out->vt = VT_BSTR; out->bstrVal = ToBstr(value.StringValue()); return;
-    case vbError: out->vt = VT_ERROR; out->scode = static_cast<SCODE>(value.IntValue()); return;
+    case vbEmpty:
+      return;
+    case vbNull:
+      out->vt = VT_NULL;
+      return;
+    case vbBoolean:
+      out->vt = VT_BOOL;
+      out->boolVal = ToVariantBool(value.BoolValue());
+      return;
+    case vbByte:
+      out->vt = VT_UI1;
+      out->bVal = static_cast<BYTE>(value.IntValue());
+      return;
+    case vbInteger:
+      out->vt = VT_I2;
+      out->iVal = static_cast<SHORT>(value.IntValue());
+      return;
+    case vbLong:
+      out->vt = VT_I4;
+      out->lVal = static_cast<LONG>(value.IntValue());
+      return;
+    case vbSingle:
+      out->vt = VT_R4;
+      out->fltVal = static_cast<float>(value.DoubleValue());
+      return;
+    case vbDouble:
+      out->vt = VT_R8;
+      out->dblVal = value.DoubleValue();
+      return;
+    case vbCurrency:
+      out->vt = VT_CY;
+      out->cyVal.int64 = value.IntValue();
+      return;
+    case vbDate:
+      out->vt = VT_DATE;
+      out->date = value.DoubleValue();
+      return;
+    case vbString:
+      out->vt = VT_BSTR;
+      out->bstrVal = ToBstr(value.StringValue());
+      return;
+    case vbError:
+      out->vt = VT_ERROR;
+      out->scode = static_cast<SCODE>(value.IntValue());
+      return;
     case vbObject:
       out->vt = VT_DISPATCH;
       out->pdispVal = Wrap(value.ObjectValue());
@@ -114,7 +146,8 @@ void ToVariant(const Variant& value, VARIANT* out) {
       out->vt = VT_ARRAY | VT_VARIANT;
       out->parray = VariantArray(value.Items());
       return;
-    default: return;
+    default:
+      return;
   }
 }
 
@@ -125,21 +158,43 @@ Variant FromVariant(const VARIANT& value) {
   if (FAILED(VariantCopyInd(&plain, const_cast<VARIANT*>(&value)))) return Variant();
   Variant out;
   switch (plain.vt) {
-    case VT_NULL: out = Variant::Null(); break;
-    case VT_BOOL: out = Variant(plain.boolVal != VARIANT_FALSE); break;
-    case VT_UI1: out = Variant(static_cast<uint8_t>(plain.bVal)); break;
-    case VT_I2: out = Variant(static_cast<int16_t>(plain.iVal)); break;
-    case VT_I4: out = Variant(static_cast<int32_t>(plain.lVal)); break;
-    case VT_R4: out = Variant(plain.fltVal); break;
-    case VT_R8: out = Variant(plain.dblVal); break;
-    case VT_CY: out = Variant(Currency{plain.cyVal.int64}); break;
-    case VT_DATE: out = Variant::FromDate(plain.date); break;
-    case VT_BSTR: out = Variant(FromBstr(plain.bstrVal)); break;
+    case VT_NULL:
+      out = Variant::Null();
+      break;
+    case VT_BOOL:
+      out = Variant(plain.boolVal != VARIANT_FALSE);
+      break;
+    case VT_UI1:
+      out = Variant(static_cast<uint8_t>(plain.bVal));
+      break;
+    case VT_I2:
+      out = Variant(static_cast<int16_t>(plain.iVal));
+      break;
+    case VT_I4:
+      out = Variant(static_cast<int32_t>(plain.lVal));
+      break;
+    case VT_R4:
+      out = Variant(plain.fltVal);
+      break;
+    case VT_R8:
+      out = Variant(plain.dblVal);
+      break;
+    case VT_CY:
+      out = Variant(Currency{plain.cyVal.int64});
+      break;
+    case VT_DATE:
+      out = Variant::FromDate(plain.date);
+      break;
+    case VT_BSTR:
+      out = Variant(FromBstr(plain.bstrVal));
+      break;
     case VT_ERROR:
       out = plain.scode == DISP_E_PARAMNOTFOUND ? Variant::Missing() : Variant::Error(plain.scode);
       break;
     case VT_DISPATCH:
-    case VT_UNKNOWN: out = Variant(Unwrap<Object>(plain.punkVal)); break;
+    case VT_UNKNOWN:
+      out = Variant(Unwrap<Object>(plain.punkVal));
+      break;
     default:
       if ((plain.vt & VT_ARRAY) != 0) out = FromArray(plain.parray, plain.vt & VT_TYPEMASK);
       break;

@@ -1,11 +1,9 @@
 // Conversions between the library's values and the automation types at the server's boundary.
 #pragma once
 
-#include <windows.h>
-#include <oaidl.h>
-
 #include <memory>
 
+#include "com/system.h"
 #include "kivdbxt/types.h"
 #include "kivdbxt/variant.h"
 

@@ -2,14 +2,12 @@
 // Recordset and Field, with DAO's member names, so that scripts can hand the database helpers
 // the DAO objects they take. Every call runs in the library's guard: a failure records DAO's
 // error under "<Class>.<Member>" and the call returns its zero value.
-// The library's headers come before the system's: <windows.h> defines macros named as
-// some of the library's constants (EVENTLOG_*).
+#include "com/members.h"
+#include "com/system.h"
+#include "com/typelib.h"
+#include "com/wrappers.h"
 #include "frame/guard.h"
 #include "kivdbxt/dao.h"
-
-#include "com/kivdbxt_tlb.h"
-#include "com/members.h"
-#include "com/wrappers.h"
 
 namespace kiv::com {
 namespace {
@@ -70,14 +68,16 @@ class RecordsetObject : public AutomationObject<_Recordset, dao::Recordset> {
     *ret = nullptr;
     return Guarded(u"Recordset.Fields", [&] {
       const Variant key = FromVariant(Item);
-      std::shared_ptr<dao::Field> field =
-          key.Type() == vbString ? self().Fields().Item(StringView(key.StringValue()))
-                                 : self().Fields().Item(key.ToLong().value_or(-1));
+      std::shared_ptr<dao::Field> field = key.Type() == vbString
+                                              ? self().Fields().Item(StringView(key.StringValue()))
+                                              : self().Fields().Item(key.ToLong().value_or(-1));
       *ret = static_cast<_Field*>(Wrap(field));
     });
   }
-#define KIV_COM_DAO_ACTION(Name) \
-  HRESULT STDMETHODCALLTYPE Name() override { return Guarded(u"Recordset." #Name, [&] { self().Name(); }); }
+#define KIV_COM_DAO_ACTION(Name)                                 \
+  HRESULT STDMETHODCALLTYPE Name() override {                    \
+    return Guarded(u"Recordset." #Name, [&] { self().Name(); }); \
+  }
   KIV_COM_DAO_ACTION(AddNew)
   KIV_COM_DAO_ACTION(Edit)
   KIV_COM_DAO_ACTION(Update)
@@ -90,9 +90,7 @@ class RecordsetObject : public AutomationObject<_Recordset, dao::Recordset> {
   KIV_COM_DAO_ACTION(Close)
 #undef KIV_COM_DAO_ACTION
   HRESULT STDMETHODCALLTYPE get_BOF(VARIANT_BOOL* ret) override { return Out(ret, self().BOF()); }
-  HRESULT STDMETHODCALLTYPE get_EOF(VARIANT_BOOL* ret) override {
-    return Out(ret, self().EOF_());
-  }
+  HRESULT STDMETHODCALLTYPE get_EOF(VARIANT_BOOL* ret) override { return Out(ret, self().EOF_()); }
   HRESULT STDMETHODCALLTYPE get_RecordCount(LONG* ret) override {
     *ret = 0;
     return Guarded(u"Recordset.RecordCount", [&] { *ret = self().RecordCount(); });
@@ -158,8 +156,8 @@ HRESULT OpenDatabaseOf(Owner& owner, const char16_t* source, BSTR Name, VARIANT_
   });
 }
 template <class Owner>
-HRESULT CreateDatabaseOf(Owner& owner, const char16_t* source, BSTR Name, BSTR Locale,
-                         LONG Options, _Database** ret) {
+HRESULT CreateDatabaseOf(Owner& owner, const char16_t* source, BSTR Name, BSTR Locale, LONG Options,
+                         _Database** ret) {
   if (ret == nullptr) return E_POINTER;
   *ret = nullptr;
   return Guarded(source, [&] {
@@ -193,9 +191,8 @@ class EngineObject : public AutomationObject<_DBEngine, dao::DBEngine> {
   HRESULT STDMETHODCALLTYPE get_Workspaces(LONG Index, _Workspace** ret) override {
     if (ret == nullptr) return E_POINTER;
     *ret = nullptr;
-    return Guarded(u"DBEngine.Workspaces", [&] {
-      *ret = static_cast<_Workspace*>(Wrap(self().Workspaces(Index)));
-    });
+    return Guarded(u"DBEngine.Workspaces",
+                   [&] { *ret = static_cast<_Workspace*>(Wrap(self().Workspaces(Index))); });
   }
   HRESULT STDMETHODCALLTYPE CreateDatabase(BSTR Name, BSTR Locale, LONG Options,
                                            _Database** ret) override {

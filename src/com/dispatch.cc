@@ -1,8 +1,5 @@
 #include "com/dispatch.h"
 
-#include <oleauto.h>
-#include <windows.h>
-
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -10,14 +7,15 @@
 #include <vector>
 
 #include "com/module.h"
+#include "com/system.h"
 
 namespace kiv::com {
 
 ITypeLib* TypeLibrary() {
   static ITypeLib* const library = [] {
     ITypeLib* loaded = nullptr;
-    if (FAILED(LoadTypeLibEx(ModulePath().c_str(), REGKIND_NONE, &loaded))) return
-        static_cast<ITypeLib*>(nullptr);
+    if (FAILED(LoadTypeLibEx(ModulePath().c_str(), REGKIND_NONE, &loaded)))
+      return static_cast<ITypeLib*>(nullptr);
     return loaded;
   }();
   return library;
@@ -25,7 +23,9 @@ ITypeLib* TypeLibrary() {
 
 ITypeInfo* TypeInfoOf(REFGUID iid) {
   struct Less {
-    bool operator()(const GUID& a, const GUID& b) const { return std::memcmp(&a, &b, sizeof a) < 0; }
+    bool operator()(const GUID& a, const GUID& b) const {
+      return std::memcmp(&a, &b, sizeof a) < 0;
+    }
   };
   static std::mutex mutex;
   static std::map<GUID, ITypeInfo*, Less> cache;
@@ -123,17 +123,17 @@ void ZeroValue(VARTYPE vt, VARIANT* out) {
 
 // One argument as the member sees it.
 struct Slot {
-  VARIANT value;                   // owned: the converted value, or the default
-  VARIANT arg;                     // what goes into the call: value, or a pointer into it
-  VARIANT* write_back = nullptr;   // the script's variable that receives value after the call
+  VARIANT value;                  // owned: the converted value, or the default
+  VARIANT arg;                    // what goes into the call: value, or a pointer into it
+  VARIANT* write_back = nullptr;  // the script's variable that receives value after the call
 };
 
 HRESULT Prepare(ITypeInfo* type, const ELEMDESC& elem, const VARIANT* given, Slot& slot) {
   VariantInit(&slot.value);
   VariantInit(&slot.arg);
   const Shape shape = ShapeOf(type, elem.tdesc);
-  VARIANT* variable = given != nullptr && given->vt == (VT_BYREF | VT_VARIANT) ? given->pvarVal
-                                                                             : nullptr;
+  VARIANT* variable =
+      given != nullptr && given->vt == (VT_BYREF | VT_VARIANT) ? given->pvarVal : nullptr;
   const VARIANT* source = variable != nullptr ? variable : given;
 
   if (shape.vt == VT_VARIANT) {
@@ -199,8 +199,8 @@ HRESULT InvokeDefaultOfResult(void* object, ITypeInfo* type, DISPID id, WORD kin
   if (SUCCEEDED(hr)) {
     if (value.vt == VT_DISPATCH && value.pdispVal != nullptr) {
       hr = value.pdispVal->Invoke(DISPID_VALUE, IID_NULL, LOCALE_USER_DEFAULT,
-                                  DISPATCH_METHOD | DISPATCH_PROPERTYGET, params, result,
-                                  exception, arg_error);
+                                  DISPATCH_METHOD | DISPATCH_PROPERTYGET, params, result, exception,
+                                  arg_error);
     } else {
       hr = DISP_E_BADPARAMCOUNT;
     }
@@ -234,17 +234,16 @@ static HRESULT PutThroughResult(void* object, ITypeInfo* type, DISPID id, WORD f
   return hr;
 }
 
-HRESULT InvokeNormalised(void* object, ITypeInfo* type, DISPID id, WORD flags,
-                         DISPPARAMS* params, VARIANT* result, EXCEPINFO* exception,
-                         UINT* arg_error) {
+HRESULT InvokeNormalised(void* object, ITypeInfo* type, DISPID id, WORD flags, DISPPARAMS* params,
+                         VARIANT* result, EXCEPINFO* exception, UINT* arg_error) {
   if (params == nullptr) return E_INVALIDARG;
   FUNCDESC* func = FindMember(type, id, flags);
   if (func == nullptr && (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) != 0 &&
       params->cNamedArgs == 1 && params->rgdispidNamedArgs[0] == DISPID_PROPERTYPUT) {
     return PutThroughResult(object, type, id, flags, params, exception, arg_error);
   }
-  if (func == nullptr) return DispInvoke(object, type, id, flags, params, result, exception,
-                                         arg_error);
+  if (func == nullptr)
+    return DispInvoke(object, type, id, flags, params, result, exception, arg_error);
   UINT formal = func->cParams;
   if (formal > 0 && (func->lprgelemdescParam[formal - 1].paramdesc.wParamFlags & PARAMFLAG_FRETVAL))
     --formal;

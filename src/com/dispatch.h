@@ -1,8 +1,7 @@
 // IDispatch through the type library, behind the argument normaliser that scripts need.
 #pragma once
 
-#include <windows.h>
-#include <oaidl.h>
+#include "com/system.h"
 
 namespace kiv::com {
 
@@ -18,8 +17,7 @@ ITypeInfo* TypeInfoOf(REFGUID iid);
 // parameter's type and the value the member leaves there is written back into the variable
 // after the call; an omitted optional parameter gets its declared default, or the zero value of
 // its type. Then DispInvoke does the call.
-HRESULT InvokeNormalised(void* object, ITypeInfo* type, DISPID id, WORD flags,
-                         DISPPARAMS* params, VARIANT* result, EXCEPINFO* exception,
-                         UINT* arg_error);
+HRESULT InvokeNormalised(void* object, ITypeInfo* type, DISPID id, WORD flags, DISPPARAMS* params,
+                         VARIANT* result, EXCEPINFO* exception, UINT* arg_error);
 
 }  // namespace kiv::com

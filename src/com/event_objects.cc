@@ -1,14 +1,11 @@
 // The automation faces of KivLogEvent and KivLogFilter.
-// The library's headers come before the system's: <windows.h> defines macros named as
-// some of the library's constants (EVENTLOG_*).
+#include "com/members.h"
+#include "com/system.h"
+#include "com/typelib.h"
+#include "com/wrappers.h"
 #include "kivdbxt/collection.h"
 #include "kivdbxt/kiv_log_event.h"
 #include "kivdbxt/kiv_log_filter.h"
-
-#include "com/wrappers.h"
-#include "com/kivdbxt_tlb.h"
-#include "com/members.h"
-
 
 namespace kiv::com {
 namespace {
@@ -52,17 +49,17 @@ class EventObject : public AutomationObject<_KivLogEvent, KivLogEvent> {
 };
 
 // The filter's list operations: an add, a clear and a read of each list.
-#define KIV_COM_FILTER_LIST(Name, Plural, ArgType)                                   \
-  HRESULT STDMETHODCALLTYPE Name##Add(ArgType* nValue) override {                   \
-    self().Name##Add(In(nValue));                                                    \
-    return S_OK;                                                                     \
-  }                                                                                  \
-  HRESULT STDMETHODCALLTYPE Name##Clear() override {                                \
-    self().Name##Clear();                                                            \
-    return S_OK;                                                                     \
-  }                                                                                  \
-  HRESULT STDMETHODCALLTYPE get_##Plural(_Collection** ret) override {              \
-    return Out(ret, self().Plural());                                                \
+#define KIV_COM_FILTER_LIST(Name, Plural, ArgType)                     \
+  HRESULT STDMETHODCALLTYPE Name##Add(ArgType* nValue) override {      \
+    self().Name##Add(In(nValue));                                      \
+    return S_OK;                                                       \
+  }                                                                    \
+  HRESULT STDMETHODCALLTYPE Name##Clear() override {                   \
+    self().Name##Clear();                                              \
+    return S_OK;                                                       \
+  }                                                                    \
+  HRESULT STDMETHODCALLTYPE get_##Plural(_Collection** ret) override { \
+    return Out(ret, self().Plural());                                  \
   }
 
 class FilterObject : public AutomationObject<_KivLogFilter, KivLogFilter> {

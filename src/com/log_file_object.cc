@@ -1,24 +1,14 @@
 // The automation face of KivLogFile: its dual interface and the source of EventLogChanged
 // (IConnectionPointContainer with one connection point, IProvideClassInfo2).
-// The library's headers come before the system's: <windows.h> defines macros named as
-// some of the library's constants (EVENTLOG_*).
-#include "kivdbxt/kiv_log_file.h"
 
 #include <map>
 #include <vector>
 
 #include "com/members.h"
+#include "com/system.h"
+#include "com/typelib.h"
 #include "com/wrappers.h"
-
-#include <olectl.h>
-
-// <windows.h> maps these names to their ANSI functions; here they are KivLogFile's members.
-#undef BackupEventLog
-#undef OpenEventLog
-#undef ReadEventLog
-#undef ReportEvent
-
-#include "com/kivdbxt_tlb.h"
+#include "kivdbxt/kiv_log_file.h"
 
 namespace kiv::com {
 namespace {
@@ -41,8 +31,7 @@ class LogFileObject : public AutomationObject<_KivLogFile, KivLogFile>,
                       public IConnectionPoint,
                       public IProvideClassInfo2 {
  public:
-  explicit LogFileObject(std::shared_ptr<KivLogFile> target)
-      : AutomationObject(std::move(target)) {
+  explicit LogFileObject(std::shared_ptr<KivLogFile> target) : AutomationObject(std::move(target)) {
     token_ = self().SubscribeEventLogChanged(
         [this](int32_t unk, int32_t type, int32_t id) { Fire(unk, type, id); });
   }
@@ -118,16 +107,16 @@ class LogFileObject : public AutomationObject<_KivLogFile, KivLogFile>,
                                           BSTR* User, BSTR* Computer, BSTR* Server,
                                           VARIANT_BOOL* ret) override {
     String user = In(User), computer = In(Computer);
-    const bool failed = self().ReportEventEx(In(Source), In(RawData), In(RawDataType),
-                                             In(EventType), In(Category), In(EventId), user,
-                                             computer, In(Server));
+    const bool failed =
+        self().ReportEventEx(In(Source), In(RawData), In(RawDataType), In(EventType), In(Category),
+                             In(EventId), user, computer, In(Server));
     Back(User, user);
     Back(Computer, computer);
     return Out(ret, failed);
   }
   HRESULT STDMETHODCALLTYPE ReportEvent(BSTR* Source, BSTR* RawData, LONG* EventType,
-                                        BSTR* Category, LONG* EventId, BSTR* User,
-                                        BSTR* Computer, BSTR* Server, VARIANT_BOOL* ret) override {
+                                        BSTR* Category, LONG* EventId, BSTR* User, BSTR* Computer,
+                                        BSTR* Server, VARIANT_BOOL* ret) override {
     String user = In(User), computer = In(Computer);
     const bool failed = self().ReportEvent(In(Source), In(RawData), In(EventType), In(Category),
                                            In(EventId), user, computer, In(Server));
@@ -151,11 +140,10 @@ class LogFileObject : public AutomationObject<_KivLogFile, KivLogFile>,
   }
   HRESULT STDMETHODCALLTYPE ReadEventLogQueryStr(LONG* Flags, LONG* RecordPos, BSTR* SubSet,
                                                  BSTR* OrderBy, BSTR* ret) override {
-    return Out(ret, self().ReadEventLogQueryStr(In(Flags), In(RecordPos), In(SubSet),
-                                                In(OrderBy)));
+    return Out(ret, self().ReadEventLogQueryStr(In(Flags), In(RecordPos), In(SubSet), In(OrderBy)));
   }
-  HRESULT STDMETHODCALLTYPE ReadEventLog(LONG* Flags, LONG* RecordPos, BSTR* SubSet,
-                                         BSTR* OrderBy, LONG* ret) override {
+  HRESULT STDMETHODCALLTYPE ReadEventLog(LONG* Flags, LONG* RecordPos, BSTR* SubSet, BSTR* OrderBy,
+                                         LONG* ret) override {
     int32_t position = In(RecordPos);
     const int32_t result = self().ReadEventLog(In(Flags), position, In(SubSet), In(OrderBy));
     Back(RecordPos, position);

@@ -1,14 +1,12 @@
 // The automation faces of KivLog and KivLogInfo.
-// The library's headers come before the system's: <windows.h> defines macros named as
-// some of the library's constants (EVENTLOG_*).
+#include "com/members.h"
+#include "com/system.h"
+#include "com/typelib.h"
+#include "com/wrappers.h"
 #include "kivdbxt/collection.h"
 #include "kivdbxt/kiv_log.h"
 #include "kivdbxt/kiv_log_filter.h"
 #include "kivdbxt/kiv_log_info.h"
-
-#include "com/kivdbxt_tlb.h"
-#include "com/members.h"
-#include "com/wrappers.h"
 
 namespace kiv::com {
 namespace {
@@ -90,10 +88,9 @@ class LogObject : public AutomationObject<_KivLog, KivLog> {
     Back(Path, path);
     return Out(ret, id);
   }
-  HRESULT STDMETHODCALLTYPE EventLogWrite(LONG* Id, BSTR* Source, BSTR* RawData,
-                                          LONG* RawDataType, LONG* EventType, BSTR* Category,
-                                          LONG* EventId, BSTR* Server,
-                                          VARIANT_BOOL* ret) override {
+  HRESULT STDMETHODCALLTYPE EventLogWrite(LONG* Id, BSTR* Source, BSTR* RawData, LONG* RawDataType,
+                                          LONG* EventType, BSTR* Category, LONG* EventId,
+                                          BSTR* Server, VARIANT_BOOL* ret) override {
     return Out(ret, self().EventLogWrite(In(Id), In(Source), In(RawData), In(RawDataType),
                                          In(EventType), In(Category), In(EventId), In(Server)));
   }
@@ -138,12 +135,11 @@ class LogObject : public AutomationObject<_KivLog, KivLog> {
     Back(Start, start);
     return Out(ret, failed);
   }
-  HRESULT STDMETHODCALLTYPE EventLogFilter(_KivLogInfo** EvLog, LONG* Start,
-                                           _KivLogFilter** Filter, LONG* Count,
-                                           VARIANT_BOOL* ret) override {
+  HRESULT STDMETHODCALLTYPE EventLogFilter(_KivLogInfo** EvLog, LONG* Start, _KivLogFilter** Filter,
+                                           LONG* Count, VARIANT_BOOL* ret) override {
     int32_t start = In(Start);
-    const bool failed = self().EventLogFilter(In<KivLogInfo>(EvLog), start,
-                                              In<KivLogFilter>(Filter), In(Count));
+    const bool failed =
+        self().EventLogFilter(In<KivLogInfo>(EvLog), start, In<KivLogFilter>(Filter), In(Count));
     Back(Start, start);
     return Out(ret, failed);
   }

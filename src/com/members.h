@@ -3,13 +3,11 @@
 // read as the zero value and never written.
 #pragma once
 
-#include <windows.h>
-#include <oaidl.h>
-
 #include <memory>
 
 #include "com/com_values.h"
 #include "com/objects.h"
+#include "com/system.h"
 #include "kivdbxt/types.h"
 
 namespace kiv::com {
@@ -69,21 +67,21 @@ HRESULT Out(Interface** ret, const std::shared_ptr<T>& value) {
 }  // namespace kiv::com
 
 // A read/write property of the wrapped object, of a Long, DATE or BSTR.
-#define KIV_COM_LONG_PROPERTY(Name)                                                           \
+#define KIV_COM_LONG_PROPERTY(Name)                                                            \
   HRESULT STDMETHODCALLTYPE get_##Name(LONG* ret) override { return Out(ret, self().Name()); } \
-  HRESULT STDMETHODCALLTYPE put_##Name(LONG value) override {                                 \
+  HRESULT STDMETHODCALLTYPE put_##Name(LONG value) override {                                  \
     self().Name(value);                                                                        \
     return S_OK;                                                                               \
   }
-#define KIV_COM_DATE_PROPERTY(Name)                                                           \
+#define KIV_COM_DATE_PROPERTY(Name)                                                            \
   HRESULT STDMETHODCALLTYPE get_##Name(DATE* ret) override { return Out(ret, self().Name()); } \
-  HRESULT STDMETHODCALLTYPE put_##Name(DATE value) override {                                 \
+  HRESULT STDMETHODCALLTYPE put_##Name(DATE value) override {                                  \
     self().Name(value);                                                                        \
     return S_OK;                                                                               \
   }
-#define KIV_COM_STRING_PROPERTY(Name)                                                         \
+#define KIV_COM_STRING_PROPERTY(Name)                                                          \
   HRESULT STDMETHODCALLTYPE get_##Name(BSTR* ret) override { return Out(ret, self().Name()); } \
-  HRESULT STDMETHODCALLTYPE put_##Name(BSTR value) override {                                 \
+  HRESULT STDMETHODCALLTYPE put_##Name(BSTR value) override {                                  \
     self().Name(FromBstr(value));                                                              \
     return S_OK;                                                                               \
   }

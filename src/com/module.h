@@ -1,11 +1,10 @@
 // This module (kivdbxt.dll) as a component server: its path and its objects' classes.
 #pragma once
 
-#include <windows.h>
-#include <oaidl.h>
-
 #include <string>
 #include <vector>
+
+#include "com/system.h"
 
 namespace kiv::com {
 

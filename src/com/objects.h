@@ -2,13 +2,11 @@
 // interface. Wrap and Unwrap cross the boundary in both directions.
 #pragma once
 
-#include <windows.h>
-#include <oaidl.h>
-
 #include <atomic>
 #include <memory>
 
 #include "com/dispatch.h"
+#include "com/system.h"
 #include "kivdbxt/types.h"
 
 namespace kiv::com {

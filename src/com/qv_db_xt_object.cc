@@ -1,14 +1,12 @@
 // The automation faces of QvDbXt (the database helpers, also the type library's application
 // object) and KivBlobType. DAO objects arrive as the DAO face's objects (dao_objects.cc).
-// The library's headers come before the system's: <windows.h> defines macros named as
-// some of the library's constants (EVENTLOG_*).
+#include "com/members.h"
+#include "com/system.h"
+#include "com/typelib.h"
+#include "com/wrappers.h"
 #include "kivdbxt/dao.h"
 #include "kivdbxt/kiv_blob_type.h"
 #include "kivdbxt/qv_db_xt.h"
-
-#include "com/kivdbxt_tlb.h"
-#include "com/members.h"
-#include "com/wrappers.h"
 
 namespace kiv::com {
 namespace {
@@ -27,7 +25,9 @@ HRESULT OutShort(SHORT* ret, int16_t value) {
 // VARIANT_BOOL is a SHORT too: 16-bit numbers are read by their own name.
 int16_t InShort(const SHORT* value) { return value != nullptr ? *value : 0; }
 
-Variant InVariant(const VARIANT* value) { return value != nullptr ? FromVariant(*value) : Variant(); }
+Variant InVariant(const VARIANT* value) {
+  return value != nullptr ? FromVariant(*value) : Variant();
+}
 void BackVariant(VARIANT* target, const Variant& value) {
   if (target == nullptr) return;
   VariantClear(target);
@@ -139,7 +139,8 @@ class QvDbXtObject : public AutomationObject<_QvDbXt, QvDbXt> {
   HRESULT STDMETHODCALLTYPE Field_Validate(VARIANT* FValue, VARIANT* PValue, SHORT* FType,
                                            SHORT* Mand, SHORT* Changed, SHORT* ret) override {
     Variant value = InVariant(FValue), previous = InVariant(PValue);
-    const int16_t result = self().Field_Validate(value, previous, InShort(FType), InShort(Mand), InShort(Changed));
+    const int16_t result =
+        self().Field_Validate(value, previous, InShort(FType), InShort(Mand), InShort(Changed));
     BackVariant(FValue, value);
     BackVariant(PValue, previous);
     return OutShort(ret, result);

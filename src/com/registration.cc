@@ -11,13 +11,12 @@
 // and, through RegisterTypeLib, TypeLib\{libid}\1a.0\409\win64 and Interface\{iid} of every
 // interface (ProxyStubClsid32: the type library marshaler), plus TypeLib\{libid}\1a.0\0\win64,
 // which Wine's marshaler looks for when a call crosses apartments.
-#include <windows.h>
-#include <olectl.h>
 
 #include <string>
 
 #include "com/dispatch.h"
 #include "com/module.h"
+#include "com/system.h"
 #include "kivdbxt/class_table.h"
 
 namespace kiv::com {
@@ -46,9 +45,9 @@ bool SetValue(const std::wstring& key, const wchar_t* name, const std::wstring& 
                       nullptr) != ERROR_SUCCESS) {
     return false;
   }
-  const LONG status = RegSetValueExW(handle, name, 0, REG_SZ,
-                                     reinterpret_cast<const BYTE*>(value.c_str()),
-                                     static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
+  const LONG status =
+      RegSetValueExW(handle, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
+                     static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
   RegCloseKey(handle);
   return status == ERROR_SUCCESS;
 }
@@ -78,7 +77,8 @@ extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE DllRegisterServer() {
   const std::wstring path = ModulePath();
   ITypeLib* library = TypeLibrary();
   if (library == nullptr) return SELFREG_E_TYPELIB;
-  if (FAILED(RegisterTypeLib(library, const_cast<OLECHAR*>(path.c_str()), nullptr))) return SELFREG_E_TYPELIB;
+  if (FAILED(RegisterTypeLib(library, const_cast<OLECHAR*>(path.c_str()), nullptr)))
+    return SELFREG_E_TYPELIB;
   const std::wstring version_key = L"TypeLib\\" + LibraryId() + L"\\" + VersionKey();
   if (!SetValue(version_key + L"\\0\\win64", nullptr, path)) return SELFREG_E_TYPELIB;
   for (const ServedClass& served : ServedClasses()) {

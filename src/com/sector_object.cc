@@ -1,13 +1,11 @@
 // The automation face of KivSector, the sector store. Data travels as a Variant: a String, or a
 // byte array (a SAFEARRAY of bytes).
-// The library's headers come before the system's: <windows.h> defines macros named as
-// some of the library's constants (EVENTLOG_*).
+#include "com/members.h"
+#include "com/system.h"
+#include "com/typelib.h"
+#include "com/wrappers.h"
 #include "kivdbxt/collection.h"
 #include "kivdbxt/kiv_sector.h"
-
-#include "com/kivdbxt_tlb.h"
-#include "com/members.h"
-#include "com/wrappers.h"
 
 namespace kiv::com {
 namespace {

@@ -1,32 +1,30 @@
 // The in-process server's entry points for creating objects: the class factories,
 // DllGetClassObject and DllCanUnloadNow.
-// The library's headers come before the system's: <windows.h> defines macros named as
-// some of the library's constants (EVENTLOG_*).
+#include <initguid.h>
+
+#include <vector>
+
+#include "com/module.h"
+#include "com/objects.h"
+#include "com/system.h"
+#include "com/typelib.h"
+#include "com/wrappers.h"
 #include "kivdbxt/class_table.h"
 #include "kivdbxt/collection.h"
+#include "kivdbxt/kiv_blob_type.h"
 #include "kivdbxt/kiv_log.h"
 #include "kivdbxt/kiv_log_event.h"
 #include "kivdbxt/kiv_log_file.h"
 #include "kivdbxt/kiv_log_filter.h"
 #include "kivdbxt/kiv_log_info.h"
 #include "kivdbxt/kiv_sector.h"
-#include "kivdbxt/kiv_blob_type.h"
 #include "kivdbxt/qv_db_xt.h"
-
-#include <windows.h>
-#include <initguid.h>
-#include <vector>
-#include "com/kivdbxt_tlb.h"
-#include "com/module.h"
-#include "com/objects.h"
-#include "com/wrappers.h"
-
-
 
 namespace kiv::com {
 
 // {EEBB3A35-FCB3-4602-9D66-F4ADFFB741B4}
-const IID IID_IKivObject = {0xeebb3a35, 0xfcb3, 0x4602, {0x9d, 0x66, 0xf4, 0xad, 0xff, 0xb7, 0x41, 0xb4}};
+const IID IID_IKivObject = {
+    0xeebb3a35, 0xfcb3, 0x4602, {0x9d, 0x66, 0xf4, 0xad, 0xff, 0xb7, 0x41, 0xb4}};
 
 std::atomic<long>& LiveObjects() {
   static std::atomic<long> count{0};
@@ -40,8 +38,9 @@ std::atomic<long>& ServerLocks() {
 
 std::wstring ModulePath() {
   HMODULE module = nullptr;
-  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                     reinterpret_cast<LPCWSTR>(&ModulePath), &module);
+  GetModuleHandleExW(
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+      reinterpret_cast<LPCWSTR>(&ModulePath), &module);
   std::wstring path(MAX_PATH, L'\0');
   for (;;) {
     const DWORD length = GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
@@ -69,9 +68,9 @@ IDispatch* Wrap(const std::shared_ptr<Object>& object) {
 namespace {
 
 // The classes of the class table this server exposes, made through the library's factory.
-constexpr const char16_t* kServedTableClasses[] = {
-    u"QvDbXt", u"KivBlobType", u"KivLogFile", u"KivLog", u"KivLogInfo", u"KivLogEvent",
-    u"KivLogFilter", u"KivSector"};
+constexpr const char16_t* kServedTableClasses[] = {u"QvDbXt",       u"KivBlobType", u"KivLogFile",
+                                                   u"KivLog",       u"KivLogInfo",  u"KivLogEvent",
+                                                   u"KivLogFilter", u"KivSector"};
 
 GUID ParseGuid(const char16_t* text) {
   GUID id = GUID_NULL;
@@ -95,10 +94,10 @@ std::vector<ServedClass> MakeServedClasses() {
   classes.push_back({L"Collection", L"KivDbXtOle.Collection", CLSID_Collection,
                      __uuidof(_Collection),
                      [] { return WrapCollection(std::make_shared<Collection>()); }});
-  classes.push_back({L"DBEngine", L"KivDbXtOle.DBEngine", CLSID_DBEngine, __uuidof(_DBEngine),
-                     &MakeEngine});
-  classes.push_back({L"LastError", L"KivDbXtOle.LastError", CLSID_LastError,
-                     __uuidof(_LastError), &MakeLastError});
+  classes.push_back(
+      {L"DBEngine", L"KivDbXtOle.DBEngine", CLSID_DBEngine, __uuidof(_DBEngine), &MakeEngine});
+  classes.push_back({L"LastError", L"KivDbXtOle.LastError", CLSID_LastError, __uuidof(_LastError),
+                     &MakeLastError});
   return classes;
 }
 
@@ -161,8 +160,8 @@ const std::vector<ServedClass>& ServedClasses() {
 
 }  // namespace kiv::com
 
-extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid,
-                                                                          REFIID iid, void** out) {
+extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE
+    DllGetClassObject(REFCLSID clsid, REFIID iid, void** out) {
   if (out == nullptr) return E_POINTER;
   *out = nullptr;
   for (const kiv::com::ServedClass& served : kiv::com::ServedClasses()) {

@@ -1,10 +1,9 @@
 // Makers of the automation object of each library class (one reference each).
 #pragma once
 
-#include <windows.h>
-#include <oaidl.h>
-
 #include <memory>
+
+#include "com/system.h"
 
 namespace kiv {
 class Object;

@@ -1,11 +1,12 @@
 // A compiled client of the automation server: reads the registered type library and checks it
 // against the library's class table (identifiers, names, _QvDbXt's order, the events interface),
 // then binds early through widl's header and calls KivLog through its vtable.
-#include <kivdbxt/class_table.h>
-
 #include <windows.h>
-#include <ocidl.h>
+// <windows.h> first: the COM headers need its types; initguid makes this file define the
+// identifiers of widl's header.
 #include <initguid.h>
+#include <kivdbxt/class_table.h>
+#include <ocidl.h>
 
 #include <cstdio>
 #include <string>
@@ -17,7 +18,7 @@
 #undef ReadEventLog
 #undef ReportEvent
 
-#include "com/kivdbxt_tlb.h"
+#include "com/typelib.h"
 
 namespace {
 
@@ -106,7 +107,8 @@ void CheckClass(ITypeLib* library, const kiv::ClassInfo& c) {
 // EventLogChanged: dispatch identifier 1, three Long arguments by value.
 void CheckEvents(ITypeLib* library) {
   ITypeInfo* events = nullptr;
-  if (FAILED(library->GetTypeInfoOfGuid(Guid(u"{E7BF8F49-E4E4-4810-ABF7-362074184E07}"), &events))) {
+  if (FAILED(
+          library->GetTypeInfoOfGuid(Guid(u"{E7BF8F49-E4E4-4810-ABF7-362074184E07}"), &events))) {
     Check(false, "__KivLogFile not in the type library");
     return;
   }
@@ -207,7 +209,6 @@ void CheckEarlyBinding() {
   SysFreeString(empty);
   log->Release();
 }
-
 
 // A sink of __KivLogFile that keeps every EventLogChanged it receives as "unk:type:id".
 class Sink : public IDispatch {
@@ -313,7 +314,8 @@ void CheckEvents() {
     got_second += second.calls[i].substr(second.calls[i].find(',') + 1) + ";";
   Check(got_first == "dispid 1:4,101;dispid 1:1,102;dispid 1:4,103;",
         "every report reaches the first sink in order: " + got_first);
-  Check(got_second == "4,101;1,102;", "the second sink hears nothing after Unadvise: " + got_second);
+  Check(got_second == "4,101;1,102;",
+        "the second sink hears nothing after Unadvise: " + got_second);
   Check(first.unks.size() == 3 && first.unks[0] != 0 && second.unks.size() == 2 &&
             second.unks[1] == first.unks[1],
         "EvUnk is the record's and the same for every sink");
