@@ -46,7 +46,7 @@ KIV_API ErrorRecord LastErrorRecord();
 // Forgets the recorded error of this thread (Number 0, every text empty).
 KIV_API void ClearLastError();
 
-// The system's message text for a system error code (errno).
+// The system's message text for a system error code (errno on POSIX, GetLastError on Windows).
 KIV_API String SystemMessage(int32_t code);
 
 }  // namespace kiv

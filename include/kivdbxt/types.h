@@ -26,7 +26,11 @@ class KIV_API Object {
 };
 
 // The platform's path separator; used wherever the library builds a path.
+#if defined(_WIN32)
+inline constexpr char16_t kPathSeparator = u'\\';
+#else
 inline constexpr char16_t kPathSeparator = u'/';
+#endif
 
 // UTF-8 <-> UTF-16 at the edges (command line, file names, SQLite text). The decoding is
 // strict: each byte that starts no valid sequence (overlong forms and encoded surrogates

@@ -39,9 +39,7 @@ Date CompactDayDate(StringView day) {
 
 String DefaultLogFolder() {
   String root;
-  if (!RegistryReadString(RegistryRoot::LocalMachine,
-                          u"SOFTWARE\\Microsoft\\Windows\\CurrentVersion", u"ProgramFilesDir",
-                          root)) {
+  if (!ProgramFilesFolder(root)) {
     // A missing value is not the caller's failure: forget it and build on an empty root.
     ClearLastError();
     root.clear();

@@ -1,8 +1,7 @@
 // Set_Error and the per-thread store of the last recorded error.
-#include <cstring>
-
 #include "frame/run_error.h"
 #include "kivdbxt/error.h"
+#include "platform/system.h"
 
 namespace kiv {
 namespace {
@@ -73,10 +72,7 @@ ErrorRecord LastErrorRecord() { return last_error; }
 void ClearLastError() { last_error = ErrorRecord{}; }
 
 String SystemMessage(int32_t code) {
-  char buf[256];
-  // GNU strerror_r returns the message, which may or may not live in buf.
-  const char* text = strerror_r(code, buf, sizeof buf);
-  return FromUtf8(text);
+  return SystemErrorText(code);
 }
 
 }  // namespace kiv

@@ -33,7 +33,9 @@ void RaiseErrno(int err, bool path_is_folder) {
       number = kErrFileExists;
       break;
     case ENOSPC:
+#if defined(EDQUOT)
     case EDQUOT:
+#endif
       number = kErrDiskFull;
       break;
     case EMFILE:

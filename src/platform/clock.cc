@@ -22,8 +22,7 @@ Date SystemNow() {
   thread_local Date last_date = 0;
   const std::time_t secs = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
   if (secs == last_secs) return last_date;
-  std::tm local{};
-  localtime_r(&secs, &local);
+  const std::tm local = LocalTime(secs);
   DateParts p{local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
               local.tm_hour,        local.tm_min,     local.tm_sec};
   last_date = MakeDate(p);

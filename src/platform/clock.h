@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <functional>
 
 #include "frame/internal_api.h"
@@ -15,6 +16,11 @@ KIV_INTERNAL_API Date Now();
 void SetClock(std::function<Date()> source);
 // Milliseconds since an arbitrary start, wrapping at 2^32 like the system tick counter.
 uint32_t TickCount();
+// The local and the universal calendar time of a moment, and how far local time is ahead of
+// universal time then, in minutes.
+KIV_INTERNAL_API std::tm LocalTime(std::time_t secs);
+KIV_INTERNAL_API std::tm UtcTime(std::time_t secs);
+KIV_INTERNAL_API int32_t UtcOffsetMinutes(std::time_t secs);
 void SleepMilliseconds(int ms);
 
 }  // namespace kiv

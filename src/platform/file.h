@@ -1,9 +1,13 @@
-// A file handle: POSIX open/pread/pwrite with flock share modes.
+// A file handle: reads and writes at offsets, with share modes.
 //
 // "Locked against all other readers and writers" is an exclusive lock; "others may read but not
 // write" is a shared lock. An open waits for a conflicting lock for about a second (short
 // back-off) before it raises 70 "Permission denied", so that concurrent writers of one file take
 // turns instead of failing.
+//
+// On POSIX (posix/file.cc) the locks are flock locks. On Windows (win32/file.cc) the lock given
+// at the open is the open's sharing mode, and Lock/TryLock take a byte-range lock far beyond any
+// data: such locks are mandatory, and one on the data itself would fail other processes' reads.
 #pragma once
 
 #include <cstddef>
@@ -23,8 +27,8 @@ struct OpenOptions {
   bool truncate = false;  // empty the file once the lock is held
   ShareLock lock = ShareLock::None;
   // Opens the file only if it is a regular file: the last path component is not followed when
-  // it is a symlink (error 75, LastDllError ELOOP), and the open never waits on a FIFO or a
-  // device, which RegularSize then refuses.
+  // it is a symlink (error 75; LastDllError ELOOP, on Windows ERROR_CANT_ACCESS_FILE), and the
+  // open never waits on a FIFO or a device, which RegularSize then refuses.
   bool regular_only = false;
 };
 
@@ -59,10 +63,14 @@ class File {
   // file many times and convert its name once.
   static File OpenNative(const std::string& path, const OpenOptions& options);
 
+#if defined(_WIN32)
+  bool IsOpen() const { return handle_ != nullptr; }
+#else
   bool IsOpen() const { return fd_ >= 0; }
+#endif
   int64_t Size() const;
   // The size of a regular file; raises 75 for anything else (a folder, a FIFO, a device), with
-  // EISDIR or EINVAL as the system error.
+  // EISDIR or EINVAL as the system error (ERROR_DIRECTORY or ERROR_INVALID_FUNCTION on Windows).
   int64_t RegularSize() const;
   // Reads up to n bytes at offset; returns the number read (short at end of file).
   size_t ReadAt(int64_t offset, void* buffer, size_t n) const;
@@ -83,8 +91,14 @@ class File {
 
  private:
   friend class FileMap;
+#if defined(_WIN32)
+  explicit File(void* handle) : handle_(handle) {}
+  void* handle_ = nullptr;            // a HANDLE; never INVALID_HANDLE_VALUE
+  ShareLock held_ = ShareLock::None;  // the byte-range lock this handle holds
+#else
   explicit File(int fd) : fd_(fd) {}
   int fd_ = -1;
+#endif
 };
 
 // The bounded wait of an open that meets a conflicting lock, in milliseconds.

@@ -1,12 +1,10 @@
+// The views' moves and stores, the same on every system; posix/ and win32/ make and drop them.
 #include "platform/file_map.h"
-
-#include <sys/mman.h>
 
 #if defined(__x86_64__)
 #include <immintrin.h>
 #endif
 
-#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -61,26 +59,6 @@ FileMap& FileMap::operator=(FileMap&& other) noexcept {
 }
 
 FileMap::~FileMap() { Unmap(); }
-
-void FileMap::Unmap() {
-  if (data_) ::munmap(data_, static_cast<size_t>(length_));
-  data_ = nullptr;
-  length_ = 0;
-  writable_ = false;
-}
-
-FileMap FileMap::Map(const File& file, int64_t length, bool writable) {
-  FileMap map;
-  if (length <= 0) return map;
-  const int protection = writable ? PROT_READ | PROT_WRITE : PROT_READ;
-  void* p = ::mmap(nullptr, static_cast<size_t>(length), protection, MAP_SHARED | MAP_POPULATE,
-                   file.fd_, 0);
-  if (p == MAP_FAILED) RaiseErrno(errno);
-  map.data_ = static_cast<uint8_t*>(p);
-  map.length_ = length;
-  map.writable_ = writable;
-  return map;
-}
 
 bool FileMap::Copy(int64_t offset, void* out, size_t n) const {
   if (offset < 0 || offset + static_cast<int64_t>(n) > length_) return false;

@@ -22,6 +22,17 @@ enum class RegistryRoot { LocalMachine, CurrentUser };
 // "SOFTWARE\Microsoft\Windows\CurrentVersion" exists: $KIV_PROGRAMFILESDIR, else $XDG_DATA_HOME,
 // else $HOME/.local/share. False when the value is not available; never raises.
 bool RegistryReadString(RegistryRoot root, StringView key, StringView value, String& out);
+// The folder programs are installed in, as 32-bit programs see it: on 64-bit Windows the value
+// "ProgramFilesDir (x86)" when it exists, else "ProgramFilesDir", so that this library and
+// 32-bit clients share one log folder. False when not available; never raises.
+bool ProgramFilesFolder(String& out);
+
+// The system's text for one of its error codes (errno on POSIX, GetLastError on Windows).
+String SystemErrorText(int32_t code);
+// This process's id.
+uint32_t ProcessId();
+// The running program's name, without folder or extension.
+String ProgramName();
 
 // The number written left-filled with '0' to at least width characters.
 String ZeroPad(int64_t number, int width);

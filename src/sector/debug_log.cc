@@ -1,7 +1,5 @@
 #include "sector/debug_log.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -11,7 +9,9 @@
 #include "frame/guard.h"
 #include "kivdbxt/error.h"
 #include "platform/file.h"
+#include "platform/clock.h"
 #include "platform/fs.h"
+#include "platform/system.h"
 
 namespace kiv {
 namespace {
@@ -22,8 +22,7 @@ std::string TimeWithMilliseconds() {
   const std::time_t secs = std::chrono::system_clock::to_time_t(now);
   const auto ms =
       std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
-  std::tm local{};
-  localtime_r(&secs, &local);
+  const std::tm local = LocalTime(secs);
   char buf[64];
   std::snprintf(buf, sizeof buf, "%04d-%02d-%02d %02d:%02d:%02d.%03d", local.tm_year + 1900,
                 local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
@@ -34,11 +33,11 @@ std::string TimeWithMilliseconds() {
 }  // namespace
 
 String DebugLogFile() {
-  return DefaultLogFolder() + kPathSeparator + FromUtf8(program_invocation_short_name) + u".log";
+  return DefaultLogFolder() + kPathSeparator + ProgramName() + u".log";
 }
 
 void WriteDebugLine(const std::string& operation, const std::string& arguments, bool failed) {
-  std::string line = TimeWithMilliseconds() + " " + std::to_string(::getpid()) + " " + operation;
+  std::string line = TimeWithMilliseconds() + " " + std::to_string(ProcessId()) + " " + operation;
   if (!arguments.empty()) line += " " + arguments;
   line += failed ? " -> True" : " -> False";
   if (failed) {

@@ -39,7 +39,7 @@ class DailyLogTest : public ::testing::Test {
 
   // The base name of app's log on a day in the test folder.
   String Base(const String& app, Date day = Day1At()) const {
-    return folder + u"/" + app + u"_" + FormatYYYYMMDD(day);
+    return folder + kPathSeparator + app + u"_" + FormatYYYYMMDD(day);
   }
 
   String folder;

@@ -2,9 +2,7 @@
 // written out independently of the library's own codec.
 #pragma once
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 #include <zlib.h>
 
 #include <bit>
@@ -13,6 +11,7 @@
 #include <string>
 
 #include "kivdbxt/kivdbxt.h"
+#include "platform/file.h"
 #include "support/last_error.h"
 #include "support/temp_dir.h"
 
@@ -37,11 +36,9 @@ inline int32_t Get32(const std::string& bytes, size_t at) {
 // Replaces a file's bytes in place. Unlike emptying and rewriting it, this does not make the file
 // system write the file out at once, which would slow tests that damage files many times.
 inline void Overwrite(const std::string& path, const std::string& bytes) {
-  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  ASSERT_GE(fd, 0) << path;
-  EXPECT_EQ(::pwrite(fd, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
-  EXPECT_EQ(::ftruncate(fd, static_cast<off_t>(bytes.size())), 0);
-  ::close(fd);
+  File file = File::OpenNative(path, OpenOptions{Access::Write, true});
+  file.WriteAt(0, bytes.data(), bytes.size());
+  file.Truncate(static_cast<int64_t>(bytes.size()));
 }
 
 // A 64-byte directory header and a 32-byte entry, each with its CRC.

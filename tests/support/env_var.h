@@ -20,11 +20,15 @@ class EnvVar {
 
  private:
   void Set(const char* value) {
+#if defined(_WIN32)
+    ::_putenv_s(name_, value ? value : "");  // an empty value removes the variable
+#else
     if (value) {
       ::setenv(name_, value, 1);
     } else {
       ::unsetenv(name_);
     }
+#endif
   }
 
   const char* name_;

@@ -4,15 +4,12 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <stdexcept>
+
+#include "platform/fs.h"
 
 namespace kivtest {
 
-TempDir::TempDir() {
-  std::string templ = (std::filesystem::temp_directory_path() / "kivtest-XXXXXX").string();
-  if (!mkdtemp(templ.data())) throw std::runtime_error("mkdtemp failed");
-  path_ = templ;
-}
+TempDir::TempDir() { path_ = kiv::ToUtf8(kiv::PrivateTempFolder(u"kivtest-")); }
 
 TempDir::~TempDir() {
   std::error_code ec;

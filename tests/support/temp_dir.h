@@ -18,8 +18,10 @@ class TempDir {
   const std::string& path() const { return path_; }
   kiv::String Path() const { return kiv::FromUtf8(path_); }
   // The full name of an entry of the folder.
-  kiv::String File(const std::string& name) const { return kiv::FromUtf8(path_ + "/" + name); }
-  std::string FileU8(const std::string& name) const { return path_ + "/" + name; }
+  kiv::String File(const std::string& name) const { return kiv::FromUtf8(FileU8(name)); }
+  std::string FileU8(const std::string& name) const {
+    return path_ + static_cast<char>(kiv::kPathSeparator) + name;
+  }
 
  private:
   std::string path_;

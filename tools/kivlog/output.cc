@@ -6,6 +6,7 @@
 
 #include "commands.h"
 #include "kivdbxt/error.h"
+#include "platform/clock.h"
 #include "platform/date.h"
 #include "platform/text_codec.h"
 
@@ -98,14 +99,14 @@ std::time_t ToTimeT(kiv::Date date, std::tm& tm) {
 std::string Stamp(kiv::Date date, char sep, bool zone) {
   std::tm tm;
   std::time_t t = ToTimeT(date, tm);
-  if (Globals().utc) gmtime_r(&t, &tm);
+  if (Globals().utc) tm = kiv::UtcTime(t);
   char text[64];
   std::snprintf(text, sizeof text, "%04d-%02d-%02d%c%02d:%02d:%02d", tm.tm_year + 1900,
                 tm.tm_mon + 1, tm.tm_mday, sep, tm.tm_hour, tm.tm_min, tm.tm_sec);
   std::string out = text;
   if (!zone) return out;
   if (Globals().utc) return out + "Z";
-  const long off = tm.tm_gmtoff / 60;
+  const long off = kiv::UtcOffsetMinutes(t);
   std::snprintf(text, sizeof text, "%c%02ld:%02ld", off < 0 ? '-' : '+', std::labs(off) / 60,
                 std::labs(off) % 60);
   return out + text;

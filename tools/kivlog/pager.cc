@@ -1,5 +1,16 @@
 #include "pager.h"
 
+#if defined(_WIN32)
+
+namespace kivlog {
+
+// Windows' console has no pager to hand the output to: it is written straight out.
+void StartPager() {}
+
+}  // namespace kivlog
+
+#else
+
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -58,3 +69,5 @@ void StartPager() {
 }
 
 }  // namespace kivlog
+
+#endif
