@@ -97,9 +97,27 @@ void WriteIndexCount(LogFiles& files, int32_t count) {
   if (!files.count.Store(0, b.data(), 4)) Raise(kErrBadFileNumber);
 }
 
-bool LastRecordWritten(const LogFiles& files, int64_t position) {
-  if (position < 1 || position > files.data_size) return false;
-  return ScanRecord(files.data, position - 1, files.data_size).kind != RecordSpan::kCut;
+int32_t WrittenEvents(const LogFiles& files, int32_t counted, std::optional<RecordSpan>* last) {
+  // The last entry alone first (the usual case: it is written), then blocks walking back.
+  std::string bytes;
+  for (int32_t n = counted, block = 1; n > 0; block = 1024) {
+    const int32_t first = std::max(1, n - block + 1);
+    bytes.resize(static_cast<size_t>(n - first + 1) * 4);
+    if (files.index.ReadAt(IndexEntryOffset(first), bytes.data(), bytes.size()) != bytes.size()) {
+      Raise(kErrInputPastEnd);
+    }
+    const auto* b = reinterpret_cast<const unsigned char*>(bytes.data());
+    for (; n >= first; --n) {
+      const int64_t start = int64_t{DecodeIndexValue(b + 4 * (n - first))} - 1;
+      if (start >= files.data_size) continue;  // its record never reached the disk
+      if (start < 0) return n;                 // damaged: reading it reports the damage
+      const RecordSpan span = ScanRecord(files.data, start, files.data_size);
+      if (span.kind == RecordSpan::kCut) return n - 1;
+      if (last) *last = span;
+      return n;
+    }
+  }
+  return 0;
 }
 
 void OpenLogFiles(KivLogInfo& info, const LogPaths& paths, LogFiles& files, bool read_only,

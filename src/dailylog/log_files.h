@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "event/record_scan.h"
 #include "frame/guard.h"
 #include "frame/internal_api.h"
 #include "kivdbxt/kiv_log.h"
@@ -116,11 +117,15 @@ void WriteIndexValue(File& index, int64_t offset, int32_t value);
 void WriteIndexCount(LogFiles& files, int32_t count);
 void AppendIndexValue(std::string& out, int32_t value);
 
-// A writer stopped by a crash leaves an entry whose record is missing (the entry points at the
-// end of the data file) or cut short. Such a last record, starting at the 1-based `position`,
-// counts as not written; a record that is there but damaged counts, so that reading it reports
-// the damage.
-bool LastRecordWritten(const LogFiles& files, int64_t position);
+// The events among the first `counted` entries whose records are on disk: readers and writers
+// both number a day's events by this. A write stopped part way by an earlier version of this
+// library, which wrote the count and entries before the records, or a data file cut short, leaves
+// entries at the end that point at or past the data file's end, or at a last record the end of
+// the file cuts short: those count as never written. A record that is there but damaged counts,
+// so that reading it reports the damage. `last`, when given, receives what ScanRecord found at
+// the last written entry's record, when the walk looked at it.
+int32_t WrittenEvents(const LogFiles& files, int32_t counted,
+                      std::optional<RecordSpan>* last = nullptr);
 
 // 0-based offset of the index entry of an ordinal.
 inline int64_t IndexEntryOffset(int64_t ordinal) { return 4 * ordinal; }

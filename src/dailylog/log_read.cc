@@ -126,8 +126,7 @@ bool ReadEventLog(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int3
         data.Clear();
         OpenLogFiles(*EvLog, files, true, false);
         IndexCursor index(files.index);
-        int32_t events = EvLog->Events();
-        if (events > 0 && !LastRecordWritten(files, index.Position(events, events))) --events;
+        const int32_t events = WrittenEvents(files, EvLog->Events());
         std::optional<FilteredWalk> walk;
         if (Filter && Filter->Checks() != 0) {
           walk.emplace(files.data.Duplicate(), files.data_size, *Filter);

@@ -77,13 +77,14 @@ size_t BatchEntries(const KivLogInfo& info, const RecordBatch& batch, int64_t fi
   return count;
 }
 
-// Appends in this order: the new count, the new entries, the records. The count comes first, so
-// an interrupted append leaves a count that readers bound by the entries really present; an
-// entry without its record, or a record cut short, is taken back by the next writer. Records
-// that cannot be written whole (a full disk) are taken back at once: the data file is cut to
-// where it was and the count restored, so that the next write does not leave a damaged record
-// behind it. A record that would start past the size limit is not written, nor any after it; the
-// ones before it are, and then the size error is raised, as single writes would stop at it.
+// Appends in this order: the records, their entries, the new count. The records go first, so
+// that the index never counts a record that is not whole on disk: a write stopped at any byte
+// leaves at worst records after the last counted one, or entries after the count, which readers
+// do not see and the next write takes in or writes over (log_repair.h). A write that fails part
+// way (a full disk) takes its own bytes back at once: the data file is cut to where it was, so
+// that the next write does not index records whose write reported an error. A record that would
+// start past the size limit is not written, nor any after it; the ones before it are, and then
+// the size error is raised, as single writes would stop at it.
 void AppendRecords(KivLogInfo& info, LogFiles& files, const LogTail& tail,
                    const RecordBatch& batch) {
   const int32_t n = tail.events;
@@ -100,16 +101,13 @@ void AppendRecords(KivLogInfo& info, LogFiles& files, const LogTail& tail,
     block += records;
     records = block;
   }
-  WriteIndexCount(files, total);
-  files.index.WriteAt(IndexEntryOffset(int64_t{n} + 1), entries.data(), entries.size());
   try {
     // The records at once, so that a reader never finds one cut short by a write in progress.
     files.data.WriteAt(tail.append_at, records.data(), records.size());
+    files.index.WriteAt(IndexEntryOffset(int64_t{n} + 1), entries.data(), entries.size());
+    WriteIndexCount(files, total);
   } catch (...) {
-    RunCleanup([&] {
-      files.data.Truncate(tail.append_at);
-      WriteIndexCount(files, n);
-    });
+    RunCleanup([&] { files.data.Truncate(tail.append_at); });
     throw;
   }
   files.data_size = tail.append_at + static_cast<int64_t>(records.size());

@@ -4,6 +4,8 @@
 #include <cstring>
 
 #include "event/event_access.h"
+#include "frame/error.h"
+#include "kivdbxt/kiv_log_event.h"
 
 namespace kiv {
 namespace {
@@ -41,6 +43,7 @@ class LineReader {
       }
     }
     const int64_t length = pos_ - line.start - (line.terminated ? 1 : 0);
+    line.length = length;
     // A line longer than Load reads is refused like a wrong key.
     line.key = static_cast<uint64_t>(length) > kMaxRecordLine
                    ? LineKey::kOther
@@ -91,6 +94,39 @@ RecordSpan FollowRecord(LineReader& reader, std::vector<RecordLine>* lines) {
     if (!IsField(line.key)) return {RecordSpan::kDamaged, line.start};
   }
   return {RecordSpan::kCut, 0};
+}
+
+bool HoldsNumberOrDate(LineKey key) {
+  return key == LineKey::kUnk || key == LineKey::kDat || key == LineKey::kTyp ||
+         key == LineKey::kEid || key == LineKey::kDtp;
+}
+
+// Converts the numbers and dates of a whole record's lines as Load does. The window may have
+// moved since the lines were read, so each value is fetched again; the text fields need no
+// look, since any bytes make a text.
+bool ValuesConvert(DataWindow& window, const std::vector<RecordLine>& lines) {
+  KivLogEvent probe;
+  RecordFields fields;
+  std::string value;
+  try {
+    for (size_t i = 0; i < lines.size(); ++i) {
+      const RecordLine& line = lines[i];
+      value.clear();
+      if (HoldsNumberOrDate(line.key)) {
+        const size_t length = static_cast<size_t>(line.length - 4);
+        if (length > DataWindow::kLargeBlock) return false;  // no number or date is this long
+        value.assign(window.From(line.start + 4, length).substr(0, length));
+      }
+      if (i == 0) {
+        fields.First(probe, value);
+      } else {
+        fields.Next(probe, line.key, value);
+      }
+    }
+  } catch (const Error&) {
+    return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -147,9 +183,32 @@ RecordSpan ScanRecord(const File& data, int64_t start, int64_t size) {
   return ScanRecord(window, start);
 }
 
+RecordSpan ReadableRecord(DataWindow& window, int64_t start) {
+  std::vector<RecordLine> lines;
+  RecordSpan span = ScanRecord(window, start, &lines);
+  if (span.kind == RecordSpan::kWhole && !ValuesConvert(window, lines)) {
+    span = {RecordSpan::kDamaged, start};
+  }
+  return span;
+}
+
+RecordSpan ReadableRecord(const File& data, int64_t start, int64_t size) {
+  DataWindow window(data, size, DataWindow::kSmallBlock, DataWindow::kLargeBlock);
+  return ReadableRecord(window, start);
+}
+
 DataScan ScanRecords(const File& data, int64_t from, int64_t size) {
   DataScan scan;
   DataWindow window(data, size, DataWindow::kSmallBlock, DataWindow::kLargeBlock);
+  // A record whose lines are all there is whole when Load reads it; the reader below keeps only
+  // its position between lines, so the window may move for the look.
+  auto add_whole = [&](int64_t record) {
+    if (ReadableRecord(window, record).kind == RecordSpan::kWhole) {
+      scan.whole.push_back(record);
+    } else {
+      ++scan.damaged;
+    }
+  };
   LineReader reader(window, from);
   RecordLine line;
   int64_t record = -1;  // start of the record being followed
@@ -157,7 +216,7 @@ DataScan ScanRecords(const File& data, int64_t from, int64_t size) {
     if (!line.terminated) {
       scan.ends_at_line_start = false;
       if (record >= 0 && line.key == LineKey::kEnd) {
-        scan.whole.push_back(record);
+        add_whole(record);
       } else if (record >= 0) {
         scan.cut = record;
       } else if (CutUnkLine(line)) {
@@ -173,7 +232,7 @@ DataScan ScanRecords(const File& data, int64_t from, int64_t size) {
     } else if (record < 0) {
       ++scan.damaged;
     } else if (line.key == LineKey::kEnd) {
-      scan.whole.push_back(record);
+      add_whole(record);
       record = -1;
     } else if (!IsField(line.key)) {
       ++scan.damaged;

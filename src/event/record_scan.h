@@ -2,9 +2,11 @@
 // begins with a "UNK=" line and ends with the first line whose key is "END="; between them
 // stand only lines whose keys Load knows. Lines end at CR or CR LF, as the run time reads them.
 //
-// Writers use this to tell a record cut short by a crash from a whole one, and to rebuild an
-// index that has fallen behind its data file; readers to leave out a cut last record, and a walk
-// through a whole day to read records straight from the data file's bytes.
+// Writers use this to tell a record cut short by a crash from a whole one, and to index the
+// records that follow an index's last entry; readers to leave out a cut last record, and a walk
+// through a whole day to read records straight from the data file's bytes. Whatever finds
+// records here counts as whole exactly the records Load reads without an error, so that an
+// index built from a scan numbers the records as the reader reads them.
 #pragma once
 
 #include <cstdint>
@@ -52,7 +54,8 @@ class DataWindow {
 // One line of the data file.
 struct RecordLine {
   int64_t start = 0;
-  int64_t end = 0;  // after its line end
+  int64_t end = 0;     // after its line end
+  int64_t length = 0;  // of its text, without the line end
   LineKey key = LineKey::kOther;
   bool terminated = false;     // its line end is there
   bool held = false;           // the whole line lay in the window at once: `value` is its text
@@ -79,9 +82,14 @@ RecordSpan ScanRecord(DataWindow& window, int64_t start, std::vector<RecordLine>
 // The same on a data file of `size` bytes.
 RecordSpan ScanRecord(const File& data, int64_t start, int64_t size);
 
+// The record at `start` as Load reads it: whole only when, besides its lines, every number and
+// date in it converts; a record Load refuses for any reason is damaged.
+RecordSpan ReadableRecord(DataWindow& window, int64_t start);
+RecordSpan ReadableRecord(const File& data, int64_t start, int64_t size);
+
 // The records from the 0-based `from` to the end of the data file.
 struct DataScan {
-  std::vector<int64_t> whole;      // 0-based starts of whole records, in file order
+  std::vector<int64_t> whole;      // 0-based starts of records Load reads, in file order
   int64_t damaged = 0;             // records Load refuses, and lines outside any record
   int64_t cut = -1;                // 0-based start of a record cut by the end of the file
   bool ends_at_line_start = true;  // the last line has its line end (or the range is empty)

@@ -256,8 +256,9 @@ TEST_F(KivlogCliTest, PurgeOneDayAndReadersNeverCreateFolders) {
   EXPECT_FALSE(std::filesystem::exists(U8(folder) + "/nope"));
 }
 
-// verify names each state the two files can be left in, and --repair rebuilds the index from
-// the data file, keeping the old one beside it, after which the day is sound and reads whole.
+// verify names each state the two files can be left in, a write stopped part way in one line;
+// --repair keeps both old files beside the new ones, rebuilds the index from every record that
+// reads, says what it did, and the day is sound and reads whole.
 TEST_F(KivlogCliTest, VerifyNamesEachStateAndRepairRebuildsTheIndex) {
   SetClockTo(Day1At());
   const String base = Base(u"REP");
@@ -284,28 +285,48 @@ TEST_F(KivlogCliTest, VerifyNamesEachStateAndRepairRebuildsTheIndex) {
   WriteAll(base + u".ZLG", data + cut);
   auto report = Json("--json verify" + file, 2);
   EXPECT_EQ(report["sound"], false);
-  EXPECT_EQ(states(report),
-            (std::vector<std::string>{"index behind the data file", "phantom entry", "cut tail",
-                                      "records not reachable from the index"}));
-  EXPECT_EQ(report["states"][0]["records"], 2);
-  EXPECT_EQ(report["states"][3]["records"], 1);
+  EXPECT_EQ(states(report), (std::vector<std::string>{"interrupted append",
+                                                      "records not reachable from the index"}));
+  EXPECT_EQ(report["states"][0]["records"], 4);
+  EXPECT_EQ(report["states"][1]["records"], 1);
+  EXPECT_EQ(report["events"], 3);  // the phantom entry is not an event
+  EXPECT_TRUE(report["damaged"].empty());
+  int rc = -1;
+  const std::string text = Run("verify" + file, "", &rc);
+  EXPECT_EQ(rc, 2);
+  EXPECT_EQ(
+      text.substr(0, text.find('\n')),
+      U8(base) +
+          ": interrupted append: a write was stopped part way: entries of records never "
+          "written: 1, whole records after the last entry's: 2, bytes of a record cut short "
+          "at the end: 14; the next write takes the whole records in, --repair cuts the rest");
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3);
   const std::string old_index = ReadAll(base + u".ZLI");
 
   report = Json("--json verify --repair" + file, 0);
   EXPECT_EQ(report["sound"], true);
   EXPECT_EQ(report["events"], 6);
   EXPECT_EQ(report["whole"], 6);
+  EXPECT_EQ(report["repair"]["events_before"], 3);
+  EXPECT_EQ(report["repair"]["events_after"], 6);
+  EXPECT_EQ(report["repair"]["cut_bytes"], cut.size());
+  EXPECT_EQ(report["repair"]["data_backup"], U8(base) + ".ZLG.bak");
   EXPECT_EQ(IndexValues(base), index);
   EXPECT_EQ(ReadAll(base + u".ZLG"), data);
+  EXPECT_EQ(ReadAll(base + u".ZLG.bak"), data + cut);
   EXPECT_EQ(ReadAll(base + u".ZLI.bak"), old_index);
 
   // A lost index: named, and rebuilt.
   std::filesystem::remove(U8(base) + ".ZLI");
   report = Json("--json verify" + file, 2);
   EXPECT_EQ(states(report), std::vector<std::string>{"index behind the data file"});
-  EXPECT_EQ(Status("verify --repair" + file), 0);
+  const std::string said = Run("verify --repair" + file, "", &rc);
+  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(said.substr(0, said.find('\n')),
+            U8(base) + ": repaired: old files kept as " + U8(base) + ".ZLG.bak2 and " + U8(base) +
+                ".ZLI.bak2; index rebuilt from every record that reads: 6 events (0 before)");
   EXPECT_EQ(IndexValues(base), index);
-  EXPECT_TRUE(FileExists(base + u".ZLI.bak2"));
+  EXPECT_EQ(ReadAll(base + u".ZLG.bak2"), data);
 
   // A FIFO in place of the data file: named at once, and every reader gives an error.
   std::filesystem::rename(U8(base) + ".ZLG", U8(folder) + "/saved");

@@ -87,9 +87,10 @@ TEST_F(LogRecoveryTest, LostOrDamagedIndexIsRebuiltBeforeTheAppend) {
   EXPECT_EQ(IndexValues(base).size(), 6u);
 }
 
-// A crash between the entry and its record leaves an entry at the data file's end; one inside
-// the record leaves it cut short, at any size. The next writer takes the entry back and reuses
-// its ordinal, so that no event reads twice and no cut record merges with the next one.
+// A writer that stored the entry before its record (an older version) and crashed between them
+// leaves an entry at the data file's end; one inside the record leaves it cut short, at any size.
+// The next writer takes the entry back and reuses its ordinal, so that no event reads twice; the
+// remains of the cut record stay, and no record merges with them.
 TEST_F(LogRecoveryTest, CrashLeftoversAreTakenBackAndTheirOrdinalReused) {
   WriteAll(base + u".ZLI",
            IndexBytes({4, index[1], index[2], index[3], static_cast<int32_t>(data.size()) + 1}));
@@ -110,7 +111,9 @@ TEST_F(LogRecoveryTest, CrashLeftoversAreTakenBackAndTheirOrdinalReused) {
   ASSERT_FALSE(KivLog().EventLogRead(info, 1, 10));
   EXPECT_EQ(info->Events(), 3);  // readers leave the cut record out
   ASSERT_FALSE(log.EventLogWrite(id, u"S", u"after cut"));
-  EXPECT_LT(std::filesystem::file_size(U8(base) + ".ZLG"), data.size() + 1000);
+  EXPECT_EQ(IndexValues(base)[4], static_cast<int32_t>(data.size() + cut.size() + 2) + 1);
+  EXPECT_EQ(ReadAll(base + u".ZLG").substr(0, data.size() + cut.size() + 6),
+            data + cut + "\r\nUNK=");
   EXPECT_EQ(RawDatas(), (std::vector<String>{u"Open", u"one", u"two", u"after cut"}));
 
   // Bytes that end inside a line are not merged into the next record: it starts a line of its
@@ -125,6 +128,18 @@ TEST_F(LogRecoveryTest, CrashLeftoversAreTakenBackAndTheirOrdinalReused) {
   ASSERT_FALSE(log.EventLogWrite(id, u"S", u"rebuilt"));
   EXPECT_EQ(RawDatas(), (std::vector<String>{u"Open", u"one", u"two", u"after cut", u"after stray",
                                              u"rebuilt"}));
+}
+
+// Records after the last entry's are taken in only when they read as Load reads them: one whose
+// number does not convert would stop every read of the day at its ordinal.
+TEST_F(LogRecoveryTest, OnlyRecordsThatReadAreTakenIn) {
+  const std::string unreadable = "UNK=12x\r\nSRC=S\r\nEND=-----------------------\r\n";
+  WriteAll(base + u".ZLG", data + unreadable);
+  ASSERT_FALSE(log.EventLogWrite(id, u"S", u"new"));
+  EXPECT_EQ(IndexValues(base),
+            (std::vector<int32_t>{4, index[1], index[2], index[3],
+                                  static_cast<int32_t>(data.size() + unreadable.size()) + 1}));
+  EXPECT_EQ(RawDatas(), (std::vector<String>{u"Open", u"one", u"two", u"new"}));
 }
 
 // Any line beginning "END=" ends a record, the day's last one included.

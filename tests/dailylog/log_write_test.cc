@@ -322,8 +322,9 @@ TEST_F(LogWriteTest, RecordRefusedHalfWayIsTakenBack) {
 }
 
 // A record cut short by a writer that died inside it counts as not written, for the next writer
-// too: its record takes the cut one's place and the day reads whole.
-TEST_F(LogWriteTest, NextWriteReplacesARecordCutShort) {
+// too: the next record takes its ordinal, goes after the remains on a line of its own, and the day
+// reads whole. Not a byte of the data file is cut.
+TEST_F(LogWriteTest, NextWriteReusesTheOrdinalOfARecordCutShort) {
   const String base = Base(u"APP");
   int32_t id = log.EventLogOpen(u"APP", folder);
   ASSERT_NE(id, 0);
@@ -333,15 +334,17 @@ TEST_F(LogWriteTest, NextWriteReplacesARecordCutShort) {
   ASSERT_EQ(index[0], 3);
   const std::string data = ReadAll(base + u".ZLG");
   const size_t cut_at = static_cast<size_t>(index[3] - 1);
-  WriteAll(base + u".ZLG", data.substr(0, cut_at + 40));  // died inside the "cut" record
+  // Died inside the "cut" record, in the middle of a line.
+  const std::string remains = data.substr(0, data.find("SRC=", cut_at) + 5);
+  WriteAll(base + u".ZLG", remains);
 
   ASSERT_FALSE(log.EventLogWrite(id, u"S", u"after"));
   std::vector<int32_t> healed = IndexValues(base);
+  ASSERT_EQ(healed.size(), 4u);
   EXPECT_EQ(healed[0], 3);
-  EXPECT_EQ(healed[3], index[3]);
+  EXPECT_EQ(healed[3], static_cast<int32_t>(remains.size() + 2) + 1);
   const std::string now = ReadAll(base + u".ZLG");
-  EXPECT_EQ(now.substr(0, cut_at), data.substr(0, cut_at));
-  EXPECT_EQ(now.find("RWD=cut"), std::string::npos);
+  EXPECT_EQ(now.substr(0, remains.size() + 6), remains + "\r\nUNK=");
   auto events = ReadAllEvents(base);
   ASSERT_EQ(events.size(), 3u);
   EXPECT_EQ(events[1]->EvRawData(), u"whole");

@@ -1,9 +1,11 @@
 // kivlog verify: checks a day's two files against each other, reads every event of the day
 // through the library and reports the damaged ones, so that a person can tell a sound log from
-// one a crash or a disk fault has hurt. --repair rebuilds the index from the data file.
+// one a crash or a disk fault has hurt. --repair copies both files aside, then rebuilds the index
+// from every record that reads.
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <vector>
 
 #include "commands.h"
@@ -37,13 +39,13 @@ struct Findings {
   int32_t whole = 0;
   std::vector<State> states;
   std::vector<Damage> damaged;
+  std::optional<kiv::LogRepair> repair;  // what --repair did before this look
   bool Sound() const { return states.empty() && damaged.empty(); }
 };
 
 constexpr char kNotRegular[] = "not a regular file";
 constexpr char kIndexBehind[] = "index behind the data file";
-constexpr char kPhantom[] = "phantom entry";
-constexpr char kCutTail[] = "cut tail";
+constexpr char kInterrupted[] = "interrupted append";
 constexpr char kUnreachable[] = "records not reachable from the index";
 
 // Either file of the log that is there but is not a regular file (a symlink, a FIFO, a device,
@@ -66,13 +68,27 @@ bool IndexMissing(const kiv::String& base) {
          !std::filesystem::exists(std::filesystem::symlink_status(U8(base) + ".ZLI", ec));
 }
 
+// A write stopped part way is one state, however many records it concerns: what it left, and
+// what puts it right.
+std::string InterruptedDetail(const kiv::LogHealth& h) {
+  std::string left;
+  auto add = [&left](const std::string& part) { left += (left.empty() ? "" : ", ") + part; };
+  if (h.not_written > 0) add("entries of records never written: " + std::to_string(h.not_written));
+  if (h.behind > 0) add("whole records after the last entry's: " + std::to_string(h.behind));
+  if (h.cut_bytes > 0)
+    add("bytes of a record cut short at the end: " + std::to_string(h.cut_bytes));
+  return "a write was stopped part way: " + left +
+         "; the next write takes the whole records in, --repair cuts the rest";
+}
+
 void AddStates(const kiv::LogHealth& h, Findings& f) {
-  if (h.behind > 0) {
+  if (h.not_written > 0 || h.cut_bytes > 0) {
+    f.states.push_back(
+        {kInterrupted, h.not_written + h.behind + (h.cut_bytes > 0 ? 1 : 0), InterruptedDetail(h)});
+  } else if (h.behind > 0) {
     f.states.push_back({kIndexBehind, h.behind,
                         std::to_string(h.behind) + " whole records after the last entry's"});
   }
-  if (h.phantom) f.states.push_back({kPhantom, 1, "the last entry points at the data file's end"});
-  if (h.cut_tail) f.states.push_back({kCutTail, 1, "the data file ends inside a record"});
   const int32_t elsewhere = h.unreachable - h.behind;
   if (elsewhere > 0) {
     f.states.push_back(
@@ -122,12 +138,32 @@ nlohmann::json ReportJson(const kiv::KivLogInfo& info, const Findings& f) {
   for (const State& s : f.states) {
     states.push_back({{"state", s.name}, {"records", s.count}, {"detail", s.detail}});
   }
-  return {{"log", U8(info.FileName())}, {"events", f.events}, {"whole", f.whole},
-          {"sound", f.Sound()},         {"states", states},   {"damaged", damaged}};
+  nlohmann::json report = {{"log", U8(info.FileName())}, {"events", f.events},
+                           {"whole", f.whole},           {"sound", f.Sound()},
+                           {"states", states},           {"damaged", damaged}};
+  if (f.repair) {
+    report["repair"] = {{"data_backup", U8(f.repair->data_backup)},
+                        {"index_backup", U8(f.repair->index_backup)},
+                        {"events_before", f.repair->before},
+                        {"events_after", f.repair->after},
+                        {"cut_bytes", f.repair->cut_bytes}};
+  }
+  return report;
 }
 
 void PrintText(const kiv::KivLogInfo& info, const Findings& f) {
   const std::string name = U8(info.FileName());
+  if (const auto& r = f.repair) {
+    std::printf(
+        "%s: repaired: old files kept as %s and %s; index rebuilt from every record that "
+        "reads: %d events (%d before)",
+        name.c_str(), U8(r->data_backup).c_str(), U8(r->index_backup).c_str(), r->after, r->before);
+    if (r->cut_bytes > 0) {
+      std::printf("; %lld bytes of a record cut short removed from the end of the data file",
+                  static_cast<long long>(r->cut_bytes));
+    }
+    std::printf("\n");
+  }
   for (const State& s : f.states) {
     std::printf("%s: %s: %s\n", name.c_str(), s.name.c_str(), s.detail.c_str());
   }
@@ -173,15 +209,13 @@ void Report(const kiv::KivLogInfo& info, const Findings& f) {
   }
 }
 
-// Rebuilds the index of a log whose files are out of step, then examines it again.
+// Rebuilds the index of a log whose files are out of step, then examines it again; the report
+// says what the repair did.
 int Repair(kiv::KivLog& log, const std::shared_ptr<kiv::KivLogInfo>& info, Findings& f) {
-  kiv::String backup;
-  if (kiv::RebuildLogIndex(*info, backup)) return ReportError("verify");
-  if (!JsonOutput()) {
-    std::printf("%s: index rebuilt from the data file, %d events; old index kept as %s\n",
-                U8(info->FileName()).c_str(), info->Events(), U8(backup).c_str());
-  }
+  kiv::LogRepair repair;
+  if (kiv::RebuildLogIndex(*info, repair)) return ReportError("verify");
   f = Findings{};
+  f.repair = repair;
   if (Examine(log, info, f)) return ReportError("verify");
   return -1;
 }
@@ -242,12 +276,13 @@ void AddVerifyCommand(CLI::App& app) {
   auto* cmd = app.add_subcommand(
       "verify",
       "Check a day's two files against each other and read every event; report each state by "
-      "name (index behind the data file, phantom entry, cut tail, records not reachable from "
-      "the index, not a regular file) and each damaged event (exit code 2)");
+      "name (interrupted append, index behind the data file, records not reachable from the "
+      "index, not a regular file) and each damaged event (exit code 2)");
   AddTargetOptions(*cmd, a.target);
   cmd->add_flag("--repair", a.repair,
-                "Rebuild the index from the data file (the old one is kept as .ZLI.bak) and "
-                "cut off a record cut short at its end; then verify again");
+                "Copy both files aside (.ZLG.bak, .ZLI.bak), rebuild the index from every record "
+                "that reads, cut off a record cut short at the end; say what was done and verify "
+                "again");
   cmd->add_flag("--all", a.all, "Every log of the folder (of --app only, when given)")
       ->excludes(cmd->get_option("--file"))
       ->excludes(cmd->get_option("--day"));
