@@ -13,25 +13,9 @@ namespace {
 
 // Enumerates a snapshot of the collection's items taken when the enumeration starts, as the
 // run time's collections do for For Each.
-class Enumerator : public IEnumVARIANT {
+class Enumerator : public SimpleUnknown<IEnumVARIANT> {
  public:
-  explicit Enumerator(std::vector<Variant> items) : items_(std::move(items)) { ++LiveObjects(); }
-  virtual ~Enumerator() { --LiveObjects(); }
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-    if (out == nullptr) return E_POINTER;
-    *out = nullptr;
-    if (iid != IID_IUnknown && iid != IID_IEnumVARIANT) return E_NOINTERFACE;
-    *out = static_cast<IEnumVARIANT*>(this);
-    AddRef();
-    return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --refs_;
-    if (left == 0) delete this;
-    return left;
-  }
+  explicit Enumerator(std::vector<Variant> items) : items_(std::move(items)) {}
 
   HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* out, ULONG* fetched) override {
     if (out == nullptr) return E_POINTER;
@@ -61,7 +45,6 @@ class Enumerator : public IEnumVARIANT {
  private:
   std::vector<Variant> items_;
   size_t next_ = 0;
-  std::atomic<ULONG> refs_{1};
 };
 
 class CollectionObject : public AutomationObject<_Collection, Collection> {

@@ -38,6 +38,35 @@ std::shared_ptr<T> Unwrap(IUnknown* unknown) {
   return target;
 }
 
+// IUnknown for a helper object of one interface (an enumerator, a class factory): counted
+// references, deleted at the last release, and counted among the server's live objects.
+template <class Interface>
+class SimpleUnknown : public Interface {
+ public:
+  SimpleUnknown() { ++LiveObjects(); }
+  virtual ~SimpleUnknown() { --LiveObjects(); }
+  SimpleUnknown(const SimpleUnknown&) = delete;
+  SimpleUnknown& operator=(const SimpleUnknown&) = delete;
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+    if (out == nullptr) return E_POINTER;
+    *out = nullptr;
+    if (iid != IID_IUnknown && iid != __uuidof(Interface)) return E_NOINTERFACE;
+    *out = static_cast<Interface*>(this);
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    const ULONG left = --refs_;
+    if (left == 0) delete this;
+    return left;
+  }
+
+ private:
+  std::atomic<ULONG> refs_{1};
+};
+
 // The base of every object: reference counting, the interfaces it answers, IDispatch through
 // the type library. Interface is the widl-generated dual interface, T the library class.
 template <class Interface, class T>

@@ -107,25 +107,9 @@ IDispatch* MakeObject(const ServedClass& served) {
   return Wrap(CreateObject(prog_id));
 }
 
-class ClassFactory : public IClassFactory {
+class ClassFactory : public SimpleUnknown<IClassFactory> {
  public:
-  explicit ClassFactory(const ServedClass& served) : served_(served) { ++LiveObjects(); }
-  virtual ~ClassFactory() { --LiveObjects(); }
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-    if (out == nullptr) return E_POINTER;
-    *out = nullptr;
-    if (iid != IID_IUnknown && iid != IID_IClassFactory) return E_NOINTERFACE;
-    *out = static_cast<IClassFactory*>(this);
-    AddRef();
-    return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --refs_;
-    if (left == 0) delete this;
-    return left;
-  }
+  explicit ClassFactory(const ServedClass& served) : served_(served) {}
 
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
     if (out == nullptr) return E_POINTER;
@@ -148,7 +132,6 @@ class ClassFactory : public IClassFactory {
 
  private:
   const ServedClass& served_;
-  std::atomic<ULONG> refs_{1};
 };
 
 }  // namespace
