@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <thread>
@@ -355,6 +356,11 @@ TEST_F(KivLogFileTest, ChangesAreSeenAndNotified) {
   int32_t unk = 0;
   EXPECT_EQ(log.CheckEventLogChanges(unk), 1);
   EXPECT_EQ(log.CheckEventLogChanges(unk), 0);
+  // A report's UNK is the millisecond tick: one made in the open's millisecond would leave
+  // LASTCHANGE as it was, and no change could be seen.
+  for (const uint32_t opened = TickCount(); TickCount() == opened;) {
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+  }
   ASSERT_FALSE(log.ReportEvent(u"S", u"Ax", EVENTLOG_ERROR_TYPE, String(), 42));
   ASSERT_EQ(seen.size(), 1u);
   EXPECT_EQ(seen[0].type, EVENTLOG_ERROR_TYPE);
