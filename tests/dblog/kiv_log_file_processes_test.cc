@@ -201,6 +201,11 @@ TEST(ManyProcesses, ReportersKilledMidWayLeaveAUsableLog) {
 // path at that moment: compacted in place by another process, or removed and made anew by one
 // that still has the new file open when the report comes.
 TEST(KeptConnection, EachReportLandsInTheFileStandingAtItsPath) {
+#if defined(__SANITIZE_ADDRESS__)
+  // The children are forked while the idle-release thread may be allocating; AddressSanitizer's
+  // allocator is not safe across such a fork, and a child can hang on its lock.
+  GTEST_SKIP() << "forks beside a live thread, which AddressSanitizer's allocator cannot take";
+#endif
   TempDir dir;
   const String file = dir.File("log.db");
   const String wal = file + u"-wal";
