@@ -3,10 +3,13 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "event/record_scan.h"
+#include "event/record_text.h"
 #include "frame/guard.h"
 #include "frame/internal_api.h"
 #include "kivdbxt/kiv_log.h"
@@ -75,6 +78,20 @@ struct KeptFiles {
   }
 };
 
+// The records of one or more events, one after another, and the end of each in `bytes`.
+struct RecordBatch {
+  std::string bytes;
+  std::vector<size_t> ends;
+  size_t Start(size_t k) const { return k == 0 ? 0 : ends[k - 1]; }
+  // Empties the batch, keeping its buffers unless a large batch left them large.
+  void Clear() {
+    if (bytes.capacity() > (size_t{1} << 20)) std::string().swap(bytes);
+    if (ends.capacity() > 4096) std::vector<size_t>().swap(ends);
+    bytes.clear();
+    ends.clear();
+  }
+};
+
 // An entry of the table of open logs. The native paths and the day of the descriptor's FileName
 // are worked out once per name, since every write needs them.
 struct OpenLogEntry {
@@ -85,6 +102,9 @@ struct OpenLogEntry {
 
   std::shared_ptr<KivLogInfo> info;
   KeptFiles kept;
+  // Kept between writes for their buffers: a write of one event then allocates nothing.
+  RecordWriter writer;
+  RecordBatch batch;
 
  private:
   // Forgets what was worked out for an earlier FileName.
@@ -105,6 +125,12 @@ struct OpenLogEntry {
 bool LockKeptFiles(OpenLogEntry& log, bool single);
 // After a write under LockKeptFiles: notes what the files now are and releases their locks.
 void UnlockKeptFiles(OpenLogEntry& log);
+
+// Whether two names are the same, compared as bytes: every write compares its log's FileName
+// with the one its paths and kept files were worked out for.
+inline bool SameName(const String& a, const String& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0;
+}
 
 // The 32-bit little-endian values of the index.
 inline int32_t DecodeIndexValue(const unsigned char* b) {

@@ -21,7 +21,7 @@ bool LockKeptFiles(OpenLogEntry& log, bool single) {
   KivLogInfo& info = *log.info;
   KeptFiles& kept = log.kept;
   const LogPaths& paths = log.Paths();
-  if (kept.known && kept.name == info.FileName()) {
+  if (kept.known && SameName(kept.name, info.FileName())) {
     kept.files.index.Lock(ShareLock::Exclusive);
     const FileStamp index = PathStamp(paths.index);
     const FileStamp data = PathStamp(paths.data);
