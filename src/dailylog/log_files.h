@@ -27,6 +27,7 @@ inline constexpr char16_t kExtLogIndex[] = u".ZLI";
 struct LogPaths {
   std::string data;
   std::string index;
+  std::string folder;  // the folder that holds them
 };
 LogPaths NativeLogPaths(const String& base);
 
@@ -72,9 +73,16 @@ struct KeptFiles {
   int32_t events = 0;        // the events counted after that write
   bool known = false;        // the fields above describe the files
   bool data_locked = false;  // the write in progress holds the data file's lock
+  // What tells a write, without a look at the files' paths, that they are as this writer left
+  // them (log_kept_files.cc): the folder's stamp at the last look at the paths, whether any later
+  // change of the folder's names must change that stamp, and a view of the data file's end.
+  FileStamp folder;
+  bool folder_settled = false;
+  FileMap tail;
   void Close() {
+    tail = FileMap();
     files.Close();
-    known = false;
+    known = folder_settled = false;
   }
 };
 
