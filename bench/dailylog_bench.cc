@@ -1,10 +1,14 @@
-// Daily logs: cost of a write next to the bare system calls it makes, cost of reading the last
-// page of a small and a large day, and the speed of a filtered walk through a whole day, next to
-// grep -c of the same key.
+// Daily logs: cost of a write next to the bare system calls it makes and next to a common C++
+// logger's daily file, four writer processes next to four appending the same records by hand,
+// cost of reading the last page of a small and a large day, and the speed of a filtered walk
+// through a whole day, next to grep -c of the same key.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <spdlog/sinks/daily_file_sink.h>
+#include <spdlog/spdlog.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <climits>
@@ -120,6 +124,71 @@ void BaselineWrite(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 
+// The same event through spdlog's daily file (Debian's libspdlog-dev), flushed after every
+// message as a log that must survive a crash is: about 100 bytes a line with its prefix.
+void SpdlogDailyWrite(benchmark::State& state) {
+  const std::string folder = BenchFolder("spdlog");
+  auto sink = std::make_shared<spdlog::sinks::daily_file_sink_st>(folder + "/bench.log", 0, 0);
+  spdlog::logger logger("bench", sink);
+  logger.flush_on(spdlog::level::trace);
+  for (auto _ : state) logger.info("bench cat 7 {}", kRaw);
+  state.SetItemsProcessed(state.iterations());
+}
+
+// Four processes writing kEvents each to one day at once: the library's writers keeping their
+// files open (argument 1), or plain O_APPEND writes of the same records to one file (0).
+void FourWriters(benchmark::State& state) {
+  constexpr int kProcesses = 4, kEvents = 2000;
+  const bool library = state.range(0) != 0;
+  const std::string folder = BenchFolder(library ? "four-library" : "four-append");
+  const std::string record =
+      "UNK=1234567890\r\nDAT=2024-03-05 10:00:00\r\nSRC=bench\r\nTYP=4\r\nCAT=cat\r\nEID=7\r\n"
+      "USR=user\r\nCOM=host\r\nSVR=\r\nDTP=0\r\nRWD=" +
+      kRaw + "\r\nEND=-----------------------\r\n";
+  auto write_events = [&] {
+    if (!library) {
+      const int fd =
+          ::open((folder + "/BENCH.ZLG").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+      for (int k = 0; k < kEvents; ++k) {
+        if (::write(fd, record.data(), record.size()) != static_cast<ssize_t>(record.size())) {
+          return false;
+        }
+      }
+      return ::close(fd) == 0;
+    }
+    kiv::KivLog log;
+    const int32_t id = log.EventLogOpen(u"BENCH", kiv::FromUtf8(folder), kiv::ELOF_OPENALWAYS, 0,
+                                        u"host", u"user");
+    log.EventLogOptions(id, kiv::KIVLIOPT_KEEPOPEN);
+    const kiv::String raw = kiv::FromUtf8(kRaw);
+    for (int k = 0; k < kEvents; ++k) {
+      if (log.EventLogWrite(id, u"bench", raw, kiv::RWDT_ASCII, kiv::EVENTLOG_INFORMATION_TYPE,
+                            u"cat", 7)) {
+        return false;
+      }
+    }
+    return true;
+  };
+  for (auto _ : state) {
+    pid_t pids[kProcesses];
+    for (pid_t& pid : pids) {
+      pid = ::fork();
+      if (pid == 0) ::_exit(write_events() ? 0 : 1);
+    }
+    bool failed = false;
+    for (pid_t pid : pids) {
+      int status = 0;
+      failed |= pid < 0 || ::waitpid(pid, &status, 0) != pid || !WIFEXITED(status) ||
+                WEXITSTATUS(status) != 0;
+    }
+    if (failed) {
+      state.SkipWithError("a writer failed");
+      break;
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * kProcesses * kEvents);
+}
+
 void ReadBackLastPage(benchmark::State& state) {
   const int events = static_cast<int>(state.range(0));
   kiv::KivLog log;
@@ -206,6 +275,8 @@ void GrepCount(benchmark::State& state) {
 
 BENCHMARK(LibraryWrite)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BaselineWrite)->Unit(benchmark::kMicrosecond);
+BENCHMARK(SpdlogDailyWrite)->Unit(benchmark::kMicrosecond);
+BENCHMARK(FourWriters)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(ThousandWrites)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(ReadBackLastPage)->Arg(10000)->Arg(1000000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(FilteredWalk)->Arg(100000)->Unit(benchmark::kMillisecond);
@@ -222,6 +293,11 @@ int main(int argc, char** argv) {
       {{"a write against the same system calls by hand", "LibraryWrite/0", "BaselineWrite", 1.3},
        {"a write keeping the files open against one opening them", "LibraryWrite/1",
         "LibraryWrite/0", 0.5},
+       {"a write keeping the files open against spdlog's daily file flushed per message",
+        "LibraryWrite/1", "SpdlogDailyWrite", 3.0},
+       {"4 processes writing with kept files against 4 appending the same records (at most 2: "
+        "half their events per second)",
+        "FourWriters/1/real_time", "FourWriters/0/real_time", 2.0},
        {"a batch of 1,000 events against 1,000 single writes", "ThousandWrites/1",
         "ThousandWrites/0", 0.1},
        {"the last page of a 1,000,000-event day against a 10,000-event one",
