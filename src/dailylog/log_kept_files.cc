@@ -55,8 +55,6 @@ void NoteFolder(KeptFiles& kept, const FileStamp& folder, const FileStamp& index
   kept.folder_settled = folder.size >= 0 && folder.changed != 0 && folder.changed < index.changed;
 }
 
-}  // namespace
-
 // Under the turnstile: whether the kept files are still the day's, and their sizes now (in
 // kept.files) and whether those are the sizes this writer left.
 enum class KeptState { kGone, kChanged, kUnchanged };
@@ -77,6 +75,8 @@ KeptState CheckKept(KeptFiles& kept, const LogPaths& paths) {
   return index.size == kept.index.size && data.size == kept.data.size ? KeptState::kUnchanged
                                                                       : KeptState::kChanged;
 }
+
+}  // namespace
 
 bool LockKeptFiles(OpenLogEntry& log, bool single) {
   KivLogInfo& info = *log.info;
