@@ -20,7 +20,8 @@ import sys
 HERE = pathlib.Path(__file__).resolve().parent
 DEFAULT_BASELINE = HERE / "baseline.txt"
 ALLOWED = 1.05  # a ratio may grow by 5% before the line is missed,
-ROUNDING = 0.005  # and by half the last digit printed, which small ratios are mostly made of
+ROUNDING = 0.01  # and by the last digit printed (both values are rounded to it), which
+# small ratios are mostly made of
 COLOUR = re.compile(r"\x1b\[[0-9;]*m")  # the console reporter's colours, even into a file
 # "what: measured / baseline = 1.23 (...)", or a measure of its own: "what = 11.4 MB (...)".
 LINE = re.compile(r"^(?:target|ratio): (?P<what>.*?)(?:: \S+ / \S+)? = (?P<ratio>[0-9.]+)")
