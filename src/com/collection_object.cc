@@ -6,7 +6,6 @@
 #include "com/typelib.h"
 #include "com/wrappers.h"
 #include "kivdbxt/collection.h"
-#include "kivdbxt/error.h"
 
 namespace kiv::com {
 namespace {
@@ -84,41 +83,10 @@ class CollectionObject : public AutomationObject<_Collection, Collection> {
   }
 };
 
-// The error recorded last by the calling thread, read at each call.
-class LastErrorObject : public AutomationObject<_LastError, Object> {
- public:
-  LastErrorObject() : AutomationObject(std::make_shared<Object>()) {}
-
-  HRESULT STDMETHODCALLTYPE get_Number(LONG* ret) override {
-    return Out(ret, LastErrorRecord().Number);
-  }
-  HRESULT STDMETHODCALLTYPE get_Source(BSTR* ret) override {
-    return Out(ret, LastErrorRecord().Source);
-  }
-  HRESULT STDMETHODCALLTYPE get_Description(BSTR* ret) override {
-    return Out(ret, LastErrorRecord().Description);
-  }
-  HRESULT STDMETHODCALLTYPE get_HelpFile(BSTR* ret) override {
-    return Out(ret, LastErrorRecord().HelpFile);
-  }
-  HRESULT STDMETHODCALLTYPE get_HelpContext(BSTR* ret) override {
-    return Out(ret, LastErrorRecord().HelpContext);
-  }
-  HRESULT STDMETHODCALLTYPE get_LastDllError(LONG* ret) override {
-    return Out(ret, LastErrorRecord().LastDllError);
-  }
-  HRESULT STDMETHODCALLTYPE Clear() override {
-    ClearLastError();
-    return S_OK;
-  }
-};
-
 }  // namespace
 
 IDispatch* WrapCollection(std::shared_ptr<Collection> collection) {
   return static_cast<_Collection*>(new CollectionObject(std::move(collection)));
 }
-
-IDispatch* MakeLastError() { return static_cast<_LastError*>(new LastErrorObject()); }
 
 }  // namespace kiv::com
