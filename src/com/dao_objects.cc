@@ -228,6 +228,6 @@ IDispatch* WrapDao(const std::shared_ptr<Object>& object) {
 }
 
 // The engine of the calling thread, as DAO's DBEngine is one per process.
-IDispatch* MakeEngine() { return WrapDao(dao::DBEngine::ForThread()); }
+IDispatch* MakeEngine() { return Wrap(dao::DBEngine::ForThread()); }
 
 }  // namespace kiv::com

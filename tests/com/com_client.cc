@@ -251,6 +251,100 @@ class Sink : public IDispatch {
   ULONG refs_ = 0;
 };
 
+IUnknown* IdentityOf(IUnknown* object) {
+  IUnknown* identity = nullptr;
+  if (object != nullptr) object->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity));
+  if (identity != nullptr) identity->Release();  // compared only, while the object lives
+  return identity;
+}
+
+// COM's identity rules on KivLogFile: from each of its interfaces every other is reached and
+// the same IUnknown; its connection point is an object of its own, found again through
+// EnumConnectionPoints, listing its connections; one library object is one COM object.
+void CheckIdentity() {
+  _KivLogFile* log = nullptr;
+  if (FAILED(CoCreateInstance(CLSID_KivLogFile, nullptr, CLSCTX_INPROC_SERVER, IID__KivLogFile,
+                              reinterpret_cast<void**>(&log)))) {
+    Check(false, "CoCreateInstance(KivLogFile)");
+    return;
+  }
+  IUnknown* identity = IdentityOf(log);
+  const IID* iids[] = {&IID__KivLogFile, &IID_IDispatch, &IID_IConnectionPointContainer,
+                       &IID_IProvideClassInfo, &IID_IProvideClassInfo2};
+  int answered = 0, expected = 0;
+  for (const IID* from : iids) {
+    IUnknown* a = nullptr;
+    log->QueryInterface(*from, reinterpret_cast<void**>(&a));
+    for (const IID* to : iids) {
+      IUnknown* b = nullptr;
+      ++expected;
+      if (a != nullptr && SUCCEEDED(a->QueryInterface(*to, reinterpret_cast<void**>(&b))) &&
+          IdentityOf(b) == identity) {
+        ++answered;
+      }
+      if (b != nullptr) b->Release();
+    }
+    if (a != nullptr) a->Release();
+  }
+  Check(answered == expected, "KivLogFile's interfaces reach each other with one IUnknown: " +
+                                  std::to_string(answered) + " of " + std::to_string(expected));
+  void* none = &answered;
+  Check(log->QueryInterface(IID_IConnectionPoint, &none) == E_NOINTERFACE && none == nullptr,
+        "an interface the object lacks: E_NOINTERFACE, the pointer cleared");
+
+  IConnectionPointContainer* container = nullptr;
+  IConnectionPoint *point = nullptr, *listed[2] = {};
+  IEnumConnectionPoints* points = nullptr;
+  log->QueryInterface(IID_IConnectionPointContainer, reinterpret_cast<void**>(&container));
+  ULONG fetched = 0;
+  if (container == nullptr || FAILED(container->FindConnectionPoint(DIID___KivLogFile, &point)) ||
+      FAILED(container->EnumConnectionPoints(&points))) {
+    Check(false, "the connection points of KivLogFile");
+  } else {
+    IConnectionPointContainer* back = nullptr;
+    point->GetConnectionPointContainer(&back);
+    IUnknown* own = nullptr;
+    point->QueryInterface(IID_IConnectionPoint, reinterpret_cast<void**>(&own));
+    Check(own != nullptr && IdentityOf(point) != identity && IdentityOf(back) == identity,
+          "the connection point: an object of its own, whose container is the log");
+    Check(points->Next(2, listed, &fetched) == S_FALSE && fetched == 1 &&
+              IdentityOf(listed[0]) == IdentityOf(point),
+          "EnumConnectionPoints lists the one connection point: " + std::to_string(fetched));
+    Sink sink;
+    DWORD cookie = 0;
+    point->Advise(&sink, &cookie);
+    IEnumConnections* connections = nullptr;
+    CONNECTDATA data[2] = {};
+    fetched = 0;
+    if (SUCCEEDED(point->EnumConnections(&connections))) connections->Next(2, data, &fetched);
+    Check(fetched == 1 && data[0].dwCookie == cookie && IdentityOf(data[0].pUnk) == &sink,
+          "EnumConnections lists the advised sink");
+    if (fetched == 1) data[0].pUnk->Release();
+    if (connections != nullptr) connections->Release();
+    point->Unadvise(cookie);
+    Check(sink.refs() == 0, "the enumerations and Unadvise release the sink");
+    for (IUnknown* held : {static_cast<IUnknown*>(back), own, static_cast<IUnknown*>(listed[0])})
+      if (held != nullptr) held->Release();
+  }
+  for (IUnknown* held : {static_cast<IUnknown*>(points), static_cast<IUnknown*>(point),
+                         static_cast<IUnknown*>(container)})
+    if (held != nullptr) held->Release();
+  log->Release();
+
+  _KivLogInfo* info = nullptr;
+  _Collection *first = nullptr, *second = nullptr;
+  if (SUCCEEDED(CoCreateInstance(CLSID_KivLogInfo, nullptr, CLSCTX_INPROC_SERVER, IID__KivLogInfo,
+                                 reinterpret_cast<void**>(&info)))) {
+    info->get_LogData(&first);
+    info->get_LogData(&second);
+    info->Release();
+  }
+  Check(first != nullptr && IdentityOf(first) == IdentityOf(second),
+        "a property read twice gives the same object");
+  if (first != nullptr) first->Release();
+  if (second != nullptr) second->Release();
+}
+
 // EventLogChanged reaches every advised sink once per report, with EvUnk, EvType and EvId, and
 // stops reaching a sink that unadvised. The database log is also read back early bound.
 void CheckEvents() {
@@ -364,6 +458,7 @@ int main() {
     library->Release();
   }
   CheckEarlyBinding();
+  CheckIdentity();
   CheckEvents();
   CoUninitialize();
   std::printf("%d passed, %d failed\n", passed, failed);
