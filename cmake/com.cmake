@@ -40,7 +40,7 @@ target_link_libraries(kivdbxt PRIVATE ole32 oleaut32 uuid advapi32)
 if(KIV_BUILD_TESTS)
   add_executable(kiv_com_client ${PROJECT_SOURCE_DIR}/tests/com/com_client.cc)
   add_dependencies(kiv_com_client kivdbxt_typelib)
-  target_include_directories(kiv_com_client PRIVATE ${KIV_COM_GEN})
+  target_include_directories(kiv_com_client PRIVATE ${KIV_COM_GEN} ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(kiv_com_client PRIVATE kivdbxt ole32 oleaut32 uuid)
   set_target_properties(kiv_com_client PROPERTIES RUNTIME_OUTPUT_DIRECTORY
                                                   $<TARGET_FILE_DIR:kivdbxt>)

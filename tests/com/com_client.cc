@@ -1,22 +1,17 @@
 // A compiled client of the automation server: reads the registered type library and checks it
 // against the library's class table (identifiers, names, _QvDbXt's order, the events interface),
 // then binds early through widl's header and calls KivLog through its vtable.
-#include <windows.h>
-// <windows.h> first: the COM headers need its types; initguid makes this file define the
-// identifiers of widl's header.
+// The server's view of the system headers, without the macros that carry the library's names.
+#include "com/system.h"
+// initguid makes this file define the identifiers of widl's header.
 #include <initguid.h>
 #include <kivdbxt/class_table.h>
-#include <ocidl.h>
+#include <kivdbxt/constants.h>
+#include <kivdbxt/error.h>
 
 #include <cstdio>
 #include <string>
 #include <vector>
-
-// <windows.h> maps these names to their ANSI functions; here they are KivLogFile's members.
-#undef BackupEventLog
-#undef OpenEventLog
-#undef ReadEventLog
-#undef ReportEvent
 
 #include "com/typelib.h"
 
@@ -149,6 +144,58 @@ void CheckQvDbXtOrder(ITypeLib* library) {
   info->ReleaseTypeAttr(attr);
   info->Release();
   Check(order == expected, "_QvDbXt order: " + order);
+}
+
+// The library's enumerations in the type library, each member by name and value as the
+// library's own constants have them.
+void CheckEnums(ITypeLib* library) {
+#define KIV_MEMBER(name) (std::string(#name "=") + std::to_string(kiv::name) + " ")
+  const std::vector<std::pair<std::string, std::string>> expected = {
+      {"KivLogType", KIV_MEMBER(EVENTLOG_SUCCESS) + KIV_MEMBER(EVENTLOG_ERROR_TYPE) +
+                         KIV_MEMBER(EVENTLOG_WARNING_TYPE) + KIV_MEMBER(EVENTLOG_INFORMATION_TYPE) +
+                         KIV_MEMBER(EVENTLOG_AUDIT_SUCCESS) + KIV_MEMBER(EVENTLOG_AUDIT_FAILURE)},
+      {"RawDataTypeConst", KIV_MEMBER(RWDT_ASCII) + KIV_MEMBER(RWDT_BINARY)},
+      {"QvDbXtConst", KIV_MEMBER(DEFAULTTEXTLEN)},
+      {"KivLogWrapping", KIV_MEMBER(KLFWM_OVERWRITEASNEEDED) + KIV_MEMBER(KLFWM_OVERWRITEOLDER) +
+                             KIV_MEMBER(KLFWM_DONTOVERWRITE)},
+      {"ReadEventLogFlags", KIV_MEMBER(ELREF_FIRST) + KIV_MEMBER(ELREF_NEXT) +
+                                KIV_MEMBER(ELREF_LAST) + KIV_MEMBER(ELREF_COUNT) +
+                                KIV_MEMBER(ELREF_ABSOLUTE)},
+      {"ReservedConst", KIV_MEMBER(ELRC_BACKUPCURRENTREC) + KIV_MEMBER(ELRC_BACKUPASTEXT)},
+      {"EventLogOpen_Mode", KIV_MEMBER(ELOF_OPEN_EXISTING) + KIV_MEMBER(ELOF_CREATE_NEW) +
+                                KIV_MEMBER(ELOF_CREATE_ALWAYS) + KIV_MEMBER(ELOF_OPENALWAYS) +
+                                KIV_MEMBER(ELOF_BACKUP_IFEXISTS)},
+      {"KivLogInfo_Options", KIV_MEMBER(KIVLIOPT_DONTCHANGEFILE) + KIV_MEMBER(KIVLIOPT_UTF8) +
+                                 KIV_MEMBER(KIVLIOPT_KEEPOPEN)},
+      {"LOGFILTERFLAGS", KIV_MEMBER(LGFF_CHECKDATE) + KIV_MEMBER(LGFF_CHECKTYPE) +
+                             KIV_MEMBER(LGFF_CHECKCATEGORY) + KIV_MEMBER(LGFF_CHECKID) +
+                             KIV_MEMBER(LGFF_CHECKUSER) + KIV_MEMBER(LGFF_CHECKCOMPUTER) +
+                             KIV_MEMBER(LGFF_CHECKSOURCE) + KIV_MEMBER(LGFF_CHECKSERVER) +
+                             KIV_MEMBER(LGFF_CHECKRAWDATA)},
+      {"SetErrorFlags",
+       KIV_MEMBER(SETERR_APPENDSYSMSG) + KIV_MEMBER(SETERR_PASSTHROUGH) + KIV_MEMBER(SETERR_NOERR)},
+  };
+#undef KIV_MEMBER
+  for (const auto& [name, members] : expected) {
+    std::wstring wide(name.begin(), name.end());
+    ITypeInfo* info = nullptr;
+    MEMBERID id = 0;
+    USHORT found = 1;
+    TYPEATTR* attr = nullptr;
+    std::string got;
+    if (SUCCEEDED(library->FindName(wide.data(), 0, &info, &id, &found)) && found == 1 &&
+        SUCCEEDED(info->GetTypeAttr(&attr))) {
+      for (UINT i = 0; attr->typekind == TKIND_ENUM && i < attr->cVars; ++i) {
+        VARDESC* var = nullptr;
+        if (FAILED(info->GetVarDesc(i, &var))) continue;
+        got += NameOf(info, var->memid) + "=" + std::to_string(var->lpvarValue->lVal) + " ";
+        info->ReleaseVarDesc(var);
+      }
+      info->ReleaseTypeAttr(attr);
+    }
+    if (info != nullptr) info->Release();
+    Check(got == members, name + " in the type library: " + got);
+  }
 }
 
 // An optional Long parameter keeps its default in the type library (EventLogOpenEx's Mode: 3).
@@ -455,6 +502,7 @@ int main() {
     CheckEvents(library);
     CheckQvDbXtOrder(library);
     CheckDefaults(library);
+    CheckEnums(library);
     library->Release();
   }
   CheckEarlyBinding();
