@@ -78,12 +78,14 @@ class CollectionObject : public AutomationObject<_Collection, Collection> {
     if (ret == nullptr) return E_POINTER;
     std::vector<Variant> items;
     for (int32_t i = 1; i <= self().Count(); ++i) items.push_back(self().Item(Variant(i)));
-    *ret = new Enumerator(std::move(items));
+    *ret = EnumerateVariants(std::move(items));
     return S_OK;
   }
 };
 
 }  // namespace
+
+IUnknown* EnumerateVariants(std::vector<Variant> items) { return new Enumerator(std::move(items)); }
 
 IDispatch* WrapCollection(std::shared_ptr<Collection> collection) {
   return static_cast<_Collection*>(new CollectionObject(std::move(collection)));

@@ -83,12 +83,14 @@ class SimpleUnknown : public Interface {
 template <class Interface, class T>
 class AutomationObject : public Interface, public IKivObject {
  public:
-  explicit AutomationObject(std::shared_ptr<T> target) : target_(std::move(target)) {
+  // identity: what the object is found again by (FindWrapper), by default its target.
+  explicit AutomationObject(std::shared_ptr<T> target, const void* identity = nullptr)
+      : target_(std::move(target)), identity_(identity != nullptr ? identity : target_.get()) {
     ++LiveObjects();
-    RememberWrapper(target_.get(), this);
+    RememberWrapper(identity_, this);
   }
   virtual ~AutomationObject() {
-    ForgetWrapper(target_.get(), this);
+    ForgetWrapper(identity_, this);
     --LiveObjects();
   }
   AutomationObject(const AutomationObject&) = delete;
@@ -163,6 +165,7 @@ class AutomationObject : public Interface, public IKivObject {
   std::shared_ptr<T> target_;
 
  private:
+  const void* identity_;
   std::atomic<ULONG> refs_{1};
 };
 
