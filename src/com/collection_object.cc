@@ -1,6 +1,7 @@
 // The automation face of the library's Collection, with the enumerator For Each uses.
 #include <vector>
 
+#include "com/enumerator.h"
 #include "com/members.h"
 #include "com/system.h"
 #include "com/typelib.h"
@@ -9,42 +10,6 @@
 
 namespace kiv::com {
 namespace {
-
-// Enumerates a snapshot of the collection's items taken when the enumeration starts, as the
-// run time's collections do for For Each.
-class Enumerator : public SimpleUnknown<IEnumVARIANT> {
- public:
-  explicit Enumerator(std::vector<Variant> items) : items_(std::move(items)) {}
-
-  HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* out, ULONG* fetched) override {
-    if (out == nullptr) return E_POINTER;
-    ULONG done = 0;
-    for (; done < count && next_ < items_.size(); ++done) ToVariant(items_[next_++], &out[done]);
-    if (fetched != nullptr) *fetched = done;
-    return done == count ? S_OK : S_FALSE;
-  }
-  HRESULT STDMETHODCALLTYPE Skip(ULONG count) override {
-    next_ += count;
-    if (next_ <= items_.size()) return S_OK;
-    next_ = items_.size();
-    return S_FALSE;
-  }
-  HRESULT STDMETHODCALLTYPE Reset() override {
-    next_ = 0;
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE Clone(IEnumVARIANT** out) override {
-    if (out == nullptr) return E_POINTER;
-    auto* copy = new Enumerator(items_);
-    copy->next_ = next_;
-    *out = copy;
-    return S_OK;
-  }
-
- private:
-  std::vector<Variant> items_;
-  size_t next_ = 0;
-};
 
 class CollectionObject : public AutomationObject<_Collection, Collection> {
  public:
@@ -85,7 +50,9 @@ class CollectionObject : public AutomationObject<_Collection, Collection> {
 
 }  // namespace
 
-IUnknown* EnumerateVariants(std::vector<Variant> items) { return new Enumerator(std::move(items)); }
+IUnknown* EnumerateVariants(std::vector<Variant> items) {
+  return new SnapshotEnumerator<IEnumVARIANT, Variant, VARIANT>(std::move(items));
+}
 
 IDispatch* WrapCollection(std::shared_ptr<Collection> collection) {
   return static_cast<_Collection*>(new CollectionObject(std::move(collection)));

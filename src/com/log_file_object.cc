@@ -1,10 +1,10 @@
 // The automation face of KivLogFile: its dual interface and the source of EventLogChanged
 // (IConnectionPointContainer with one connection point, IProvideClassInfo2).
 
-#include <algorithm>
 #include <map>
 #include <vector>
 
+#include "com/enumerator.h"
 #include "com/members.h"
 #include "com/system.h"
 #include "com/typelib.h"
@@ -26,53 +26,6 @@ void CopyRecord(const kiv::LOGRECORDTYPE& from, ::LOGRECORDTYPE* to) {
   to->EvServer = ToBstr(from.EvServer);
   to->EvRawData = ToBstr(from.EvRawData);
 }
-
-// A snapshot of connection points or connections, for EnumConnectionPoints and
-// EnumConnections: each item is held (AddRef'ed) while the enumerator lives and handed out with
-// a reference of its own.
-inline IUnknown* Held(IConnectionPoint* point) { return point; }
-inline IUnknown* Held(const CONNECTDATA& connection) { return connection.pUnk; }
-
-template <class IEnum, class Item>
-class SnapshotEnumerator : public SimpleUnknown<IEnum> {
- public:
-  explicit SnapshotEnumerator(std::vector<Item> items) : items_(std::move(items)) {
-    for (const Item& item : items_) Held(item)->AddRef();
-  }
-  ~SnapshotEnumerator() override {
-    for (const Item& item : items_) Held(item)->Release();
-  }
-
-  HRESULT STDMETHODCALLTYPE Next(ULONG count, Item* out, ULONG* fetched) override {
-    if (out == nullptr) return E_POINTER;
-    ULONG done = 0;
-    for (; done < count && next_ < items_.size(); ++done) {
-      out[done] = items_[next_++];
-      Held(out[done])->AddRef();
-    }
-    if (fetched != nullptr) *fetched = done;
-    return done == count ? S_OK : S_FALSE;
-  }
-  HRESULT STDMETHODCALLTYPE Skip(ULONG count) override {
-    next_ = std::min(items_.size(), next_ + count);
-    return next_ < items_.size() || count == 0 ? S_OK : S_FALSE;
-  }
-  HRESULT STDMETHODCALLTYPE Reset() override {
-    next_ = 0;
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE Clone(IEnum** out) override {
-    if (out == nullptr) return E_POINTER;
-    auto* copy = new SnapshotEnumerator(items_);
-    copy->next_ = next_;
-    *out = copy;
-    return S_OK;
-  }
-
- private:
-  std::vector<Item> items_;
-  size_t next_ = 0;
-};
 
 class LogFileObject : public AutomationObject<_KivLogFile, KivLogFile>,
                       public IConnectionPointContainer,
@@ -242,7 +195,8 @@ class LogFileObject : public AutomationObject<_KivLogFile, KivLogFile>,
   // --- IConnectionPointContainer: one connection point, __KivLogFile --------------------------
   HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints** out) override {
     if (out == nullptr) return E_POINTER;
-    *out = new SnapshotEnumerator<IEnumConnectionPoints, IConnectionPoint*>({&point_});
+    *out = new SnapshotEnumerator<IEnumConnectionPoints, IConnectionPoint*, IConnectionPoint*>(
+        {&point_});
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID iid, IConnectionPoint** out) override {
@@ -358,7 +312,8 @@ class LogFileObject : public AutomationObject<_KivLogFile, KivLogFile>,
       if (out == nullptr) return E_POINTER;
       std::vector<CONNECTDATA> connections;
       for (auto& [cookie, sink] : sinks_) connections.push_back({sink, cookie});
-      *out = new SnapshotEnumerator<IEnumConnections, CONNECTDATA>(std::move(connections));
+      *out = new SnapshotEnumerator<IEnumConnections, CONNECTDATA, CONNECTDATA>(
+          std::move(connections));
       return S_OK;
     }
 
