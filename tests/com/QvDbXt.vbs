@@ -16,7 +16,6 @@ Set qv = CreateObject("KivDbXtOle.QvDbXt")
 Set lastErr = CreateObject("KivDbXtOle.LastError")
 
 Set db = engine.CreateDatabase(folder & "\blobs.mdb", ";LANGID=0x0409;CP=1252;COUNTRY=0")
-Check Not db Is Nothing, "DBEngine.CreateDatabase"
 ' The table made through DAO's TableDef, Field and Index, and read back through the collections.
 Dim td, idx, f, names
 Set td = db.CreateTableDef("T")
