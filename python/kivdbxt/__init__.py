@@ -141,6 +141,9 @@ def _enter(self):
     return self
 
 
+_enter.__name__ = _enter.__qualname__ = "__enter__"
+
+
 @_method(KivLogFile, "__exit__")
 def _close_log(self, *exc):
     """Closes the log at the end of a with block (CloseEventLog)."""
