@@ -19,9 +19,12 @@ std::optional<Statement> KeysetStatement(Connection& conn, StringView sql,
                                          std::vector<ColumnDef>& columns) {
   const auto shape = SingleTableQuery(sql);
   if (!shape) return std::nullopt;
-  schema = conn.Schema(shape->table);
-  Statement keyset(conn.Db(), Utf8(u"SELECT " + FromUtf8(QuoteName(schema->name)) + u".rowid, " +
-                                   shape->select_list + u" FROM " + shape->after_from));
+  // On a server, a table the model did not make has no row id: its queries are snapshots.
+  schema = conn.Db()->OwnCatalog() ? conn.FindSchema(shape->table) : conn.Schema(shape->table);
+  if (!schema) return std::nullopt;
+  Statement keyset(conn.Db(), Utf8(u"SELECT " + FromUtf8(QuoteName(schema->name)) + u"." +
+                                   FromUtf8(conn.Db()->RowIdName()) + u", " + shape->select_list +
+                                   u" FROM " + shape->after_from));
   for (int i = 1; i < keyset.ColumnCount(); ++i) {
     std::string table, origin;
     const bool plain = keyset.Raw().ColumnOrigin(i, table, origin);
@@ -357,7 +360,7 @@ int64_t RecordsetCore::WriteRow() {
     for (size_t k = 0; k < cols.size(); ++k) {
       sql += (k ? ", " : "") + QuoteName(columns[cols[k]].name) + " = ?";
     }
-    sql += " WHERE rowid = ?";
+    sql += std::string(" WHERE ") + conn->Db()->RowIdName() + " = ?";
   }
   Statement& write = conn->Prepared(sql);
   for (size_t k = 0; k < cols.size(); ++k) {
@@ -406,7 +409,8 @@ void RecordsetCore::Delete() {
   RequireRow();
   DropEdit();
   conn->BeforeWrite();
-  Statement& del = conn->Prepared("DELETE FROM " + QuoteName(schema->name) + " WHERE rowid = ?1");
+  Statement& del = conn->Prepared("DELETE FROM " + QuoteName(schema->name) + " WHERE " +
+                                  conn->Db()->RowIdName() + " = ?1");
   del.BindInt(1, row.rowid);
   del.Run();
   nav->Deleted();

@@ -153,6 +153,13 @@ class Connection {
   virtual void SetDurability(Durability durability, bool journal) = 0;
   // The name of the hidden column that identifies a row (what a bookmark holds).
   virtual const char* RowIdName() const = 0;
+  // What follows a key in ORDER BY so that Nulls come first in ascending order and last in
+  // descending order, as Jet orders them.
+  virtual const char* NullsOrder(bool descending) const = 0;
+  // True when the model keeps its tables' DAO types, sizes and indexes in a catalog table of its
+  // own (a server, whose names and types cannot carry them), false when the database's own
+  // schema holds them.
+  virtual bool OwnCatalog() const = 0;
   // The database's name as messages show it (a file's full path; never a password).
   virtual std::string FileName() const = 0;
 };

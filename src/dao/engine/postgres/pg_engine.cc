@@ -146,6 +146,10 @@ class PgConnection : public Connection {
                                            : "SET synchronous_commit = on");
   }
   const char* RowIdName() const override { return "kiv_rowid"; }
+  const char* NullsOrder(bool descending) const override {
+    return descending ? " NULLS LAST" : " NULLS FIRST";
+  }
+  bool OwnCatalog() const override { return true; }
   std::string FileName() const override { return shown_; }
 
  private:

@@ -273,6 +273,8 @@ class SqliteConnection : public Connection {
                                            : "PRAGMA synchronous=FULL");
   }
   const char* RowIdName() const override { return "rowid"; }
+  const char* NullsOrder(bool) const override { return ""; }  // SQLite's own order
+  bool OwnCatalog() const override { return false; }
   std::string FileName() const override {
     const char* f = sqlite3_db_filename(db_, "main");
     return f ? f : "";
