@@ -5,6 +5,7 @@
 #include "dblog/log_connections.h"
 #include "dblog/log_parms.h"
 #include "dblog/log_schema.h"
+#include "dblog/log_store.h"
 #include "dblog/log_sync.h"
 #include "dblog/log_transaction.h"
 #include "frame/error.h"
@@ -159,7 +160,8 @@ bool KivLogFile::CreateEventLog(const String& sFileName, int32_t lMaxRecords, in
   return Guard(
       u"KivLogFile.CreateEventLog", true,
       [&] {
-        if (FileExists(sFileName)) RaiseLibrary(u"Il file " + sFileName + u" esiste già.");
+        if (LogExists(sFileName))
+          RaiseLibrary(u"Il file " + ShownLogName(sFileName) + u" esiste già.");
         CloseLog(true);
         read_only_ = false;
         file_name_ = sFileName;
@@ -182,7 +184,7 @@ bool KivLogFile::CreateEventLog(const String& sFileName, int32_t lMaxRecords, in
       [&] {
         keep_alive_ = false;
         CloseLog(true);
-        if (created) RemoveFile(sFileName);
+        if (created) RemoveLog(sFileName);
       });
 }
 

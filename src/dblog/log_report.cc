@@ -182,7 +182,7 @@ bool KivLogFile::Trim(int32_t Records, int32_t Days, const String& SubSet) {
     Records = -1;
     Days = 0;
     purge_rs_ = db_->OpenRecordset(
-        String(u"select * from ") + kEventsTable + u" " + SubSet + u" order by " + kDateIndex,
+        String(u"select * from ") + kEventsTable + u" " + SubSet + u" order by " + DateOrder(*db_),
         dao::dbOpenDynaset, 0, dao::dbOptimistic);
     rs = purge_rs_;
   } else {
