@@ -378,6 +378,7 @@ int64_t RecordsetCore::WriteRow() {
     sql += std::string(" WHERE ") + conn->Db()->RowIdName() + " = ?";
   }
   Statement& write = conn->Prepared(sql);
+  const bool in_place = conn->Db()->BlobsWrittenInPlace();
   for (size_t k = 0; k < cols.size(); ++k) {
     const Pending& p = pending[cols[k]];
     const int16_t t = columns[cols[k]].type;
@@ -385,6 +386,9 @@ int64_t RecordsetCore::WriteRow() {
       BindStored(write, static_cast<int>(k + 1), t, p.value);
     } else if (t == dbMemo) {
       BindStored(write, static_cast<int>(k + 1), t, Variant(BytesToString(p.chunks.All())));
+    } else if (!in_place) {
+      const std::vector<uint8_t> all = p.chunks.All();
+      write.BindBlob(static_cast<int>(k + 1), all.data(), all.size());
     } else {
       write.BindZeroBlob(static_cast<int>(k + 1), static_cast<int64_t>(p.chunks.Size()));
     }
@@ -394,7 +398,7 @@ int64_t RecordsetCore::WriteRow() {
   const int64_t rowid = edit_mode == dbEditAdd ? conn->Db()->LastInsertId() : row.rowid;
   for (int c : cols) {
     const Pending& p = pending[c];
-    if (p.chunked && columns[c].type != dbMemo && p.chunks.Size() > 0) {
+    if (in_place && p.chunked && columns[c].type != dbMemo && p.chunks.Size() > 0) {
       loader->WriteChunks(rowid, c, p.chunks);
     }
   }

@@ -25,11 +25,8 @@ class ClockScope {
 };
 
 // Runs on either engine: the name of a log is a file or a server URI.
-class KivLogFileTest : public testing::TestWithParam<kivtest::Db> {
+class KivLogFileTest : public kivtest::OnBothEngines {
  protected:
-  void SetUp() override {
-    if (!dbs.Available()) GTEST_SKIP() << "no test server: run through ctest";
-  }
   void CreateOpen(int32_t max_records, int32_t wrapping, bool keep_alive = false) {
     ASSERT_FALSE(log.CreateEventLog(file, max_records, wrapping))
         << ToUtf8(LastErrorRecord().Description);

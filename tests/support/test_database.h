@@ -54,6 +54,15 @@ class TestDatabases {
   Db engine_;
 };
 
+// The fixture of a suite run on both engines (the test's parameter), skipped on PostgreSQL
+// outside CTest.
+class OnBothEngines : public testing::TestWithParam<Db> {
+ protected:
+  void SetUp() override {
+    if (!TestDatabases(GetParam()).Available()) GTEST_SKIP() << "no test server: run through ctest";
+  }
+};
+
 }  // namespace kivtest
 
 // The suite's engines; a suite names its parameterised fixture.

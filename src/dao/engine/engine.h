@@ -160,6 +160,9 @@ class Connection {
   // own (a server, whose names and types cannot carry them), false when the database's own
   // schema holds them.
   virtual bool OwnCatalog() const = 0;
+  // True when a long value is best written in place through a Blob after a zero-filled insert;
+  // false when every slice written rewrites the value, so that it goes whole with its row.
+  virtual bool BlobsWrittenInPlace() const = 0;
   // The database's name as messages show it (a file's full path; never a password).
   virtual std::string FileName() const = 0;
 };

@@ -150,6 +150,7 @@ class PgConnection : public Connection {
     return descending ? " NULLS LAST" : " NULLS FIRST";
   }
   bool OwnCatalog() const override { return true; }
+  bool BlobsWrittenInPlace() const override { return false; }
   std::string FileName() const override { return shown_; }
 
  private:

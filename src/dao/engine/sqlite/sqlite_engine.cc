@@ -275,6 +275,7 @@ class SqliteConnection : public Connection {
   const char* RowIdName() const override { return "rowid"; }
   const char* NullsOrder(bool) const override { return ""; }  // SQLite's own order
   bool OwnCatalog() const override { return false; }
+  bool BlobsWrittenInPlace() const override { return true; }
   std::string FileName() const override {
     const char* f = sqlite3_db_filename(db_, "main");
     return f ? f : "";
