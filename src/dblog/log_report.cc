@@ -74,6 +74,8 @@ bool KivLogFile::Report(const String& Source, const String& StoredRawData, int32
                                            Source, Server, StoredRawData});
           // The record is stored: a failure to move LASTCHANGE is recorded but fails nothing.
           UpdateLastLog(unk);
+          tx.Notify(std::to_string(unk) + " " + std::to_string(EventType) + " " +
+                    std::to_string(EventId));
           tx.Commit();
         }
         in_use_.Step(false);

@@ -3,6 +3,11 @@
 #include "kivdbxt/dao.h"
 
 namespace kiv {
+namespace {
+
+constexpr const char* kWritersLock = "kivlog";
+
+}  // namespace
 
 LogTransaction::LogTransaction(dao::Database& db) : conn_(db.Connection()) {
   // Inside the report's transaction a purge or a parameter write is part of it: its failure fails
@@ -11,11 +16,24 @@ LogTransaction::LogTransaction(dao::Database& db) : conn_(db.Connection()) {
   // Reads still pending would hold an older snapshot than the write lock is taken on.
   conn_->BeforeWrite();
   tx_.emplace(*conn_, "kiv_log");
+  // Writers of the log take its lock first: reports commit in the order of their ids (a follower
+  // by id never passes over one that commits late), and purges come one at a time.
+  dao::engine::Connection* engine = conn_->Db();
+  dao::detail::EngineCall(
+      engine, [&] { engine->LockWriters(kWritersLock); }, {}, true);
 }
 
 LogTransaction::~LogTransaction() {
   // A connection closed meanwhile has rolled the transaction back itself.
   if (tx_ && !conn_->IsOpen()) tx_->Abandon();
+}
+
+void LogTransaction::Notify(const std::string& payload) {
+  dao::engine::Connection* db = conn_->Db();
+  if (dao::engine::Notifier* notices = db->Notices()) {
+    dao::detail::EngineCall(
+        db, [&] { notices->Notify(kLogChannel, payload); }, {}, true);
+  }
 }
 
 void LogTransaction::Commit() {

@@ -116,6 +116,20 @@ class Blob {
   virtual void Write(const uint8_t* data, int64_t size, int64_t offset) = 0;
 };
 
+// Notices between connections of one database, delivered when the sender's transaction commits
+// (in commit order, never for a rollback). A channel belongs to the connection's schema: logs in
+// two schemas of one database never hear each other.
+class Notifier {
+ public:
+  virtual ~Notifier() = default;
+  // Sends `payload` on `channel` at the commit of the current transaction.
+  virtual void Notify(const std::string& channel, const std::string& payload) = 0;
+  // From now on this connection hears `channel` (once is enough).
+  virtual void Listen(const std::string& channel) = 0;
+  // Waits up to `timeout_ms` for notices; true when any came (all that came are taken).
+  virtual bool Wait(int timeout_ms) = 0;
+};
+
 // How commits are kept: Normal may lose the last commits on a loss of power, Full never does,
 // Rollback is Full without a write-ahead log (for file systems without shared memory).
 enum class Durability { kNormal, kFull, kRollback };
@@ -139,6 +153,12 @@ class Connection {
   // of one database wait for each other rather than deadlock.
   virtual std::string BeginWriteSql() const = 0;
   virtual bool InTransaction() const = 0;
+  // Inside a write transaction, waits for the lock of `resource` that writers of one database
+  // take first, held to the end of the transaction: their commits then come one at a time, in
+  // the order they took it. Nothing where the write transaction is already the only one.
+  virtual void LockWriters(const std::string& resource) = 0;
+  // Notices between connections; nullptr when the engine has none (a file is polled).
+  virtual Notifier* Notices() = 0;
   // The row id of the last row inserted on this connection.
   virtual int64_t LastInsertId() const = 0;
   // Rows changed by the last statement.

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "dao/engine/engine.h"
+#include "dao/engine/postgres/pg_notifier.h"
 #include "dao/engine/postgres/pg_sql.h"
 
 namespace kiv::dao::engine {
@@ -102,7 +103,8 @@ std::string DecodeBytea(const char* text) {
 
 class PgConnection : public Connection {
  public:
-  PgConnection(PGconn* conn, std::string shown) : conn_(conn), shown_(std::move(shown)) {}
+  PgConnection(PGconn* conn, std::string shown)
+      : conn_(conn), shown_(std::move(shown)), notifier_(conn) {}
   ~PgConnection() override { PQfinish(conn_); }
 
   PGconn* Handle() const { return conn_; }
@@ -122,6 +124,16 @@ class PgConnection : public Connection {
   }
   std::string BeginWriteSql() const override { return "BEGIN"; }
   bool InTransaction() const override { return PQtransactionStatus(conn_) != PQTRANS_IDLE; }
+  // An advisory lock of the transaction, keyed by the schema and the resource: writers of one
+  // log wait for each other, logs in other schemas do not.
+  void LockWriters(const std::string& resource) override {
+    const char* params[] = {resource.c_str()};
+    Checked(conn_, PQexecParams(conn_,
+                                "SELECT pg_advisory_xact_lock(hashtext(current_schema() || '/' "
+                                "|| $1))",
+                                1, nullptr, params, nullptr, nullptr, 0));
+  }
+  Notifier* Notices() override { return &notifier_; }
   int64_t LastInsertId() const override {
     Result res(PQexec(conn_, "SELECT lastval()"));
     if (PQresultStatus(res.get()) != PGRES_TUPLES_OK || PQntuples(res.get()) != 1) return 0;
@@ -159,6 +171,7 @@ class PgConnection : public Connection {
   int64_t changes_ = 0;
   int64_t statements_ = 0;
   std::map<std::pair<Oid, int>, std::pair<std::string, std::string>> origins_;
+  PgNotifier notifier_;
 };
 
 class PgStatement : public Statement {

@@ -275,6 +275,8 @@ class SqliteConnection : public Connection {
   const char* RowIdName() const override { return "rowid"; }
   const char* NullsOrder(bool) const override { return ""; }  // SQLite's own order
   bool OwnCatalog() const override { return false; }
+  void LockWriters(const std::string&) override {}  // BEGIN IMMEDIATE took the file's lock
+  Notifier* Notices() override { return nullptr; }
   bool BlobsWrittenInPlace() const override { return true; }
   std::string FileName() const override {
     const char* f = sqlite3_db_filename(db_, "main");
