@@ -126,8 +126,8 @@ class Notifier {
   virtual void Notify(const std::string& channel, const std::string& payload) = 0;
   // From now on this connection hears `channel` (once is enough).
   virtual void Listen(const std::string& channel) = 0;
-  // Waits up to `timeout_ms` for notices; true when any came (all that came are taken).
-  virtual bool Wait(int timeout_ms) = 0;
+  // Waits up to `timeout_ms` for notices; takes all that came and returns how many (0: none).
+  virtual int Wait(int timeout_ms) = 0;
 };
 
 // How commits are kept: Normal may lose the last commits on a loss of power, Full never does,

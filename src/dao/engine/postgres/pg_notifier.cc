@@ -42,20 +42,20 @@ void PgNotifier::Listen(const std::string& channel) {
   listening_.insert(channel);
 }
 
-bool PgNotifier::Wait(int timeout_ms) {
+int PgNotifier::Wait(int timeout_ms) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
   for (;;) {
     if (!PQconsumeInput(conn_)) throw EngineError(Failure::kUnreachable, PQerrorMessage(conn_));
-    bool heard = false;
+    int heard = 0;
     while (PGnotify* notice = PQnotifies(conn_)) {
-      heard = true;
+      ++heard;
       PQfreemem(notice);
     }
-    if (heard) return true;
+    if (heard) return heard;
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    if (left <= 0) return false;
+    if (left <= 0) return 0;
     pollfd socket{PQsocket(conn_), POLLIN, 0};
     if (poll(&socket, 1, static_cast<int>(left)) < 0 && errno != EINTR)
       throw EngineError(Failure::kIoError, "poll failed");

@@ -16,7 +16,7 @@ class PgNotifier : public Notifier {
   explicit PgNotifier(PGconn* conn) : conn_(conn) {}
   void Notify(const std::string& channel, const std::string& payload) override;
   void Listen(const std::string& channel) override;
-  bool Wait(int timeout_ms) override;
+  int Wait(int timeout_ms) override;
 
  private:
   PGconn* conn_;
