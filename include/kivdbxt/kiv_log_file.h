@@ -43,7 +43,8 @@ class KIV_API KivLogFile : public Object {
   bool OpenEventLogReadOnly(const String& sFileName, bool bKeepAlive = false);
   bool CloseEventLog();
   bool CompactEventLog();
-  String FileName() const { return file_name_; }
+  // The log's name: a file, or a server URI shown without its password.
+  String FileName() const;
   // True after OpenEventLogReadOnly.
   bool ReadOnly() const { return read_only_; }
   bool KeepAlive() const { return keep_alive_; }

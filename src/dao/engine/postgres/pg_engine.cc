@@ -44,6 +44,8 @@ EngineError OpenFailure(const std::string& msg, bool needs_password) {
   }
   if (Contains(msg, "does not exist") && Contains(msg, "database"))
     return {Failure::kNoDatabase, msg};
+  if (Contains(msg, "does not exist") && Contains(msg, "role"))
+    return {Failure::kAuthFailed, "the server refused the credentials"};
   return {Failure::kUnreachable, msg};
 }
 
