@@ -36,6 +36,7 @@ class LogTransaction {
  private:
   std::shared_ptr<dao::detail::Connection> conn_;
   std::optional<dao::detail::WriteTransaction> tx_;
+  std::string notice_sql_;  // sent with the commit
 };
 
 }  // namespace kiv

@@ -124,6 +124,8 @@ class Notifier {
   virtual ~Notifier() = default;
   // Sends `payload` on `channel` at the commit of the current transaction.
   virtual void Notify(const std::string& channel, const std::string& payload) = 0;
+  // The statement that does what Notify does, to go to the engine with others.
+  virtual std::string NotifySql(const std::string& channel, const std::string& payload) const = 0;
   // From now on this connection hears `channel` (once is enough).
   virtual void Listen(const std::string& channel) = 0;
   // Waits up to `timeout_ms` for notices; takes all that came and returns how many (0: none).
@@ -153,10 +155,10 @@ class Connection {
   // of one database wait for each other rather than deadlock.
   virtual std::string BeginWriteSql() const = 0;
   virtual bool InTransaction() const = 0;
-  // Inside a write transaction, waits for the lock of `resource` that writers of one database
-  // take first, held to the end of the transaction: their commits then come one at a time, in
-  // the order they took it. Nothing where the write transaction is already the only one.
-  virtual void LockWriters(const std::string& resource) = 0;
+  // The statements that begin a write transaction and wait for the lock of `resource` that
+  // writers of one database take first, held to its end: their commits then come one at a time,
+  // in the order they took it. Several statements go to the engine as one (one round trip).
+  virtual std::string BeginWritersSql(const std::string& resource) const = 0;
   // Notices between connections; nullptr when the engine has none (a file is polled).
   virtual Notifier* Notices() = 0;
   // The row id of the last row inserted on this connection.

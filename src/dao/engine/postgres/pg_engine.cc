@@ -95,6 +95,15 @@ Result Checked(PGconn* conn, PGresult* raw) {
   throw FromResult(res.get(), PQerrorMessage(conn));
 }
 
+// A text literal for the server, quoted and escaped by libpq.
+std::string Literal(PGconn* conn, const std::string& text) {
+  char* quoted = PQescapeLiteral(conn, text.data(), text.size());
+  if (!quoted) throw EngineError(Failure::kResources, PQerrorMessage(conn));
+  std::string out(quoted);
+  PQfreemem(quoted);
+  return out;
+}
+
 std::string DecodeBytea(const char* text) {
   size_t n = 0;
   unsigned char* raw = PQunescapeBytea(reinterpret_cast<const unsigned char*>(text), &n);
@@ -128,12 +137,9 @@ class PgConnection : public Connection {
   bool InTransaction() const override { return PQtransactionStatus(conn_) != PQTRANS_IDLE; }
   // An advisory lock of the transaction, keyed by the schema and the resource: writers of one
   // log wait for each other, logs in other schemas do not.
-  void LockWriters(const std::string& resource) override {
-    const char* params[] = {resource.c_str()};
-    Checked(conn_, PQexecParams(conn_,
-                                "SELECT pg_advisory_xact_lock(hashtext(current_schema() || '/' "
-                                "|| $1))",
-                                1, nullptr, params, nullptr, nullptr, 0));
+  std::string BeginWritersSql(const std::string& resource) const override {
+    return "BEGIN; SELECT pg_advisory_xact_lock(hashtext(current_schema() || '/' || " +
+           Literal(conn_, resource) + "))";
   }
   Notifier* Notices() override { return &notifier_; }
   int64_t LastInsertId() const override {

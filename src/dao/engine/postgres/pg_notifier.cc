@@ -29,6 +29,18 @@ void PgNotifier::Notify(const std::string& channel, const std::string& payload) 
       payload.empty() ? " " : payload);
 }
 
+std::string PgNotifier::NotifySql(const std::string& channel, const std::string& payload) const {
+  auto literal = [&](const std::string& text) {
+    char* quoted = PQescapeLiteral(conn_, text.data(), text.size());
+    if (!quoted) throw EngineError(Failure::kResources, PQerrorMessage(conn_));
+    std::string out(quoted);
+    PQfreemem(quoted);
+    return out;
+  };
+  return "SELECT pg_notify(" + literal(channel) + " || '@' || current_schema(), " +
+         literal(payload.empty() ? " " : payload) + ")";
+}
+
 void PgNotifier::Listen(const std::string& channel) {
   if (listening_.count(channel)) return;
   Result name = Run(conn_, "SELECT $1 || '@' || current_schema()", channel);

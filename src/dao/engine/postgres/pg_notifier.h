@@ -15,6 +15,7 @@ class PgNotifier : public Notifier {
  public:
   explicit PgNotifier(PGconn* conn) : conn_(conn) {}
   void Notify(const std::string& channel, const std::string& payload) override;
+  std::string NotifySql(const std::string& channel, const std::string& payload) const override;
   void Listen(const std::string& channel) override;
   int Wait(int timeout_ms) override;
 

@@ -275,7 +275,8 @@ class SqliteConnection : public Connection {
   const char* RowIdName() const override { return "rowid"; }
   const char* NullsOrder(bool) const override { return ""; }  // SQLite's own order
   bool OwnCatalog() const override { return false; }
-  void LockWriters(const std::string&) override {}  // BEGIN IMMEDIATE took the file's lock
+  // BEGIN IMMEDIATE takes the file's one write lock.
+  std::string BeginWritersSql(const std::string&) const override { return BeginWriteSql(); }
   Notifier* Notices() override { return nullptr; }
   bool BlobsWrittenInPlace() const override { return true; }
   std::string FileName() const override {
