@@ -281,14 +281,15 @@ bool PgPipelineReports(const std::string& uri) {
       "INSERT INTO events (unk, date, type, category, id, \"user\", computer, source, server, "
       "rawdata) VALUES ($1, $2, 2, 'cat', 7, $3, $4, 'BENCH', '', $5) RETURNING kiv_rowid";
   PQclear(PQprepare(conn, "ins", insert, 0, nullptr));
-  PQclear(PQprepare(conn, "upd", "UPDATE parms SET value = $1 WHERE key = 'LASTCHANGE'", 0,
-                    nullptr));
+  PQclear(
+      PQprepare(conn, "upd", "UPDATE parms SET value = $1 WHERE key = 'LASTCHANGE'", 0, nullptr));
   PQclear(PQprepare(conn, "lock",
                     "SELECT pg_advisory_xact_lock(hashtext(current_schema() || '/kivlog'))", 0,
                     nullptr));
-  PQclear(PQprepare(conn, "notify", "SELECT pg_notify('kivlog@' || current_schema(), $1)", 0,
-                    nullptr));
-  const std::string user = kiv::ToUtf8(kiv::UserName()), computer = kiv::ToUtf8(kiv::ComputerName());
+  PQclear(
+      PQprepare(conn, "notify", "SELECT pg_notify('kivlog@' || current_schema(), $1)", 0, nullptr));
+  const std::string user = kiv::ToUtf8(kiv::UserName()),
+                    computer = kiv::ToUtf8(kiv::ComputerName());
   const std::string raw = "Apayload of a typical event";
   PQenterPipelineMode(conn);
   bool ok = true;

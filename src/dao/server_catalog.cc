@@ -78,7 +78,8 @@ std::string Describe(const TableSchema& table) {
   for (const IndexDef& i : table.indexes) {
     out += "I" + field(i.name) + flag(i.primary) + flag(i.unique) + flag(i.required) +
            flag(i.ignore_nulls);
-    for (const IndexKey& k : i.keys) out += field(k.field) + flag(k.descending) + flag(k.attributes);
+    for (const IndexKey& k : i.keys)
+      out += field(k.field) + flag(k.descending) + flag(k.attributes);
     out += "\n";
   }
   return out;
@@ -105,8 +106,8 @@ std::string IndexName(StringView table, const IndexDef& index) {
 }
 
 void Store(Connection& conn, const TableSchema& table) {
-  Statement put(conn.Db(),
-                std::string("UPDATE ") + kCatalog + " SET definition = ?1 WHERE lower(name) = lower(?2)");
+  Statement put(conn.Db(), std::string("UPDATE ") + kCatalog +
+                               " SET definition = ?1 WHERE lower(name) = lower(?2)");
   put.BindText(1, FromUtf8(Describe(table)));
   put.BindText(2, table.name);
   put.Run();
@@ -169,8 +170,8 @@ void CreateTable(Connection& conn, const TableSchema& table) {
                         QuoteName(column.name) + " SET STORAGE EXTERNAL");
     }
   }
-  Statement add(conn.Db(), std::string("INSERT INTO ") + kCatalog +
-                               " (name, definition) VALUES (?1, ?2)");
+  Statement add(conn.Db(),
+                std::string("INSERT INTO ") + kCatalog + " (name, definition) VALUES (?1, ?2)");
   TableSchema bare = table;
   bare.indexes.clear();
   add.BindText(1, table.name);
@@ -184,8 +185,8 @@ void AddColumn(Connection& conn, StringView table, const ColumnDef& column) {
   ChangeTable(conn, table, [&](TableSchema& schema) {
     ExecSql(conn, "ALTER TABLE " + QuoteName(table) + " ADD COLUMN " + ColumnDefinition(column));
     if (column.type == dbLongBinary) {
-      ExecSql(conn, "ALTER TABLE " + QuoteName(table) + " ALTER COLUMN " +
-                        QuoteName(column.name) + " SET STORAGE EXTERNAL");
+      ExecSql(conn, "ALTER TABLE " + QuoteName(table) + " ALTER COLUMN " + QuoteName(column.name) +
+                        " SET STORAGE EXTERNAL");
     }
     schema.columns.push_back(column);
   });

@@ -49,8 +49,7 @@ int32_t KivLogFile::WaitEventLogChanges(int32_t TimeoutMs, int32_t& unk) {
         dao::engine::Notifier* notices = db->Notices();
         // Listening before the check: a commit after it is heard.
         if (notices) {
-          dao::detail::EngineCall(
-              db, [&] { notices->Listen(kLogChannel); });
+          dao::detail::EngineCall(db, [&] { notices->Listen(kLogChannel); });
         }
         const uint32_t start = TickCount();
         int32_t result = 0;
@@ -65,8 +64,7 @@ int32_t KivLogFile::WaitEventLogChanges(int32_t TimeoutMs, int32_t& unk) {
           if (left <= 0) break;
           if (notices) {
             // A notice, or the safety re-check of LASTCHANGE after kSafetyMs.
-            dao::detail::EngineCall(
-                db, [&] { notices->Wait(std::min(left, kSafetyMs)); });
+            dao::detail::EngineCall(db, [&] { notices->Wait(std::min(left, kSafetyMs)); });
           } else {
             std::this_thread::sleep_for(std::chrono::milliseconds(std::min(left, kPollMs)));
           }

@@ -9,14 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "dao/engine/engine.h"
+#include "kivdbxt/dao.h"
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_file.h"
 #include "kivdbxt/qv_db_xt_mod.h"
 #include "platform/fs.h"
 #include "platform/vb_convert.h"
 #include "sqlite_rows.h"
-#include "dao/engine/engine.h"
-#include "kivdbxt/dao.h"
 #include "support/temp_dir.h"
 #include "support/test_database.h"
 
@@ -278,10 +278,11 @@ TEST(ServerNotices, AListenerHearsEveryCommitAndNoRollback) {
   KivLogFile log;
   ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
   ASSERT_FALSE(log.OpenEventLog(file, true));
-  dao::engine::OpenPostgres(ToUtf8(file), {})->Exec(
-      "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
-      "IF NEW.source = 'BAD' THEN RAISE EXCEPTION 'refused'; END IF; RETURN NEW; END $$; "
-      "CREATE TRIGGER refuse BEFORE INSERT ON events FOR EACH ROW EXECUTE FUNCTION refuse()");
+  dao::engine::OpenPostgres(ToUtf8(file), {})
+      ->Exec(
+          "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
+          "IF NEW.source = 'BAD' THEN RAISE EXCEPTION 'refused'; END IF; RETURN NEW; END $$; "
+          "CREATE TRIGGER refuse BEFORE INSERT ON events FOR EACH ROW EXECUTE FUNCTION refuse()");
   int ready[2], heard[2];
   ASSERT_EQ(pipe(ready), 0);
   ASSERT_EQ(pipe(heard), 0);

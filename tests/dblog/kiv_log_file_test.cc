@@ -244,7 +244,8 @@ TEST_P(KivLogFileTest, SubsetPurgeTakesTheCountADynasetGivesBeforeMoveLast) {
   for (int i = 1; i <= 3; ++i) ASSERT_FALSE(log.ReportEvent(u"X", u"A", 2, String(), i));
   // Right after opening, a dynaset has visited one row: the purge of three matching records
   // removes the oldest one only, then writes its own record.
-  ASSERT_FALSE(log.PurgeEventLog(5, 0, u"where SOURCE = 'X'")) << ToUtf8(LastErrorRecord().Description);
+  ASSERT_FALSE(log.PurgeEventLog(5, 0, u"where SOURCE = 'X'"))
+      << ToUtf8(LastErrorRecord().Description);
   int32_t pos = 0;
   EXPECT_EQ(log.ReadEventLog(ELREF_COUNT, pos, u"where SOURCE = 'X'"), 0);
   EXPECT_EQ(pos, 2);
@@ -399,7 +400,8 @@ TEST_P(KivLogFileTest, FollowersReadOnByIdAndWaitForChanges) {
   ASSERT_FALSE(follower.OpenEventLogReadOnly(file));
   int64_t last = -1;
   int32_t max = 10;
-  ASSERT_EQ(follower.ReadEventLogAfter(last, max), 1) << ToUtf8(LastErrorRecord().Description);  // from now on
+  ASSERT_EQ(follower.ReadEventLogAfter(last, max), 1)
+      << ToUtf8(LastErrorRecord().Description);  // from now on
   EXPECT_EQ(max, 0);
   std::vector<int32_t> ids;
   auto follow = [&] {

@@ -172,10 +172,11 @@ TEST_P(KivlogDb, WatchPrintsEveryRecordOnceInOrder) {
   {
     auto db = dao::DBEngine::ForThread()->OpenDatabase(FromUtf8(file_));
     const String bytes = dbs_.OnServer() ? u"'\\x4178'" : u"X'4178'";  // each engine's own SQL
-    db->Execute(u"INSERT INTO EVENTS (UNK, DATE, TYPE, ID, SOURCE, RAWDATA) VALUES "
-                u"(7, (SELECT MAX(DATE) FROM EVENTS) - 0.001, 2, 6, 'LATE', " +
-                    bytes + u")",
-                dao::dbFailOnError);
+    db->Execute(
+        u"INSERT INTO EVENTS (UNK, DATE, TYPE, ID, SOURCE, RAWDATA) VALUES "
+        u"(7, (SELECT MAX(DATE) FROM EVENTS) - 0.001, 2, 6, 'LATE', " +
+            bytes + u")",
+        dao::dbFailOnError);
     db->Close();
   }
   ASSERT_FALSE(log.ReportEvent(u"AFTER", u"Ax", 2, u"", 7));
@@ -221,7 +222,8 @@ TEST(KivlogDbServer, EveryCommandTakesAUriAndNoneShowsItsPassword) {
     EXPECT_EQ(out.find(*password), std::string::npos) << args;
     return out;
   };
-  EXPECT_EQ(run("db create --max-records 100 --wrapping 0 " + uri), "created " + base + path + "\n");
+  EXPECT_EQ(run("db create --max-records 100 --wrapping 0 " + uri),
+            "created " + base + path + "\n");
   EXPECT_EQ(run("db report --source S --raw hello --id 5 " + uri), "");
   EXPECT_EQ(run("db show --mode count " + uri), "3\n");  // Created, Started, hello
   auto last = JsonLines(run("--json db show --mode last " + uri));

@@ -66,7 +66,7 @@ class OnBothEngines : public testing::TestWithParam<Db> {
 }  // namespace kivtest
 
 // The suite's engines; a suite names its parameterised fixture.
-#define KIV_ON_BOTH_ENGINES(Fixture)                                                           \
-  INSTANTIATE_TEST_SUITE_P(Engines, Fixture,                                                \
+#define KIV_ON_BOTH_ENGINES(Fixture)                                                      \
+  INSTANTIATE_TEST_SUITE_P(Engines, Fixture,                                              \
                            testing::Values(kivtest::Db::kSqlite, kivtest::Db::kPostgres), \
                            kivtest::DbName)

@@ -269,8 +269,7 @@ int Watch() {
 
 CLI::App* Sub(CLI::App& db, const char* name, const char* help, int (*run)()) {
   auto* cmd = db.add_subcommand(name, help);
-  cmd->add_option("file", Args().file,
-                 "Event log database: a file, or a postgresql:// URI")
+  cmd->add_option("file", Args().file, "Event log database: a file, or a postgresql:// URI")
       ->required();
   cmd->callback([run] { std::exit(run()); });
   return cmd;

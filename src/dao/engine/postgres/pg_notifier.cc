@@ -44,8 +44,8 @@ std::string PgNotifier::NotifySql(const std::string& channel, const std::string&
 void PgNotifier::Listen(const std::string& channel) {
   if (listening_.count(channel)) return;
   Result name = Run(conn_, "SELECT $1 || '@' || current_schema()", channel);
-  char* quoted = PQescapeIdentifier(conn_, PQgetvalue(name.get(), 0, 0),
-                                    PQgetlength(name.get(), 0, 0));
+  char* quoted =
+      PQescapeIdentifier(conn_, PQgetvalue(name.get(), 0, 0), PQgetlength(name.get(), 0, 0));
   if (!quoted) throw EngineError(Failure::kResources, PQerrorMessage(conn_));
   Result listen(PQexec(conn_, ("LISTEN " + std::string(quoted)).c_str()));
   PQfreemem(quoted);
