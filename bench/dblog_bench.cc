@@ -14,8 +14,6 @@
 // doing the same statements; and the delay from a report's commit to a watcher's wake-up.
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -27,6 +25,8 @@
 #include <vector>
 #ifdef KIV_WITH_POSTGRESQL
 #include <libpq-fe.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #endif
 
 #include "kivdbxt/kiv_log_file.h"
