@@ -221,17 +221,22 @@ bool Statement::Step(bool writing) {
       db_, [&] { return stmt_->Step(); }, sql_, writing);
 }
 
-void Statement::Run() {
+void Statement::Run() { RunReturning(); }
+
+int64_t Statement::RunReturning() {
   // A write on its own gets its own transaction; VACUUM cannot run inside one. Inside an open
   // transaction one statement needs no savepoint: the engine undoes a failed statement by itself.
   std::optional<WriteTransaction> tx;
   if (!stmt_->ReadOnly() && !db_->InTransaction() && sql_.compare(0, 6, "VACUUM") != 0) {
     tx.emplace(db_, "kiv_run");
   }
+  std::optional<int64_t> first;
   while (Step()) {
+    if (!first) first = Int(0);
   }
   Reset();
   if (tx) tx->Commit();
+  return first.value_or(0);
 }
 
 void Statement::RunAsWrite() {

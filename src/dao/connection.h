@@ -50,6 +50,8 @@ class Statement {
   bool Step();
   // Steps to the end (an action statement).
   void Run();
+  // The same for a write that returns a row (INSERT ... RETURNING): its first column, as a number.
+  int64_t RunReturning();
   // Steps to the end, a failure being a write's (a lock that outlasted the wait is "locked").
   void RunAsWrite();
   void Reset() { stmt_->Reset(); }

@@ -369,6 +369,8 @@ int64_t RecordsetCore::WriteRow() {
       }
       sql = "INSERT INTO " + table + " (" + names + ") VALUES (" + marks + ")";
     }
+    // A server gives the new row's id with the insert: no second call for it.
+    if (conn->Db()->OwnCatalog()) sql += std::string(" RETURNING ") + conn->Db()->RowIdName();
   } else {
     if (cols.empty()) return row.rowid;
     sql = "UPDATE " + table + " SET ";
@@ -394,8 +396,11 @@ int64_t RecordsetCore::WriteRow() {
     }
   }
   if (edit_mode != dbEditAdd) write.BindInt(static_cast<int>(cols.size() + 1), row.rowid);
-  write.Run();
-  const int64_t rowid = edit_mode == dbEditAdd ? conn->Db()->LastInsertId() : row.rowid;
+  const bool returning = edit_mode == dbEditAdd && conn->Db()->OwnCatalog();
+  const int64_t returned = returning ? write.RunReturning() : (write.Run(), 0);
+  const int64_t rowid = edit_mode != dbEditAdd ? row.rowid
+                        : returning            ? returned
+                                               : conn->Db()->LastInsertId();
   for (int c : cols) {
     const Pending& p = pending[c];
     if (in_place && p.chunked && columns[c].type != dbMemo && p.chunks.Size() > 0) {
