@@ -49,8 +49,9 @@ class KIV_API KivLogFile : public Object {
   bool CloseEventLog();
   // Closes the log, compacts its file in place and opens it again.
   bool CompactEventLog();
-  // The log file given to CreateEventLog or OpenEventLog.
-  String FileName() const { return file_name_; }
+  // The log given to CreateEventLog or OpenEventLog: a file, or a server URI shown without its
+  // password.
+  String FileName() const;
   // True after OpenEventLogReadOnly.
   bool ReadOnly() const { return read_only_; }
   // True keeps the database open between calls; setting it False closes an idle one at once.
