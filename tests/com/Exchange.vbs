@@ -1,7 +1,8 @@
 ' Files shared with the Linux build (run by scripts/test-com, not on its own): the folder given
-' holds a day's log (AppId LINUX) and a sector store ("lin") that Linux's kivlog wrote. The
-' script reads them, then writes what it read into files of its own (log WINE, store "wine") for
-' kivlog to read back and compare with what it wrote, byte for byte.
+' holds a day's log (AppId LINUX), a sector store ("lin") and a database event log (lin.mdb) that
+' Linux's kivlog wrote. The script reads them, then writes what it read into files of its own
+' (log WINE, store "wine", a report into lin.mdb and a backup of it, back.mdb) for kivlog to read
+' back and compare with what it wrote, byte for byte.
 ' Arguments: the folder, and the number of characters of the raw data kivlog wrote.
 Option Explicit
 Dim passed, failed : passed = 0 : failed = 0
@@ -9,7 +10,7 @@ Sub Check(ok, what)
   If ok Then passed = passed + 1 Else failed = failed + 1 : WScript.Echo "FAILED: " & what
 End Sub
 
-Dim folder, log, info, ev, text, id, store, data, length, modified, recId
+Dim folder, log, info, ev, text, id, store, data, length, modified, recId, dbLog, pos
 folder = WScript.Arguments(0)
 Set log = CreateObject("KivDbXtOle.KivLog")
 Set info = CreateObject("KivDbXtOle.KivLogInfo")
@@ -39,4 +40,13 @@ Check store.SectorWrite(recId, data) = False And recId = 1, "the bytes written b
 recId = 0
 Check store.SectorWrite(recId, text) = False And recId = 2, "the raw data written as text"
 store.SectorClose
+
+Set dbLog = CreateObject("KivDbXtOle.KivLogFile")
+Check dbLog.OpenEventLog(folder & "\lin.mdb") = False, "kivlog's database log opened"
+pos = 0
+Check dbLog.ReadEventLog(0, pos, "where SOURCE = 'lnx' and CATEGORY = 'cat' and ID = 7 and " & _
+  "TYPE = 4 and USER = 'U' and COMPUTER = 'PC'") = 0, "kivlog's report found by its fields"
+Check dbLog.ReportEventEx("wine", text, 0, 2, "cat", 8, "U", "PC") = False, "the raw data reported back"
+Check dbLog.BackupEventLog(folder & "\back.mdb") = False, "BackupEventLog"
+Check dbLog.CloseEventLog() = False, "CloseEventLog"
 WScript.Echo passed & " passed, " & failed & " failed"
