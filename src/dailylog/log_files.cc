@@ -55,9 +55,12 @@ void OpenBoth(const LogPaths& paths, LogFiles& files, bool read_only, bool creat
   files.data_size = files.data.RegularSize();
   files.index_size = files.index.RegularSize();
   if (create) {
-    // Emptied under the locks, so that no other process sees one file emptied and not the other.
-    files.data.Truncate(0);
+    // Emptied under the locks, so that no other process sees one file emptied and not the other;
+    // the index first, so that a crash between the two never leaves entries pointing past the
+    // end of an emptied data file. Its records then stand after the (empty) index, and the next
+    // write takes them back in, as after any interrupted append.
     files.index.Truncate(0);
+    files.data.Truncate(0);
     files.data_size = files.index_size = 0;
   }
 }

@@ -18,6 +18,7 @@
 #include "dailylog/log_repair.h"
 #include "dailylog_support.h"
 #include "platform/vb_convert.h"
+#include "support/kill_points.h"
 
 namespace kiv::testing {
 namespace {
@@ -193,6 +194,77 @@ TEST_F(LogDamageTest, WritersKilledInsideABatchLeaveADayThatReadsWhole) {
     read_whole(round);
     ASSERT_NE(log.EventLogOpen(u"APP", folder), 0);  // its "Open" marker is the next write
     read_whole(round);
+  }
+}
+
+// A writer killed right after each of its file changes in turn, for each way of writing: after
+// every kill the day reads whole and counts nothing that is not on disk, and once the next write
+// has put it back in step, every event that read before reads under its number. An open that
+// empties the day may leave it as it was or empty, never part of each.
+TEST_F(LogDamageTest, AKillAfterAnyFileChangeCostsNothingThatRead) {
+  auto writer = [this](int32_t options, int writes, bool batch) {
+    return [this, options, writes, batch] {
+      KivLog w;
+      const int32_t wid = w.EventLogOpen(u"APP", folder);
+      w.EventLogOptions(wid, options);
+      auto events = std::make_shared<Collection>();
+      for (int k = 0; k < writes; ++k) {
+        auto e = std::make_shared<KivLogEvent>();
+        e->EvRawData(u"new " + IntText(k));
+        if (batch) events->Add(Variant(std::static_pointer_cast<Object>(e)));
+        if (!batch) w.EventLogWrite(wid, u"NEW", e->EvRawData());
+      }
+      if (batch) w.EventLogWriteBatch(wid, events);
+    };
+  };
+  // The last entry dropped and the count lowered, as an append killed before its entry leaves.
+  auto drop_last_entry = [this] {
+    std::vector<int32_t> index = IndexValues(base);
+    index.pop_back();
+    index[0] -= 1;
+    WriteAll(base + u".ZLI", IndexBytes(index));
+  };
+  struct Case {
+    const char* what;
+    std::function<void()> damage;
+    std::function<void()> work;
+    bool may_empty;
+  };
+  const std::vector<Case> cases = {
+      {"single writes", [] {}, writer(0, 2, false), false},
+      {"a batch", [] {}, writer(0, 3, true), false},
+      {"kept-open writes", [] {}, writer(KIVLIOPT_KEEPOPEN, 3, false), false},
+      {"a write after an interrupted append", drop_last_entry, writer(0, 1, false), false},
+      {"an open that empties the day", [] {},
+       [this] { KivLog().EventLogOpen(u"APP", folder, ELOF_CREATE_ALWAYS); }, true},
+  };
+  for (const Case& c : cases) {
+    int n = 1;
+    for (;; ++n) {
+      SCOPED_TRACE(std::string(c.what) + ", killed after file change " + std::to_string(n));
+      WriteDay({u"a", u"b", u"c"});
+      c.damage();
+      const std::map<int32_t, std::string> before = Readable(base);
+      if (!RunKilledAfterChange(n, c.work)) break;
+      auto info = InfoFor(base);
+      ASSERT_FALSE(KivLog().EventLogRead(info, 1, INT_MAX)) << U8(LastErrorRecord().Description);
+      LogHealth health;
+      ASSERT_FALSE(CheckLog(*info, health));
+      EXPECT_EQ(health.not_written, 0) << "counted ahead of the data";
+      ASSERT_FALSE(log.EventLogWrite(id, u"NEXT", u"after"));
+      const std::map<int32_t, std::string> after = Readable(base);
+      ASSERT_FALSE(after.empty());
+      EXPECT_NE(after.rbegin()->second.find("|NEXT|"), std::string::npos);
+      size_t kept = 0;
+      for (const auto& [ordinal, event] : before) {
+        const auto now = after.find(ordinal);
+        kept += now != after.end() && now->second == event;
+      }
+      if (!c.may_empty || kept > 0) {
+        EXPECT_EQ(kept, before.size()) << "events lost";
+      }
+    }
+    EXPECT_GE(n, 4) << c.what << ": the work got through before its writes were reached";
   }
 }
 
