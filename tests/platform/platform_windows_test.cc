@@ -214,7 +214,16 @@ bool ReleaseHolder(HANDLE holder, const String& base) {
   return ended && code == 0;
 }
 
-using WindowsProcesses = testing::DailyLogTest;
+class WindowsProcesses : public testing::DailyLogTest {
+ protected:
+  // Writes the day of APP with one event in it, between the open and close markers.
+  void WriteDay() {
+    KivLog log;
+    const int32_t id = log.EventLogOpen(u"APP", folder);
+    ASSERT_FALSE(log.EventLogWrite(id, u"S", u"x"));
+    ASSERT_FALSE(log.EventLogClose(id));
+  }
+};
 
 TEST_F(WindowsProcesses, AWriterWaitsForTheHolderOfTheDaysFilesThenGetsIn) {
   const String base = Base(u"APP");
@@ -247,10 +256,8 @@ TEST_F(WindowsProcesses, AWriterWaitsForTheHolderOfTheDaysFilesThenGetsIn) {
 
 TEST_F(WindowsProcesses, PurgeLeavesADayAnotherProcessHoldsOpen) {
   const String base = Base(u"APP");
+  WriteDay();
   KivLog log;
-  const int32_t id = log.EventLogOpen(u"APP", folder);
-  ASSERT_FALSE(log.EventLogWrite(id, u"S", u"x"));
-  ASSERT_FALSE(log.EventLogClose(id));
   HANDLE holder = StartHolder(base, false);
   ASSERT_TRUE(holder);
   Date before = DateSerial(2024, 3, 6);
@@ -266,10 +273,7 @@ TEST_F(WindowsProcesses, PurgeLeavesADayAnotherProcessHoldsOpen) {
 // keeps both open (renaming new files over them would fail), and waits for one that is writing.
 TEST_F(WindowsProcesses, RepairWorksInPlaceBesideAProcessThatKeepsTheFilesOpen) {
   const String base = Base(u"APP");
-  KivLog log;
-  const int32_t id = log.EventLogOpen(u"APP", folder);
-  ASSERT_FALSE(log.EventLogWrite(id, u"S", u"x"));
-  ASSERT_FALSE(log.EventLogClose(id));
+  WriteDay();
   const std::string whole = ReadAll(base + u".ZLG");
   const std::string cut = "UNK=5\r\nDAT=2024-03-05";  // a record a crash cut short
   WriteAll(base + u".ZLG", whole + cut);
