@@ -1,10 +1,15 @@
-// Daily logs: cost of a write next to the bare system calls it makes, cost of reading the last
-// page of a small and a large day, and the speed of a filtered walk through a whole day, next to
-// grep -c of the same key.
+// Daily logs: cost of a write next to the bare system calls it makes and next to a common C++
+// logger's daily file, four writer processes next to four appending the same records by hand,
+// cost of reading the last page of a small and a large day, and the speed of a filtered walk
+// through a whole day, next to grep -c of the same key.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <spdlog/sinks/daily_file_sink.h>
+#include <spdlog/spdlog.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <climits>
@@ -25,6 +30,67 @@ namespace {
 using kivbench::BenchFolder;
 using kivbench::DayOfEvents;
 using kivbench::kRaw;
+
+// The record the library writes for the bench's event, for the writes by hand.
+std::string BenchRecord() {
+  return "UNK=1234567890\r\nDAT=2024-03-05 10:00:00\r\nSRC=bench\r\nTYP=4\r\nCAT=cat\r\nEID=7\r\n"
+         "USR=user\r\nCOM=host\r\nSVR=\r\nDTP=0\r\nRWD=" +
+         std::string(kRaw) + "\r\nEND=-----------------------\r\n";
+}
+
+// The floor under a kept-open write, by hand: both files open once and the count mapped; for
+// each event the writers' lock taken and let go, one look at the data file's size, the record
+// and its entry written, the count stored through the view. No writer of a day shared between
+// processes does with less: without the lock two writers interleave, without the look a write
+// lands on another's record, and the count must follow the record and its entry for a crash to
+// leave nothing counted that is not on disk.
+class KeptByHand {
+ public:
+  explicit KeptByHand(const std::string& folder) {
+    const int flags = O_RDWR | O_CREAT | O_CLOEXEC;
+    data_ = ::open((folder + "/BENCH.ZLG").c_str(), flags, 0666);
+    index_ = ::open((folder + "/BENCH.ZLI").c_str(), flags, 0666);
+    struct stat st;
+    if (index_ >= 0 && ::fstat(index_, &st) == 0 && st.st_size < 4) ::ftruncate(index_, 4);
+    void* view = ::mmap(nullptr, 4, PROT_READ | PROT_WRITE, MAP_SHARED, index_, 0);
+    count_ = view == MAP_FAILED ? nullptr : static_cast<int32_t*>(view);
+  }
+  ~KeptByHand() {
+    if (count_) ::munmap(count_, 4);
+    ::close(index_);
+    ::close(data_);
+  }
+  KeptByHand(const KeptByHand&) = delete;
+  KeptByHand& operator=(const KeptByHand&) = delete;
+
+  bool Append(const std::string& record) {
+    if (!count_ || ::flock(index_, LOCK_EX) != 0) return false;
+    struct stat st;
+    bool ok = ::fstat(data_, &st) == 0;
+    const int32_t count = *count_, position = static_cast<int32_t>(st.st_size) + 1;
+    ok = ok && ::pwrite(data_, record.data(), record.size(), st.st_size) ==
+                   static_cast<ssize_t>(record.size());
+    ok = ok && ::pwrite(index_, &position, 4, off_t{4} * (count + 1)) == 4;
+    if (ok) *count_ = count + 1;
+    return ::flock(index_, LOCK_UN) == 0 && ok;
+  }
+
+ private:
+  int data_ = -1, index_ = -1;
+  int32_t* count_ = nullptr;
+};
+
+void KeptFloorWrite(benchmark::State& state) {
+  KeptByHand files(BenchFolder("kept-floor"));
+  const std::string record = BenchRecord();
+  for (auto _ : state) {
+    if (!files.Append(record)) {
+      state.SkipWithError("write failed");
+      break;
+    }
+  }
+  state.SetItemsProcessed(state.iterations());
+}
 
 // A write that opens and closes the files (argument 0), or with KIVLIOPT_KEEPOPEN (argument 1).
 void LibraryWrite(benchmark::State& state) {
@@ -88,10 +154,7 @@ void ThousandWrites(benchmark::State& state) {
 void BaselineWrite(benchmark::State& state) {
   const std::string folder = BenchFolder("baseline");
   const std::string data = folder + "/BENCH.ZLG", index = folder + "/BENCH.ZLI";
-  const std::string record =
-      "UNK=1234567890\r\nDAT=2024-03-05 10:00:00\r\nSRC=bench\r\nTYP=4\r\nCAT=cat\r\nEID=7\r\n"
-      "USR=user\r\nCOM=host\r\nSVR=\r\nDTP=0\r\nRWD=" +
-      kRaw + "\r\nEND=-----------------------\r\n";
+  const std::string record = BenchRecord();
   std::string last(record.size(), '\0');
   const int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   for (auto _ : state) {
@@ -118,6 +181,76 @@ void BaselineWrite(benchmark::State& state) {
     ::close(d);
   }
   state.SetItemsProcessed(state.iterations());
+}
+
+// The same event through spdlog's daily file (Debian's libspdlog-dev), flushed after every
+// message as a log that must survive a crash is: about 100 bytes a line with its prefix.
+void SpdlogDailyWrite(benchmark::State& state) {
+  const std::string folder = BenchFolder("spdlog");
+  auto sink = std::make_shared<spdlog::sinks::daily_file_sink_st>(folder + "/bench.log", 0, 0);
+  spdlog::logger logger("bench", sink);
+  logger.flush_on(spdlog::level::trace);
+  for (auto _ : state) logger.info("bench cat 7 {}", kRaw);
+  state.SetItemsProcessed(state.iterations());
+}
+
+// Four processes writing kEvents each to one day at once: the library's writers keeping their
+// files open (argument 1), or plain O_APPEND writes of the same records to one file (0).
+void FourWriters(benchmark::State& state) {
+  constexpr int kProcesses = 4, kEvents = 2000;
+  const int64_t kind = state.range(0);
+  const bool library = kind == 1;
+  const std::string folder = BenchFolder("four-" + std::to_string(kind));
+  const std::string record = BenchRecord();
+  auto write_events = [&] {
+    if (kind == 2) {
+      KeptByHand files(folder);
+      for (int k = 0; k < kEvents; ++k) {
+        if (!files.Append(record)) return false;
+      }
+      return true;
+    }
+    if (!library) {
+      const int fd =
+          ::open((folder + "/BENCH.ZLG").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+      for (int k = 0; k < kEvents; ++k) {
+        if (::write(fd, record.data(), record.size()) != static_cast<ssize_t>(record.size())) {
+          return false;
+        }
+      }
+      return ::close(fd) == 0;
+    }
+    kiv::KivLog log;
+    const int32_t id = log.EventLogOpen(u"BENCH", kiv::FromUtf8(folder), kiv::ELOF_OPENALWAYS, 0,
+                                        u"host", u"user");
+    log.EventLogOptions(id, kiv::KIVLIOPT_KEEPOPEN);
+    const kiv::String raw = kiv::FromUtf8(kRaw);
+    for (int k = 0; k < kEvents; ++k) {
+      if (log.EventLogWrite(id, u"bench", raw, kiv::RWDT_ASCII, kiv::EVENTLOG_INFORMATION_TYPE,
+                            u"cat", 7)) {
+        return false;
+      }
+    }
+    return true;
+  };
+  for (auto _ : state) {
+    pid_t pids[kProcesses];
+    for (pid_t& pid : pids) {
+      pid = ::fork();
+      if (pid == 0) ::_exit(write_events() ? 0 : 1);
+    }
+    bool failed = false;
+    for (pid_t pid : pids) {
+      int status = 0;
+      failed |= pid < 0 || ::waitpid(pid, &status, 0) != pid || !WIFEXITED(status) ||
+                WEXITSTATUS(status) != 0;
+    }
+    if (failed) {
+      state.SkipWithError("a writer failed");
+      break;
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * kProcesses * kEvents);
 }
 
 void ReadBackLastPage(benchmark::State& state) {
@@ -206,6 +339,9 @@ void GrepCount(benchmark::State& state) {
 
 BENCHMARK(LibraryWrite)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BaselineWrite)->Unit(benchmark::kMicrosecond);
+BENCHMARK(SpdlogDailyWrite)->Unit(benchmark::kMicrosecond);
+BENCHMARK(KeptFloorWrite)->Unit(benchmark::kMicrosecond);
+BENCHMARK(FourWriters)->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(ThousandWrites)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(ReadBackLastPage)->Arg(10000)->Arg(1000000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(FilteredWalk)->Arg(100000)->Unit(benchmark::kMillisecond);
@@ -222,6 +358,17 @@ int main(int argc, char** argv) {
       {{"a write against the same system calls by hand", "LibraryWrite/0", "BaselineWrite", 1.3},
        {"a write keeping the files open against one opening them", "LibraryWrite/1",
         "LibraryWrite/0", 0.5},
+       {"a write keeping the files open against spdlog's daily file flushed per message",
+        "LibraryWrite/1", "SpdlogDailyWrite", 3.0},
+       {"4 processes writing with kept files against 4 appending the same records (at most 2: "
+        "half their events per second)",
+        "FourWriters/1/real_time", "FourWriters/0/real_time", 2.0},
+       {"the floor: a kept-open write's system calls by hand against spdlog's daily file",
+        "KeptFloorWrite", "SpdlogDailyWrite", 0},
+       {"a write keeping the files open against its system calls by hand", "LibraryWrite/1",
+        "KeptFloorWrite", 0},
+       {"the floor: 4 processes making those system calls by hand against 4 appending",
+        "FourWriters/2/real_time", "FourWriters/0/real_time", 0},
        {"a batch of 1,000 events against 1,000 single writes", "ThousandWrites/1",
         "ThousandWrites/0", 0.1},
        {"the last page of a 1,000,000-event day against a 10,000-event one",

@@ -40,8 +40,15 @@ target_link_libraries(kivdbxt PRIVATE ole32 oleaut32 uuid advapi32)
 if(KIV_BUILD_TESTS)
   add_executable(kiv_com_client ${PROJECT_SOURCE_DIR}/tests/com/com_client.cc)
   add_dependencies(kiv_com_client kivdbxt_typelib)
-  target_include_directories(kiv_com_client PRIVATE ${KIV_COM_GEN})
+  target_include_directories(kiv_com_client PRIVATE ${KIV_COM_GEN} ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(kiv_com_client PRIVATE kivdbxt ole32 oleaut32 uuid)
   set_target_properties(kiv_com_client PROPERTIES RUNTIME_OUTPUT_DIRECTORY
                                                   $<TARGET_FILE_DIR:kivdbxt>)
 endif()
+
+# The cost of a call through the server against the in-process call (scripts/bench-com).
+add_executable(kiv_com_bench ${PROJECT_SOURCE_DIR}/bench/com/com_bench.cc)
+add_dependencies(kiv_com_bench kivdbxt_typelib)
+target_include_directories(kiv_com_bench PRIVATE ${KIV_COM_GEN} ${PROJECT_SOURCE_DIR}/src)
+target_link_libraries(kiv_com_bench PRIVATE kivdbxt ole32 oleaut32 uuid)
+set_target_properties(kiv_com_bench PROPERTIES RUNTIME_OUTPUT_DIRECTORY $<TARGET_FILE_DIR:kivdbxt>)

@@ -1,51 +1,15 @@
 // The automation face of the library's Collection, with the enumerator For Each uses.
 #include <vector>
 
+#include "com/enumerator.h"
 #include "com/members.h"
 #include "com/system.h"
 #include "com/typelib.h"
 #include "com/wrappers.h"
 #include "kivdbxt/collection.h"
-#include "kivdbxt/error.h"
 
 namespace kiv::com {
 namespace {
-
-// Enumerates a snapshot of the collection's items taken when the enumeration starts, as the
-// run time's collections do for For Each.
-class Enumerator : public SimpleUnknown<IEnumVARIANT> {
- public:
-  explicit Enumerator(std::vector<Variant> items) : items_(std::move(items)) {}
-
-  HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* out, ULONG* fetched) override {
-    if (out == nullptr) return E_POINTER;
-    ULONG done = 0;
-    for (; done < count && next_ < items_.size(); ++done) ToVariant(items_[next_++], &out[done]);
-    if (fetched != nullptr) *fetched = done;
-    return done == count ? S_OK : S_FALSE;
-  }
-  HRESULT STDMETHODCALLTYPE Skip(ULONG count) override {
-    next_ += count;
-    if (next_ <= items_.size()) return S_OK;
-    next_ = items_.size();
-    return S_FALSE;
-  }
-  HRESULT STDMETHODCALLTYPE Reset() override {
-    next_ = 0;
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE Clone(IEnumVARIANT** out) override {
-    if (out == nullptr) return E_POINTER;
-    auto* copy = new Enumerator(items_);
-    copy->next_ = next_;
-    *out = copy;
-    return S_OK;
-  }
-
- private:
-  std::vector<Variant> items_;
-  size_t next_ = 0;
-};
 
 class CollectionObject : public AutomationObject<_Collection, Collection> {
  public:
@@ -79,46 +43,19 @@ class CollectionObject : public AutomationObject<_Collection, Collection> {
     if (ret == nullptr) return E_POINTER;
     std::vector<Variant> items;
     for (int32_t i = 1; i <= self().Count(); ++i) items.push_back(self().Item(Variant(i)));
-    *ret = new Enumerator(std::move(items));
-    return S_OK;
-  }
-};
-
-// The error recorded last by the calling thread, read at each call.
-class LastErrorObject : public AutomationObject<_LastError, Object> {
- public:
-  LastErrorObject() : AutomationObject(std::make_shared<Object>()) {}
-
-  HRESULT STDMETHODCALLTYPE get_Number(LONG* ret) override {
-    return Out(ret, LastErrorRecord().Number);
-  }
-  HRESULT STDMETHODCALLTYPE get_Source(BSTR* ret) override {
-    return Out(ret, LastErrorRecord().Source);
-  }
-  HRESULT STDMETHODCALLTYPE get_Description(BSTR* ret) override {
-    return Out(ret, LastErrorRecord().Description);
-  }
-  HRESULT STDMETHODCALLTYPE get_HelpFile(BSTR* ret) override {
-    return Out(ret, LastErrorRecord().HelpFile);
-  }
-  HRESULT STDMETHODCALLTYPE get_HelpContext(BSTR* ret) override {
-    return Out(ret, LastErrorRecord().HelpContext);
-  }
-  HRESULT STDMETHODCALLTYPE get_LastDllError(LONG* ret) override {
-    return Out(ret, LastErrorRecord().LastDllError);
-  }
-  HRESULT STDMETHODCALLTYPE Clear() override {
-    ClearLastError();
+    *ret = EnumerateVariants(std::move(items));
     return S_OK;
   }
 };
 
 }  // namespace
 
+IUnknown* EnumerateVariants(std::vector<Variant> items) {
+  return new SnapshotEnumerator<IEnumVARIANT, Variant, VARIANT>(std::move(items));
+}
+
 IDispatch* WrapCollection(std::shared_ptr<Collection> collection) {
   return static_cast<_Collection*>(new CollectionObject(std::move(collection)));
 }
-
-IDispatch* MakeLastError() { return static_cast<_LastError*>(new LastErrorObject()); }
 
 }  // namespace kiv::com

@@ -4,6 +4,7 @@
 #include <map>
 #include <vector>
 
+#include "com/enumerator.h"
 #include "com/members.h"
 #include "com/system.h"
 #include "com/typelib.h"
@@ -28,16 +29,16 @@ void CopyRecord(const kiv::LOGRECORDTYPE& from, ::LOGRECORDTYPE* to) {
 
 class LogFileObject : public AutomationObject<_KivLogFile, KivLogFile>,
                       public IConnectionPointContainer,
-                      public IConnectionPoint,
                       public IProvideClassInfo2 {
  public:
-  explicit LogFileObject(std::shared_ptr<KivLogFile> target) : AutomationObject(std::move(target)) {
+  explicit LogFileObject(std::shared_ptr<KivLogFile> target)
+      : AutomationObject(std::move(target)), point_(this) {
     token_ = self().SubscribeEventLogChanged(
         [this](int32_t unk, int32_t type, int32_t id) { Fire(unk, type, id); });
   }
   ~LogFileObject() override {
     self().UnsubscribeEventLogChanged(token_);
-    for (auto& [cookie, sink] : sinks_) sink->Release();
+    for (auto& [cookie, sink] : point_.sinks_) sink->Release();
   }
 
   // The further interfaces share the object's identity and count.
@@ -193,51 +194,18 @@ class LogFileObject : public AutomationObject<_KivLogFile, KivLogFile>,
 
   // --- IConnectionPointContainer: one connection point, __KivLogFile --------------------------
   HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints** out) override {
-    if (out != nullptr) *out = nullptr;
-    return E_NOTIMPL;
+    if (out == nullptr) return E_POINTER;
+    *out = new SnapshotEnumerator<IEnumConnectionPoints, IConnectionPoint*, IConnectionPoint*>(
+        {&point_});
+    return S_OK;
   }
   HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID iid, IConnectionPoint** out) override {
     if (out == nullptr) return E_POINTER;
     *out = nullptr;
     if (iid != DIID___KivLogFile) return CONNECT_E_NOCONNECTION;
-    *out = static_cast<IConnectionPoint*>(this);
-    AddRef();
+    *out = &point_;
+    point_.AddRef();
     return S_OK;
-  }
-
-  // --- IConnectionPoint ---------------------------------------------------------------------
-  HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID* iid) override {
-    if (iid == nullptr) return E_POINTER;
-    *iid = DIID___KivLogFile;
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE GetConnectionPointContainer(IConnectionPointContainer** out) override {
-    if (out == nullptr) return E_POINTER;
-    *out = static_cast<IConnectionPointContainer*>(this);
-    AddRef();
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE Advise(IUnknown* sink, DWORD* cookie) override {
-    if (sink == nullptr || cookie == nullptr) return E_POINTER;
-    IDispatch* events = nullptr;
-    if (FAILED(sink->QueryInterface(DIID___KivLogFile, reinterpret_cast<void**>(&events))) &&
-        FAILED(sink->QueryInterface(IID_IDispatch, reinterpret_cast<void**>(&events)))) {
-      return CONNECT_E_CANNOTCONNECT;
-    }
-    *cookie = next_cookie_++;
-    sinks_.emplace(*cookie, events);
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) override {
-    auto it = sinks_.find(cookie);
-    if (it == sinks_.end()) return CONNECT_E_NOCONNECTION;
-    it->second->Release();
-    sinks_.erase(it);
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE EnumConnections(IEnumConnections** out) override {
-    if (out != nullptr) *out = nullptr;
-    return E_NOTIMPL;
   }
 
   // --- IProvideClassInfo2 -------------------------------------------------------------------
@@ -272,7 +240,7 @@ class LogFileObject : public AutomationObject<_KivLogFile, KivLogFile>,
   // sinks are held for the duration, so a sink may unadvise from inside its handler.
   void Fire(int32_t unk, int32_t type, int32_t id) {
     std::vector<IDispatch*> sinks;
-    for (auto& [cookie, sink] : sinks_) {
+    for (auto& [cookie, sink] : point_.sinks_) {
       sink->AddRef();
       sinks.push_back(sink);
     }
@@ -292,9 +260,72 @@ class LogFileObject : public AutomationObject<_KivLogFile, KivLogFile>,
     }
   }
 
+  // The connection point of __KivLogFile: an object of its own identity (its IUnknown is not
+  // the log's), living as long as the log, whose references it counts.
+  class Point : public IConnectionPoint {
+   public:
+    explicit Point(LogFileObject* owner) : owner_(owner) {}
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+      if (out == nullptr) return E_POINTER;
+      *out = nullptr;
+      if (iid != IID_IUnknown && iid != IID_IConnectionPoint) return E_NOINTERFACE;
+      *out = static_cast<IConnectionPoint*>(this);
+      AddRef();
+      return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return owner_->AddRef(); }
+    ULONG STDMETHODCALLTYPE Release() override { return owner_->Release(); }
+
+    HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID* iid) override {
+      if (iid == nullptr) return E_POINTER;
+      *iid = DIID___KivLogFile;
+      return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE
+    GetConnectionPointContainer(IConnectionPointContainer** out) override {
+      if (out == nullptr) return E_POINTER;
+      *out = static_cast<IConnectionPointContainer*>(owner_);
+      owner_->AddRef();
+      return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE Advise(IUnknown* sink, DWORD* cookie) override {
+      if (sink == nullptr || cookie == nullptr) return E_POINTER;
+      *cookie = 0;
+      IDispatch* events = nullptr;
+      if (FAILED(sink->QueryInterface(DIID___KivLogFile, reinterpret_cast<void**>(&events))) &&
+          FAILED(sink->QueryInterface(IID_IDispatch, reinterpret_cast<void**>(&events)))) {
+        return CONNECT_E_CANNOTCONNECT;
+      }
+      *cookie = next_cookie_++;
+      sinks_.emplace(*cookie, events);
+      return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE Unadvise(DWORD cookie) override {
+      auto it = sinks_.find(cookie);
+      if (it == sinks_.end()) return CONNECT_E_NOCONNECTION;
+      it->second->Release();
+      sinks_.erase(it);
+      return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE EnumConnections(IEnumConnections** out) override {
+      if (out == nullptr) return E_POINTER;
+      std::vector<CONNECTDATA> connections;
+      for (auto& [cookie, sink] : sinks_) connections.push_back({sink, cookie});
+      *out = new SnapshotEnumerator<IEnumConnections, CONNECTDATA, CONNECTDATA>(
+          std::move(connections));
+      return S_OK;
+    }
+
+    std::map<DWORD, IDispatch*> sinks_;
+
+   private:
+    LogFileObject* owner_;
+    DWORD next_cookie_ = 1;
+  };
+
   int64_t token_ = 0;
-  std::map<DWORD, IDispatch*> sinks_;
-  DWORD next_cookie_ = 1;
+  Point point_;
 };
 
 }  // namespace

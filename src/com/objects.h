@@ -20,8 +20,19 @@ std::atomic<long>& ServerLocks();
 // whatever interface pointer the client hands in.
 struct IKivObject : public IUnknown {
   virtual std::shared_ptr<Object> Target() = 0;
+  // The object's IDispatch with one more reference, or nullptr when its last reference is
+  // already gone (it is being destroyed).
+  virtual IDispatch* AddRefIfAlive() = 0;
 };
 extern const IID IID_IKivObject;
+
+// The live automation object of each library object, so that one library object crosses the
+// boundary as one COM object however often it is handed out: scripts compare objects (Is) by
+// their IUnknown. Every object is remembered while it lives.
+void RememberWrapper(const void* target, IKivObject* wrapper);
+void ForgetWrapper(const void* target, IKivObject* wrapper);
+// The remembered object of a library object, with one more reference, or nullptr.
+IDispatch* FindWrapper(const void* target);
 
 // A new automation object for a library object (nullptr for null), with one reference.
 IDispatch* Wrap(const std::shared_ptr<Object>& object);
@@ -72,10 +83,16 @@ class SimpleUnknown : public Interface {
 template <class Interface, class T>
 class AutomationObject : public Interface, public IKivObject {
  public:
-  explicit AutomationObject(std::shared_ptr<T> target) : target_(std::move(target)) {
+  // identity: what the object is found again by (FindWrapper), by default its target.
+  explicit AutomationObject(std::shared_ptr<T> target, const void* identity = nullptr)
+      : target_(std::move(target)), identity_(identity != nullptr ? identity : target_.get()) {
     ++LiveObjects();
+    RememberWrapper(identity_, this);
   }
-  virtual ~AutomationObject() { --LiveObjects(); }
+  virtual ~AutomationObject() {
+    ForgetWrapper(identity_, this);
+    --LiveObjects();
+  }
   AutomationObject(const AutomationObject&) = delete;
   AutomationObject& operator=(const AutomationObject&) = delete;
 
@@ -133,6 +150,12 @@ class AutomationObject : public Interface, public IKivObject {
 
   // IKivObject
   std::shared_ptr<Object> Target() override { return target_; }
+  IDispatch* AddRefIfAlive() override {
+    for (ULONG refs = refs_.load(); refs != 0;) {
+      if (refs_.compare_exchange_weak(refs, refs + 1)) return static_cast<Interface*>(this);
+    }
+    return nullptr;
+  }
 
  protected:
   // Further interfaces of a class (the connection points of KivLogFile).
@@ -142,6 +165,7 @@ class AutomationObject : public Interface, public IKivObject {
   std::shared_ptr<T> target_;
 
  private:
+  const void* identity_;
   std::atomic<ULONG> refs_{1};
 };
 

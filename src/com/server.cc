@@ -2,6 +2,8 @@
 // DllGetClassObject and DllCanUnloadNow.
 #include <initguid.h>
 
+#include <mutex>
+#include <unordered_map>
 #include <vector>
 
 #include "com/module.h"
@@ -52,7 +54,40 @@ std::wstring ModulePath() {
   }
 }
 
+namespace {
+
+std::mutex& WrappersLock() {
+  static std::mutex lock;
+  return lock;
+}
+std::unordered_map<const void*, IKivObject*>& Wrappers() {
+  static std::unordered_map<const void*, IKivObject*> wrappers;
+  return wrappers;
+}
+
+}  // namespace
+
+void RememberWrapper(const void* target, IKivObject* wrapper) {
+  if (target == nullptr) return;
+  std::lock_guard<std::mutex> lock(WrappersLock());
+  Wrappers()[target] = wrapper;  // replaces one that is being destroyed
+}
+
+void ForgetWrapper(const void* target, IKivObject* wrapper) {
+  std::lock_guard<std::mutex> lock(WrappersLock());
+  auto it = Wrappers().find(target);
+  if (it != Wrappers().end() && it->second == wrapper) Wrappers().erase(it);
+}
+
+IDispatch* FindWrapper(const void* target) {
+  std::lock_guard<std::mutex> lock(WrappersLock());
+  auto it = Wrappers().find(target);
+  return it != Wrappers().end() ? it->second->AddRefIfAlive() : nullptr;
+}
+
 IDispatch* Wrap(const std::shared_ptr<Object>& object) {
+  if (object == nullptr) return nullptr;
+  if (IDispatch* known = FindWrapper(object.get())) return known;
   if (auto log = std::dynamic_pointer_cast<KivLog>(object)) return WrapLog(log);
   if (auto file = std::dynamic_pointer_cast<KivLogFile>(object)) return WrapLogFile(file);
   if (auto info = std::dynamic_pointer_cast<KivLogInfo>(object)) return WrapInfo(info);

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "com/system.h"
+#include "kivdbxt/variant.h"
 
 namespace kiv {
 class Object;
@@ -30,6 +32,8 @@ IDispatch* WrapQvDbXt(std::shared_ptr<QvDbXt> helpers);
 IDispatch* WrapBlob(std::shared_ptr<KivBlobType> blob);
 IDispatch* WrapCollection(std::shared_ptr<Collection> collection);
 IDispatch* MakeLastError();
+// The enumerator For Each walks: a snapshot of items (one reference).
+IUnknown* EnumerateVariants(std::vector<Variant> items);
 // The DAO model's objects (nullptr for anything else), and the creatable DBEngine.
 IDispatch* WrapDao(const std::shared_ptr<Object>& object);
 IDispatch* MakeEngine();

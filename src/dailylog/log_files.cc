@@ -5,6 +5,7 @@
 
 #include "event/record_scan.h"
 #include "frame/error.h"
+#include "platform/fs.h"
 #include "platform/rt_errors.h"
 #include "platform/text_codec.h"
 
@@ -69,7 +70,8 @@ void OpenBoth(const LogPaths& paths, LogFiles& files, bool read_only, bool creat
 
 LogPaths NativeLogPaths(const String& base) {
   std::string native = ToUtf8(base);
-  LogPaths paths{native, native};
+  const String folder = ParentFolder(base);
+  LogPaths paths{native, native, folder.empty() ? "." : ToUtf8(folder)};
   paths.data += ToUtf8(kExtLogData);
   paths.index += ToUtf8(kExtLogIndex);
   return paths;

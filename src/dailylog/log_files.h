@@ -3,10 +3,13 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "event/record_scan.h"
+#include "event/record_text.h"
 #include "frame/guard.h"
 #include "frame/internal_api.h"
 #include "kivdbxt/kiv_log.h"
@@ -24,6 +27,7 @@ inline constexpr char16_t kExtLogIndex[] = u".ZLI";
 struct LogPaths {
   std::string data;
   std::string index;
+  std::string folder;  // the folder that holds them
 };
 LogPaths NativeLogPaths(const String& base);
 
@@ -69,9 +73,30 @@ struct KeptFiles {
   int32_t events = 0;        // the events counted after that write
   bool known = false;        // the fields above describe the files
   bool data_locked = false;  // the write in progress holds the data file's lock
+  // What tells a write, without a look at the files' paths, that they are as this writer left
+  // them (log_kept_files.cc): the folder's stamp at the last look at the paths, whether any later
+  // change of the folder's names must change that stamp, and a view of the data file's end.
+  FileStamp folder;
+  bool folder_settled = false;
+  FileMap tail;
   void Close() {
+    tail = FileMap();
     files.Close();
-    known = false;
+    known = folder_settled = false;
+  }
+};
+
+// The records of one or more events, one after another, and the end of each in `bytes`.
+struct RecordBatch {
+  std::string bytes;
+  std::vector<size_t> ends;
+  size_t Start(size_t k) const { return k == 0 ? 0 : ends[k - 1]; }
+  // Empties the batch, keeping its buffers unless a large batch left them large.
+  void Clear() {
+    if (bytes.capacity() > (size_t{1} << 20)) std::string().swap(bytes);
+    if (ends.capacity() > 4096) std::vector<size_t>().swap(ends);
+    bytes.clear();
+    ends.clear();
   }
 };
 
@@ -85,6 +110,9 @@ struct OpenLogEntry {
 
   std::shared_ptr<KivLogInfo> info;
   KeptFiles kept;
+  // Kept between writes for their buffers: a write of one event then allocates nothing.
+  RecordWriter writer;
+  RecordBatch batch;
 
  private:
   // Forgets what was worked out for an earlier FileName.
@@ -105,6 +133,12 @@ struct OpenLogEntry {
 bool LockKeptFiles(OpenLogEntry& log, bool single);
 // After a write under LockKeptFiles: notes what the files now are and releases their locks.
 void UnlockKeptFiles(OpenLogEntry& log);
+
+// Whether two names are the same, compared as bytes: every write compares its log's FileName
+// with the one its paths and kept files were worked out for.
+inline bool SameName(const String& a, const String& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0;
+}
 
 // The 32-bit little-endian values of the index.
 inline int32_t DecodeIndexValue(const unsigned char* b) {

@@ -39,7 +39,7 @@ OpenLogEntry& KivLog::FindEntry(int32_t Id) const {
 std::shared_ptr<KivLogInfo> KivLog::FindLog(int32_t Id) const { return FindEntry(Id).info; }
 
 void OpenLogEntry::Follow() {
-  if (name_ == info->FileName()) return;
+  if (SameName(name_, info->FileName())) return;
   name_ = info->FileName();
   paths_.reset();
   day_.reset();

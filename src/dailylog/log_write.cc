@@ -20,13 +20,6 @@
 namespace kiv {
 namespace {
 
-// The records of one or more events, one after another, and the end of each in `bytes`.
-struct RecordBatch {
-  std::string bytes;
-  std::vector<size_t> ends;
-  size_t Start(size_t k) const { return k == 0 ? 0 : ends[k - 1]; }
-};
-
 // Moves the log to the files of `now`'s day when the day has changed since its files were named.
 void FollowDay(OpenLogEntry& log, Date now) {
   KivLogInfo& info = *log.info;
@@ -42,25 +35,17 @@ void CheckSize(const KivLogInfo& info, int64_t size) {
   }
 }
 
-// Adds the record EventLogWrite makes of its arguments, as Save writes it.
-void AddRecord(const KivLogInfo& info, Date now, const String& Source, const String& RawData,
-               int32_t RawDataType, int32_t EventType, const String& Category, int32_t EventId,
-               const String& Server, RecordBatch& batch) {
-  KivLogEvent event;
-  event.EvCategory(Category);
-  event.EvComputer(info.Computer());
-  event.EvDate(now);
-  event.EvId(EventId);
-  event.EvDataType(RawDataType);
-  event.EvRawData(RawData);
-  event.EvServer(Server);
-  event.EvSource(Source);
-  event.EvType(EventType);
-  event.EvUnk(UniqueNumber());
-  event.EvUser(info.User());
-  if (event.TranslateData()) RaiseRecorded();
-  EventAccess::AppendRecord(event, batch.bytes, (info.Options() & KIVLIOPT_UTF8) != 0);
-  batch.ends.push_back(batch.bytes.size());
+// Adds the record EventLogWrite makes of its arguments: the event cleaned as TranslateData
+// cleans it, then written as Save writes it.
+void AddRecord(OpenLogEntry& log, Date now, StringView Source, StringView RawData,
+               int32_t RawDataType, int32_t EventType, StringView Category, int32_t EventId,
+               StringView Server) {
+  const KivLogInfo& info = *log.info;
+  const RecordInput in{UniqueNumber(), now,         Source,      EventType,
+                       Category,       EventId,     info.User(), info.Computer(),
+                       Server,         RawDataType, RawData};
+  log.writer.Append(in, true, (info.Options() & KIVLIOPT_UTF8) != 0, log.batch.bytes);
+  log.batch.ends.push_back(log.batch.bytes.size());
 }
 
 // The entries of the records of a batch placed from the 0-based `first`: as many as single
@@ -162,10 +147,9 @@ bool KivLog::EventLogWrite(int32_t Id, const String& Source, const String& RawDa
         OpenLogEntry& log = FindEntry(Id);
         const Date now = Now();
         FollowDay(log, now);
-        RecordBatch batch;
-        AddRecord(*log.info, now, Source, RawData, RawDataType, EventType, Category, EventId,
-                  Server, batch);
-        WriteBatch(log, batch, files);
+        log.batch.Clear();
+        AddRecord(log, now, Source, RawData, RawDataType, EventType, Category, EventId, Server);
+        WriteBatch(log, log.batch, files);
         return false;
       },
       [&] { files.Close(); });
@@ -189,12 +173,12 @@ bool KivLog::EventLogWriteBatch(int32_t Id, const std::shared_ptr<Collection>& E
         if (events.empty()) return false;
         const Date now = Now();
         FollowDay(log, now);
-        RecordBatch batch;
+        log.batch.Clear();
         for (const auto& e : events) {
-          AddRecord(*log.info, now, e->EvSource(), e->EvRawData(), e->EvDataType(), e->EvType(),
-                    e->EvCategory(), e->EvId(), e->EvServer(), batch);
+          AddRecord(log, now, e->EvSource(), e->EvRawData(), e->EvDataType(), e->EvType(),
+                    e->EvCategory(), e->EvId(), e->EvServer());
         }
-        WriteBatch(log, batch, files);
+        WriteBatch(log, log.batch, files);
         return false;
       },
       [&] { files.Close(); });

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "event/record_text.h"
 #include "kivdbxt/kiv_log_event.h"
 
 namespace kiv {
@@ -21,6 +22,8 @@ struct EventAccess {
   // Appends the bytes of the event's text block, line ends included: what Save writes (in
   // Windows-1252), or the same block in UTF-8 for a log with KIVLIOPT_UTF8.
   static void AppendRecord(const KivLogEvent& event, std::string& block, bool utf8);
+  // The event's fields, as views for a RecordWriter.
+  static RecordInput InputOf(const KivLogEvent& event);
 };
 
 }  // namespace kiv

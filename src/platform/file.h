@@ -37,6 +37,9 @@ struct FileStamp {
   uint64_t device = 0;
   uint64_t inode = 0;
   int64_t size = -1;  // -1: no such file
+  // When the file (for a folder: its list of names) last changed, in nanoseconds; 0 where the
+  // system does not tell. A change later than a look gives a time later than the look's.
+  int64_t changed = 0;
   // Whether both stamps are of one existing file. While a file is held open its inode is not
   // given to another file, so a path whose stamp matches an open file's still names that file.
   bool SameFile(const FileStamp& other) const {

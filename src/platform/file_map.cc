@@ -44,6 +44,7 @@ bool StoreOnce(uint8_t*, const void*, size_t) { return false; }
 
 FileMap::FileMap(FileMap&& other) noexcept
     : data_(std::exchange(other.data_, nullptr)),
+      offset_(std::exchange(other.offset_, 0)),
       length_(std::exchange(other.length_, 0)),
       writable_(std::exchange(other.writable_, false)),
       guard_(std::exchange(other.guard_, -1)) {}
@@ -52,6 +53,7 @@ FileMap& FileMap::operator=(FileMap&& other) noexcept {
   if (this != &other) {
     Unmap();
     data_ = std::exchange(other.data_, nullptr);
+    offset_ = std::exchange(other.offset_, 0);
     length_ = std::exchange(other.length_, 0);
     writable_ = std::exchange(other.writable_, false);
     guard_ = std::exchange(other.guard_, -1);

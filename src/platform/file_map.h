@@ -28,6 +28,13 @@ class FileMap {
   // `writable` for a file open for writing.
   static FileMap Map(const File& file, int64_t length, bool writable = false);
 
+  // Maps for reading `length` bytes from the page that holds the byte at `from`, pages past the
+  // file's end included: what others later write there is in the view. Nothing is mapped when
+  // the system refuses, and on Windows, where a view past a file's end would make it grow.
+  static FileMap MapWindow(const File& file, int64_t from, int64_t length);
+
+  // Where the view begins in the file: Copy and Store count from there.
+  int64_t Offset() const { return offset_; }
   int64_t Length() const { return length_; }
   // The mapped bytes (Length() of them): they change under the reader as other processes write.
   const uint8_t* Bytes() const { return data_; }
@@ -48,6 +55,7 @@ class FileMap {
   void Unmap();
 
   uint8_t* data_ = nullptr;
+  int64_t offset_ = 0;
   int64_t length_ = 0;
   bool writable_ = false;
   int guard_ = -1;  // the view's place among the guarded views; -1 when unguarded

@@ -1,6 +1,7 @@
 #include "platform/text_codec.h"
 
 #include <array>
+#include <bit>
 #include <cstring>
 
 namespace kiv {
@@ -68,11 +69,43 @@ uint8_t ToCp1252(char16_t c) {
   return '?';
 }
 
-void AppendCp1252(StringView text, std::string& out) {
-  size_t at = out.size();
+// Four characters at a time: most text is short and plain, and every event saved has six texts.
+TextKinds KindsOf(StringView text) {
+  constexpr uint64_t kHighBits = 0x8000800080008000ull;
+  uint64_t high = 0, below32 = 0;
+  size_t i = 0;
+  for (; i + 4 <= text.size(); i += 4) {
+    uint64_t w;
+    std::memcpy(&w, text.data() + i, 8);
+    high |= w & 0xFF80FF80FF80FF80ull;
+    below32 |= (w - 0x0020002000200020ull) & ~w & kHighBits;  // a lane below 32 borrows
+  }
+  for (; i < text.size(); ++i) {
+    high |= text[i] & 0xFF80;
+    below32 |= text[i] < 32;
+  }
+  return TextKinds{high != 0, below32 != 0};
+}
+
+void AppendAscii(StringView text, std::string& out) {
+  static_assert(std::endian::native == std::endian::little);
+  const size_t at = out.size();
   out.resize(at + text.size());
   char* dst = out.data() + at;
-  for (char16_t c : text) *dst++ = static_cast<char>(c < 0x80 ? c : ToCp1252(c));
+  size_t i = 0;
+  for (; i + 4 <= text.size(); i += 4) {  // the low bytes of four characters, gathered
+    uint64_t w;
+    std::memcpy(&w, text.data() + i, 8);
+    w = (w & 0x000000FF000000FFull) | ((w & 0x00FF000000FF0000ull) >> 8);
+    const auto four = static_cast<uint32_t>((w & 0xFFFF) | ((w >> 16) & 0xFFFF0000));
+    std::memcpy(dst + i, &four, 4);
+  }
+  for (; i < text.size(); ++i) dst[i] = static_cast<char>(text[i]);
+}
+
+void AppendCp1252(StringView text, std::string& out) {
+  if (!KindsOf(text).non_ascii) return AppendAscii(text, out);
+  for (char16_t c : text) out.push_back(static_cast<char>(ToCp1252(c)));
 }
 
 std::string ToCp1252(StringView text) {
@@ -116,13 +149,13 @@ bool IsByteString(StringView text) {
   return true;
 }
 
-std::string ToUtf8(StringView text) {
-  std::string out;
+void AppendUtf8(StringView text, std::string& out) {
   size_t ascii = 0;
   while (ascii < text.size() && text[ascii] < 0x80) ++ascii;
-  if (ascii == text.size()) return std::string(text.begin(), text.end());
-  out.reserve(text.size());
-  for (size_t i = 0; i < text.size(); ++i) {
+  out.append(text.begin(), text.begin() + static_cast<ptrdiff_t>(ascii));
+  if (ascii == text.size()) return;
+  out.reserve(out.size() + 3 * (text.size() - ascii));
+  for (size_t i = ascii; i < text.size(); ++i) {
     uint32_t cp = text[i];
     if (cp >= 0xD800 && cp <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
         text[i + 1] <= 0xDFFF) {
@@ -147,6 +180,11 @@ std::string ToUtf8(StringView text) {
       out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
     }
   }
+}
+
+std::string ToUtf8(StringView text) {
+  std::string out;
+  AppendUtf8(text, out);
   return out;
 }
 

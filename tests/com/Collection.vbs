@@ -28,6 +28,7 @@ Set e = CreateObject("KivDbXtOle.KivLogEvent")
 e.EvId = 5
 c.Add e, "ev"
 Check c("ev").EvId = 5, "an object item keeps its properties"
+Check c("ev") Is e And c("ev") Is c(3), "an object item is the object added, however it is read"
 c.Add 3.5
 c.Add DateSerial(2024, 1, 2)
 Check TypeName(c(4)) = "Double" And TypeName(c(5)) = "Date", "item types kept"

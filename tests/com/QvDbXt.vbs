@@ -1,5 +1,6 @@
-' QvDbXt from a script on the library's DAO objects: a blob written through the buffered
-' cursor and as a whole string, read back, and the helpers that need no database; their errors.
+' QvDbXt from a script on the library's DAO objects (the table made through TableDef, Field and
+' Index): a blob written through the buffered cursor and as a whole string, read back, and the
+' helpers that need no database; their errors.
 Option Explicit
 Dim passed, failed : passed = 0 : failed = 0
 Sub Check(ok, what)
@@ -15,9 +16,28 @@ Set qv = CreateObject("KivDbXtOle.QvDbXt")
 Set lastErr = CreateObject("KivDbXtOle.LastError")
 
 Set db = engine.CreateDatabase(folder & "\blobs.mdb", ";LANGID=0x0409;CP=1252;COUNTRY=0")
-Check Not db Is Nothing, "DBEngine.CreateDatabase"
-db.Execute "CREATE TABLE T (ID LONG, NAME TEXT(10), DATA LONGBINARY)"
-db.Execute "CREATE UNIQUE INDEX PK ON T (ID)"
+' The table made through DAO's TableDef, Field and Index, and read back through the collections.
+Dim td, idx, f, names
+Set td = db.CreateTableDef("T")
+td.Fields.Append td.CreateField("ID", 4)
+td.Fields.Append td.CreateField("NAME", 10, 10)
+td.Fields.Append td.CreateField("DATA", 11)
+Set idx = td.CreateIndex("PK")
+idx.Fields = "ID"
+idx.Primary = True
+td.Indexes.Append idx
+db.TableDefs.Append td
+names = ""
+For Each f In db.TableDefs("T").Fields
+  names = names & f.Name & ":" & f.Type & " "
+Next
+Check names = "ID:4 NAME:10 DATA:11 ", "the stored table's fields: " & names
+Check db("T").Indexes("PK").Primary And db("T").Indexes(0).Fields(0).Name = "ID" And _
+  db("T")("NAME").Size = 10 And db.TableDefs.Count = 1, "its index and sizes"
+lastErr.Clear
+td.Fields.Append td.CreateField("id", 4)
+Check lastErr.Number = 3367 And lastErr.Source = "Fields.Append", _
+  "a field name taken (any case): " & lastErr.Number & " " & lastErr.Source
 Set rs = db.OpenRecordset("T", 1)
 rs.AddNew
 rs.Fields("ID").Value = 1

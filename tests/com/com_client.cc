@@ -1,22 +1,17 @@
 // A compiled client of the automation server: reads the registered type library and checks it
 // against the library's class table (identifiers, names, _QvDbXt's order, the events interface),
 // then binds early through widl's header and calls KivLog through its vtable.
-#include <windows.h>
-// <windows.h> first: the COM headers need its types; initguid makes this file define the
-// identifiers of widl's header.
+// The server's view of the system headers, without the macros that carry the library's names.
+#include "com/system.h"
+// initguid makes this file define the identifiers of widl's header.
 #include <initguid.h>
 #include <kivdbxt/class_table.h>
-#include <ocidl.h>
+#include <kivdbxt/constants.h>
+#include <kivdbxt/error.h>
 
 #include <cstdio>
 #include <string>
 #include <vector>
-
-// <windows.h> maps these names to their ANSI functions; here they are KivLogFile's members.
-#undef BackupEventLog
-#undef OpenEventLog
-#undef ReadEventLog
-#undef ReportEvent
 
 #include "com/typelib.h"
 
@@ -151,6 +146,58 @@ void CheckQvDbXtOrder(ITypeLib* library) {
   Check(order == expected, "_QvDbXt order: " + order);
 }
 
+// The library's enumerations in the type library, each member by name and value as the
+// library's own constants have them.
+void CheckEnums(ITypeLib* library) {
+#define KIV_MEMBER(name) (std::string(#name "=") + std::to_string(kiv::name) + " ")
+  const std::vector<std::pair<std::string, std::string>> expected = {
+      {"KivLogType", KIV_MEMBER(EVENTLOG_SUCCESS) + KIV_MEMBER(EVENTLOG_ERROR_TYPE) +
+                         KIV_MEMBER(EVENTLOG_WARNING_TYPE) + KIV_MEMBER(EVENTLOG_INFORMATION_TYPE) +
+                         KIV_MEMBER(EVENTLOG_AUDIT_SUCCESS) + KIV_MEMBER(EVENTLOG_AUDIT_FAILURE)},
+      {"RawDataTypeConst", KIV_MEMBER(RWDT_ASCII) + KIV_MEMBER(RWDT_BINARY)},
+      {"QvDbXtConst", KIV_MEMBER(DEFAULTTEXTLEN)},
+      {"KivLogWrapping", KIV_MEMBER(KLFWM_OVERWRITEASNEEDED) + KIV_MEMBER(KLFWM_OVERWRITEOLDER) +
+                             KIV_MEMBER(KLFWM_DONTOVERWRITE)},
+      {"ReadEventLogFlags", KIV_MEMBER(ELREF_FIRST) + KIV_MEMBER(ELREF_NEXT) +
+                                KIV_MEMBER(ELREF_LAST) + KIV_MEMBER(ELREF_COUNT) +
+                                KIV_MEMBER(ELREF_ABSOLUTE)},
+      {"ReservedConst", KIV_MEMBER(ELRC_BACKUPCURRENTREC) + KIV_MEMBER(ELRC_BACKUPASTEXT)},
+      {"EventLogOpen_Mode", KIV_MEMBER(ELOF_OPEN_EXISTING) + KIV_MEMBER(ELOF_CREATE_NEW) +
+                                KIV_MEMBER(ELOF_CREATE_ALWAYS) + KIV_MEMBER(ELOF_OPENALWAYS) +
+                                KIV_MEMBER(ELOF_BACKUP_IFEXISTS)},
+      {"KivLogInfo_Options", KIV_MEMBER(KIVLIOPT_DONTCHANGEFILE) + KIV_MEMBER(KIVLIOPT_UTF8) +
+                                 KIV_MEMBER(KIVLIOPT_KEEPOPEN)},
+      {"LOGFILTERFLAGS", KIV_MEMBER(LGFF_CHECKDATE) + KIV_MEMBER(LGFF_CHECKTYPE) +
+                             KIV_MEMBER(LGFF_CHECKCATEGORY) + KIV_MEMBER(LGFF_CHECKID) +
+                             KIV_MEMBER(LGFF_CHECKUSER) + KIV_MEMBER(LGFF_CHECKCOMPUTER) +
+                             KIV_MEMBER(LGFF_CHECKSOURCE) + KIV_MEMBER(LGFF_CHECKSERVER) +
+                             KIV_MEMBER(LGFF_CHECKRAWDATA)},
+      {"SetErrorFlags",
+       KIV_MEMBER(SETERR_APPENDSYSMSG) + KIV_MEMBER(SETERR_PASSTHROUGH) + KIV_MEMBER(SETERR_NOERR)},
+  };
+#undef KIV_MEMBER
+  for (const auto& [name, members] : expected) {
+    std::wstring wide(name.begin(), name.end());
+    ITypeInfo* info = nullptr;
+    MEMBERID id = 0;
+    USHORT found = 1;
+    TYPEATTR* attr = nullptr;
+    std::string got;
+    if (SUCCEEDED(library->FindName(wide.data(), 0, &info, &id, &found)) && found == 1 &&
+        SUCCEEDED(info->GetTypeAttr(&attr))) {
+      for (UINT i = 0; attr->typekind == TKIND_ENUM && i < attr->cVars; ++i) {
+        VARDESC* var = nullptr;
+        if (FAILED(info->GetVarDesc(i, &var))) continue;
+        got += NameOf(info, var->memid) + "=" + std::to_string(var->lpvarValue->lVal) + " ";
+        info->ReleaseVarDesc(var);
+      }
+      info->ReleaseTypeAttr(attr);
+    }
+    if (info != nullptr) info->Release();
+    Check(got == members, name + " in the type library: " + got);
+  }
+}
+
 // An optional Long parameter keeps its default in the type library (EventLogOpenEx's Mode: 3).
 void CheckDefaults(ITypeLib* library) {
   ITypeInfo* info = nullptr;
@@ -250,6 +297,100 @@ class Sink : public IDispatch {
  private:
   ULONG refs_ = 0;
 };
+
+IUnknown* IdentityOf(IUnknown* object) {
+  IUnknown* identity = nullptr;
+  if (object != nullptr) object->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity));
+  if (identity != nullptr) identity->Release();  // compared only, while the object lives
+  return identity;
+}
+
+// COM's identity rules on KivLogFile: from each of its interfaces every other is reached and
+// the same IUnknown; its connection point is an object of its own, found again through
+// EnumConnectionPoints, listing its connections; one library object is one COM object.
+void CheckIdentity() {
+  _KivLogFile* log = nullptr;
+  if (FAILED(CoCreateInstance(CLSID_KivLogFile, nullptr, CLSCTX_INPROC_SERVER, IID__KivLogFile,
+                              reinterpret_cast<void**>(&log)))) {
+    Check(false, "CoCreateInstance(KivLogFile)");
+    return;
+  }
+  IUnknown* identity = IdentityOf(log);
+  const IID* iids[] = {&IID__KivLogFile, &IID_IDispatch, &IID_IConnectionPointContainer,
+                       &IID_IProvideClassInfo, &IID_IProvideClassInfo2};
+  int answered = 0, expected = 0;
+  for (const IID* from : iids) {
+    IUnknown* a = nullptr;
+    log->QueryInterface(*from, reinterpret_cast<void**>(&a));
+    for (const IID* to : iids) {
+      IUnknown* b = nullptr;
+      ++expected;
+      if (a != nullptr && SUCCEEDED(a->QueryInterface(*to, reinterpret_cast<void**>(&b))) &&
+          IdentityOf(b) == identity) {
+        ++answered;
+      }
+      if (b != nullptr) b->Release();
+    }
+    if (a != nullptr) a->Release();
+  }
+  Check(answered == expected, "KivLogFile's interfaces reach each other with one IUnknown: " +
+                                  std::to_string(answered) + " of " + std::to_string(expected));
+  void* none = &answered;
+  Check(log->QueryInterface(IID_IConnectionPoint, &none) == E_NOINTERFACE && none == nullptr,
+        "an interface the object lacks: E_NOINTERFACE, the pointer cleared");
+
+  IConnectionPointContainer* container = nullptr;
+  IConnectionPoint *point = nullptr, *listed[2] = {};
+  IEnumConnectionPoints* points = nullptr;
+  log->QueryInterface(IID_IConnectionPointContainer, reinterpret_cast<void**>(&container));
+  ULONG fetched = 0;
+  if (container == nullptr || FAILED(container->FindConnectionPoint(DIID___KivLogFile, &point)) ||
+      FAILED(container->EnumConnectionPoints(&points))) {
+    Check(false, "the connection points of KivLogFile");
+  } else {
+    IConnectionPointContainer* back = nullptr;
+    point->GetConnectionPointContainer(&back);
+    IUnknown* own = nullptr;
+    point->QueryInterface(IID_IConnectionPoint, reinterpret_cast<void**>(&own));
+    Check(own != nullptr && IdentityOf(point) != identity && IdentityOf(back) == identity,
+          "the connection point: an object of its own, whose container is the log");
+    Check(points->Next(2, listed, &fetched) == S_FALSE && fetched == 1 &&
+              IdentityOf(listed[0]) == IdentityOf(point),
+          "EnumConnectionPoints lists the one connection point: " + std::to_string(fetched));
+    Sink sink;
+    DWORD cookie = 0;
+    point->Advise(&sink, &cookie);
+    IEnumConnections* connections = nullptr;
+    CONNECTDATA data[2] = {};
+    fetched = 0;
+    if (SUCCEEDED(point->EnumConnections(&connections))) connections->Next(2, data, &fetched);
+    Check(fetched == 1 && data[0].dwCookie == cookie && IdentityOf(data[0].pUnk) == &sink,
+          "EnumConnections lists the advised sink");
+    if (fetched == 1) data[0].pUnk->Release();
+    if (connections != nullptr) connections->Release();
+    point->Unadvise(cookie);
+    Check(sink.refs() == 0, "the enumerations and Unadvise release the sink");
+    for (IUnknown* held : {static_cast<IUnknown*>(back), own, static_cast<IUnknown*>(listed[0])})
+      if (held != nullptr) held->Release();
+  }
+  for (IUnknown* held : {static_cast<IUnknown*>(points), static_cast<IUnknown*>(point),
+                         static_cast<IUnknown*>(container)})
+    if (held != nullptr) held->Release();
+  log->Release();
+
+  _KivLogInfo* info = nullptr;
+  _Collection *first = nullptr, *second = nullptr;
+  if (SUCCEEDED(CoCreateInstance(CLSID_KivLogInfo, nullptr, CLSCTX_INPROC_SERVER, IID__KivLogInfo,
+                                 reinterpret_cast<void**>(&info)))) {
+    info->get_LogData(&first);
+    info->get_LogData(&second);
+    info->Release();
+  }
+  Check(first != nullptr && IdentityOf(first) == IdentityOf(second),
+        "a property read twice gives the same object");
+  if (first != nullptr) first->Release();
+  if (second != nullptr) second->Release();
+}
 
 // EventLogChanged reaches every advised sink once per report, with EvUnk, EvType and EvId, and
 // stops reaching a sink that unadvised. The database log is also read back early bound.
@@ -361,9 +502,11 @@ int main() {
     CheckEvents(library);
     CheckQvDbXtOrder(library);
     CheckDefaults(library);
+    CheckEnums(library);
     library->Release();
   }
   CheckEarlyBinding();
+  CheckIdentity();
   CheckEvents();
   CoUninitialize();
   std::printf("%d passed, %d failed\n", passed, failed);

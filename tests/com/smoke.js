@@ -1,5 +1,5 @@
 // A JScript client: create by ProgID, write and read a day's log, walk LogData with Enumerator,
-// read the recorded error.
+// read the recorded error, record a script's own.
 var passed = 0, failed = 0;
 function check(ok, what) {
   if (ok) passed++; else { failed++; WScript.Echo("FAILED: " + what); }
@@ -21,5 +21,13 @@ for (var en = new Enumerator(info.LogData); !en.atEnd(); en.moveNext()) ids.push
 check(ids.join(",") == "1,42,0", "events read: " + ids.join(","));
 check(log.EventLogClose(99) === true, "closing an unknown Id is True");
 check(lastErr.Source == "KivLog.EventLogClose", "Source: " + lastErr.Source);
+// A JScript exception handed to Set_Error: its number (0x800A0035) is the run-time error 53.
+try {
+  fso.GetFile(folder + "\\none.txt");
+} catch (e) {
+  lastErr.Set_Error(e, "JS.Open");
+}
+check(lastErr.Number == 53 && lastErr.Source == "JS.Open",
+      "a JScript exception recorded: " + lastErr.Number + " " + lastErr.Source);
 fso.DeleteFolder(folder, true);
 WScript.Echo(passed + " passed, " + failed + " failed");

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 
 #include "dailylog_support.h"
 
@@ -134,6 +135,45 @@ TEST_F(LogKeepOpenTest, PurgedOrRenamedFilesAreReopenedAndNothingIsLost) {
   EXPECT_EQ(OpenCount(base + u".ZLG"), 0);
   EXPECT_EQ(OpenCount(base + u".ZLI"), 0);
   EXPECT_EQ(Sources(base).back(), u"EVENTLOG:Closed");
+}
+
+// Most writes tell that nothing changed without looking at the paths. Once that holds (a few
+// writes, a few milliseconds after the files were made), each change another program makes
+// between two writes is still seen by the next one.
+TEST_F(LogKeepOpenTest, ChangesBetweenWritesAreSeenOnceWritesStopLookingAtThePaths) {
+  const String base = Base(u"APP");
+  const std::string whole =
+      "UNK=9\r\nDAT=2024-03-05 10:00:00\r\nSRC=Z\r\nTYP=4\r\nCAT=\r\nEID=0\r\nUSR=u\r\n"
+      "COM=c\r\nSVR=\r\nDTP=0\r\nRWD=z\r\nEND=-----------------------\r\n";
+  struct Case {
+    const char* what;
+    std::function<void()> change;
+    std::vector<String> after;  // the day's events once the next write is in
+  };
+  const std::vector<Case> cases = {
+      {"a writer killed after its record, before its entry: the record is taken in",
+       [&] { WriteAll(base + u".ZLG", ReadAll(base + u".ZLG") + whole); },
+       {u"EVENTLOG:Open", u"A:1", u"A:2", u"A:3", u"Z:z", u"B:4"}},
+      {"the data file removed alone: the next write makes the day anew",
+       [&] { std::filesystem::remove(U8(base + u".ZLG")); },
+       {u"B:4"}},
+      {"the index removed alone: its records are indexed again",
+       [&] { std::filesystem::remove(U8(base + u".ZLI")); },
+       {u"EVENTLOG:Open", u"A:1", u"A:2", u"A:3", u"B:4"}},
+  };
+  for (const Case& c : cases) {
+    KivLog log;
+    const int32_t id = log.EventLogOpen(u"APP", folder, ELOF_CREATE_ALWAYS);
+    ASSERT_NE(id, 0);
+    log.EventLogOptions(id, KIVLIOPT_KEEPOPEN);
+    for (const char16_t* raw : {u"1", u"2", u"3"}) {
+      ::usleep(20000);  // each write in a later tick of the file system's clock
+      ASSERT_FALSE(log.EventLogWrite(id, u"A", raw));
+    }
+    c.change();
+    ASSERT_FALSE(log.EventLogWrite(id, u"B", u"4")) << c.what;
+    EXPECT_EQ(Sources(base), c.after) << c.what;
+  }
 }
 
 TEST_F(LogKeepOpenTest, ADayChangeAndTheObjectsEndCloseTheFiles) {

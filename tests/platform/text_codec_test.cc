@@ -55,5 +55,27 @@ TEST(Cp1252, FitsTellsWhatWouldBecomeAQuestionMark) {
   EXPECT_EQ(FromCp1252(std::string_view("\x80\x81\xe9")), u"\u20ac\u0081\u00e9");
 }
 
+// The encoders take four characters at a time: one odd character at every place of texts of
+// every length up to nine must be found and encoded as the character-by-character rule does.
+TEST(Cp1252, EveryPlaceOfShortTextsIsEncodedAndClassified) {
+  for (char16_t odd : {u'\x00', u'\x1f', u'\x20', u'\x7f', u'\x80', u'\xe9', u'\u0100', u'\u20ac',
+                       u'\uff1f', u'\uffff'}) {
+    for (size_t length = 1; length <= 9; ++length) {
+      for (size_t at = 0; at < length; ++at) {
+        String text(length, u'a');
+        text[at] = odd;
+        std::string expected;
+        for (char16_t c : text) expected.push_back(static_cast<char>(ToCp1252(c)));
+        std::string got = "x";
+        AppendCp1252(text, got);
+        EXPECT_EQ(got, "x" + expected) << int(odd) << " at " << at << " of " << length;
+        const TextKinds kinds = KindsOf(text);
+        EXPECT_EQ(kinds.non_ascii, odd >= 0x80) << int(odd) << " at " << at << " of " << length;
+        EXPECT_EQ(kinds.controls, odd < 0x20) << int(odd) << " at " << at << " of " << length;
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace kiv

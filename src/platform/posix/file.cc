@@ -168,7 +168,8 @@ namespace {
 
 FileStamp StampOf(const struct stat& st) {
   return FileStamp{static_cast<uint64_t>(st.st_dev), static_cast<uint64_t>(st.st_ino),
-                   static_cast<int64_t>(st.st_size)};
+                   static_cast<int64_t>(st.st_size),
+                   int64_t{st.st_ctim.tv_sec} * 1000000000 + st.st_ctim.tv_nsec};
 }
 
 }  // namespace

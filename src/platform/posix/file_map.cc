@@ -99,6 +99,7 @@ void FileMap::Unmap() {
   Unguard(std::exchange(guard_, -1));
   if (data_) ::munmap(data_, static_cast<size_t>(length_));
   data_ = nullptr;
+  offset_ = 0;
   length_ = 0;
   writable_ = false;
 }
@@ -113,6 +114,22 @@ FileMap FileMap::Map(const File& file, int64_t length, bool writable) {
   map.data_ = static_cast<uint8_t*>(p);
   map.length_ = length;
   map.writable_ = writable;
+  map.guard_ = Guard(map.data_, length);
+  return map;
+}
+
+FileMap FileMap::MapWindow(const File& file, int64_t from, int64_t length) {
+  FileMap map;
+  const auto page = static_cast<int64_t>(::sysconf(_SC_PAGESIZE));
+  const int64_t offset = from / page * page;
+  length += from - offset;
+  if (from < 0 || length <= 0) return map;
+  // Not populated: the pages past the end have nothing to read in yet.
+  void* p = ::mmap(nullptr, static_cast<size_t>(length), PROT_READ, MAP_SHARED, file.fd_, offset);
+  if (p == MAP_FAILED) return map;
+  map.data_ = static_cast<uint8_t*>(p);
+  map.offset_ = offset;
+  map.length_ = length;
   map.guard_ = Guard(map.data_, length);
   return map;
 }

@@ -12,6 +12,7 @@ namespace kiv {
 void FileMap::Unmap() {
   if (data_) UnmapViewOfFile(data_);
   data_ = nullptr;
+  offset_ = 0;
   length_ = 0;
   writable_ = false;
 }
@@ -39,6 +40,9 @@ FileMap FileMap::Map(const File& file, int64_t length, bool writable) {
   map.writable_ = writable;
   return map;
 }
+
+// A view past the file's end would make the file grow: callers look at the file instead.
+FileMap FileMap::MapWindow(const File&, int64_t, int64_t) { return FileMap(); }
 
 // Windows refuses to cut a file below a view of it, so no view is ever found cut.
 bool FileMap::Cut() const { return false; }
