@@ -7,11 +7,27 @@
 // the rollback journal, and within 1.3 of the hand-written work; with the rollback journal
 // within 1.5; without KeepAlive within 1.5 of with it. Compare the per-report time of the /1000 and
 // /1000000 rows of Held and Never.
+//
+// On PostgreSQL (KIV_BENCH_PG_URI names a database, e.g. the test server's:
+// scripts/pg-test-server start /tmp/pgb && KIV_BENCH_PG_URI=$(cat /tmp/pgb/uri) ...), four
+// processes report at once with synchronous_commit off, against a hand-written libpq pipeline
+// doing the same statements; and the delay from a report's commit to a watcher's wake-up.
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <thread>
+#include <vector>
+#ifdef KIV_WITH_POSTGRESQL
+#include <libpq-fe.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
 
 #include "kivdbxt/kiv_log_file.h"
 #include "platform/clock.h"
@@ -186,6 +202,181 @@ void BM_Never(benchmark::State& state) {
 }
 BENCHMARK(BM_Never)->Arg(1000)->Arg(1000000)->UseRealTime()->Iterations(1000);
 
+#ifdef KIV_WITH_POSTGRESQL
+
+constexpr int kPgProcesses = 4;
+
+std::string DateText(double date) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.17g", date);
+  return text;
+}
+constexpr int kPgReports = 400;  // per process
+
+// A fresh schema of the benchmark's database, as a URI whose search_path names it.
+std::string PgSchemaUri(const char* uri) {
+  static int serial = 0;
+  const std::string schema = "bench" + std::to_string(getpid()) + "_" + std::to_string(++serial);
+  PGconn* conn = PQconnectdb(uri);
+  PQclear(PQexec(conn, ("CREATE SCHEMA " + schema).c_str()));
+  PQfinish(conn);
+  return std::string(uri) + "&options=-csearch_path%3D" + schema + "%2Cpublic";
+}
+
+String NewServerLog(const char* uri) {
+  const String name = kiv::FromUtf8(PgSchemaUri(uri));
+  KivLogFile log;
+  if (log.CreateEventLog(name, 1000, kiv::KLFWM_DONTOVERWRITE)) std::abort();
+  return name;
+}
+
+// Runs `work` in kPgProcesses processes at once; the iteration's time is theirs, start to end.
+template <class Work>
+void InProcesses(benchmark::State& state, Work work) {
+  for (auto _ : state) {
+    const auto start = std::chrono::steady_clock::now();
+    std::vector<pid_t> pids;
+    for (int p = 0; p < kPgProcesses; ++p) {
+      const pid_t pid = fork();
+      if (pid == 0) _exit(work() ? 0 : 1);
+      pids.push_back(pid);
+    }
+    bool ok = true;
+    for (pid_t pid : pids) {
+      int status = 0;
+      waitpid(pid, &status, 0);
+      ok &= WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+    if (!ok) state.SkipWithError("a process failed");
+    state.SetIterationTime(
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+  }
+  state.counters["reports/s"] = benchmark::Counter(
+      static_cast<double>(kPgProcesses * kPgReports) * static_cast<double>(state.iterations()),
+      benchmark::Counter::kIsRate);
+}
+
+void BM_PgReportEvent(benchmark::State& state) {
+  const char* uri = std::getenv("KIV_BENCH_PG_URI");
+  if (!uri) return state.SkipWithError("KIV_BENCH_PG_URI names no database");
+  const String name = NewServerLog(uri);
+  InProcesses(state, [&] {
+    KivLogFile log;
+    if (log.OpenEventLog(name, true)) return false;
+    for (int i = 0; i < kPgReports; ++i) {
+      if (log.ReportEvent(u"BENCH", u"Apayload of a typical event", 2, u"cat", 7)) return false;
+    }
+    return !log.CloseEventLog();
+  });
+}
+BENCHMARK(BM_PgReportEvent)->UseManualTime()->Iterations(1);
+
+// The same statements by hand, sent as one libpq pipeline per report: the transaction, the
+// writers' lock, the record, LASTCHANGE and the notice.
+bool PgPipelineReports(const std::string& uri) {
+  PGconn* conn = PQconnectdb(uri.c_str());
+  if (PQstatus(conn) != CONNECTION_OK) return false;
+  PQclear(PQexec(conn, "SET synchronous_commit = off"));
+  const char* insert =
+      "INSERT INTO events (unk, date, type, category, id, \"user\", computer, source, server, "
+      "rawdata) VALUES ($1, $2, 2, 'cat', 7, $3, $4, 'BENCH', '', $5) RETURNING kiv_rowid";
+  PQclear(PQprepare(conn, "ins", insert, 0, nullptr));
+  PQclear(
+      PQprepare(conn, "upd", "UPDATE parms SET value = $1 WHERE key = 'LASTCHANGE'", 0, nullptr));
+  PQclear(PQprepare(conn, "lock",
+                    "SELECT pg_advisory_xact_lock(hashtext(current_schema() || '/kivlog'))", 0,
+                    nullptr));
+  PQclear(
+      PQprepare(conn, "notify", "SELECT pg_notify('kivlog@' || current_schema(), $1)", 0, nullptr));
+  const std::string user = kiv::ToUtf8(kiv::UserName()),
+                    computer = kiv::ToUtf8(kiv::ComputerName());
+  const std::string raw = "Apayload of a typical event";
+  PQenterPipelineMode(conn);
+  bool ok = true;
+  for (int i = 0; i < kPgReports && ok; ++i) {
+    const std::string unk = std::to_string(kiv::TickCount()), date = DateText(kiv::Now());
+    const char* values[] = {unk.c_str(), date.c_str(), user.c_str(), computer.c_str(), raw.data()};
+    const int lengths[] = {0, 0, 0, 0, static_cast<int>(raw.size())};
+    const int formats[] = {0, 0, 0, 0, 1};
+    const char* one[] = {unk.c_str()};
+    PQsendQueryParams(conn, "BEGIN", 0, nullptr, nullptr, nullptr, nullptr, 0);
+    PQsendQueryPrepared(conn, "lock", 0, nullptr, nullptr, nullptr, 0);
+    PQsendQueryPrepared(conn, "ins", 5, values, lengths, formats, 0);
+    PQsendQueryPrepared(conn, "upd", 1, one, nullptr, nullptr, 0);
+    PQsendQueryPrepared(conn, "notify", 1, one, nullptr, nullptr, 0);
+    PQsendQueryParams(conn, "COMMIT", 0, nullptr, nullptr, nullptr, nullptr, 0);
+    PQpipelineSync(conn);
+    for (int results = 0; results < 7;) {  // six statements and the sync
+      PGresult* res = PQgetResult(conn);
+      if (!res) continue;  // the end of one statement's results
+      const ExecStatusType st = PQresultStatus(res);
+      ok &= st != PGRES_FATAL_ERROR && st != PGRES_PIPELINE_ABORTED;
+      ++results;
+      PQclear(res);
+    }
+  }
+  PQexitPipelineMode(conn);
+  PQfinish(conn);
+  return ok;
+}
+
+void BM_PgPipeline(benchmark::State& state) {
+  const char* uri = std::getenv("KIV_BENCH_PG_URI");
+  if (!uri) return state.SkipWithError("KIV_BENCH_PG_URI names no database");
+  const std::string name = kiv::ToUtf8(NewServerLog(uri));
+  InProcesses(state, [&] { return PgPipelineReports(name); });
+}
+BENCHMARK(BM_PgPipeline)->UseManualTime()->Iterations(1);
+
+// From the call of a report to the wake-up of a watcher blocked in WaitEventLogChanges on another
+// connection, in milliseconds (median and 95th percentile): the notice's delay after the commit,
+// and the report's own time before it (a bound from above; the commit is not seen from outside).
+void BM_PgNoticeDelay(benchmark::State& state) {
+  const char* uri = std::getenv("KIV_BENCH_PG_URI");
+  if (!uri) return state.SkipWithError("KIV_BENCH_PG_URI names no database");
+  const String name = NewServerLog(uri);
+  using Clock = std::chrono::steady_clock;
+  constexpr int kNotices = 200;
+  std::vector<double> delays;
+  for (auto _ : state) {
+    std::atomic<int> seen{-1};  // -1 until the reporter has opened the log (a change of its own)
+    std::atomic<int64_t> committed{0};  // when the current report was called
+    KivLogFile watcher;
+    int32_t unk = 0;
+    if (watcher.OpenEventLogReadOnly(name, true) || watcher.CheckEventLogChanges(unk) < 0)
+      return state.SkipWithError("the watcher cannot open the log");
+    std::thread reporter([&] {
+      KivLogFile log;
+      log.OpenEventLog(name, true);
+      seen.store(0);
+      for (int i = 0; i < kNotices; ++i) {
+        while (seen.load() < i) std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));  // the watcher is waiting
+        committed.store(Clock::now().time_since_epoch().count());
+        log.ReportEvent(u"BENCH", u"Ax", 2, u"", i);
+      }
+    });
+    while (seen.load() < 0) std::this_thread::yield();
+    watcher.CheckEventLogChanges(unk);  // the reporter's open is no notice of a report
+    for (int i = 0; i < kNotices; ++i) {
+      if (watcher.WaitEventLogChanges(5000, unk) != 1) break;
+      const int64_t woke = Clock::now().time_since_epoch().count();
+      while (committed.load() == 0) std::this_thread::yield();
+      delays.push_back(std::max<double>(0, static_cast<double>(woke - committed.exchange(0))) /
+                       1e6);
+      seen.store(i + 1);
+    }
+    reporter.join();
+  }
+  if (delays.empty()) return state.SkipWithError("no notice came");
+  std::sort(delays.begin(), delays.end());
+  state.counters["median_ms"] = delays[delays.size() / 2];
+  state.counters["p95_ms"] = delays[delays.size() * 95 / 100];
+}
+BENCHMARK(BM_PgNoticeDelay)->Iterations(1)->UseRealTime();
+
+#endif  // KIV_WITH_POSTGRESQL
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -202,5 +393,9 @@ int main(int argc, char** argv) {
         "BM_ReportEvent/keepalive:1/sync:2/real_time", "BM_Baseline/sync:2/real_time", 1.5},
        {"a report without KeepAlive against one with it",
         "BM_ReportEvent/keepalive:0/sync:0/real_time",
-        "BM_ReportEvent/keepalive:1/sync:0/real_time", 1.5}});
+        "BM_ReportEvent/keepalive:1/sync:0/real_time", 1.5},
+       {"four processes reporting to a server against a hand-written libpq pipeline (at least "
+        "half its rate)",
+        "BM_PgReportEvent/iterations:1/manual_time", "BM_PgPipeline/iterations:1/manual_time",
+        2.0}});
 }

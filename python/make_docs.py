@@ -3,18 +3,30 @@
 
     python3 python/make_docs.py include/kivdbxt OUT
 
-OUT gets one C++ initializer {"Class", "Method", "text"} per documented class ("" for the class
-itself) and member: the first sentence of the comment above its declaration. A comment also
-covers the declarations right under it that share its name's stem (EventLogOpenEx and
-EventLogOpen, the getter and setter of a property).
+OUT gets one C++ initializer {"Class", "Member", "text"} per documented public class ("" as the
+member: the class itself), member (a constructor is "__init__") and free function (class "":
+the module's function; a QvDbXtMod function: the QvDbXt method that forwards to it). The text is
+the first sentence of the comment that documents the declaration: its own comment at the end of
+the line (capitalized), else the comment above the group of declarations it belongs to (a group
+ends at a blank line or at the next comment).
 """
 import glob
 import os
 import re
 import sys
 
-CLASS = re.compile(r"^(?:class|struct)\s+(?:KIV_API\s+)?(\w+)\b(?!.*;\s*$)")
-MEMBER = re.compile(r"^  (?!\s)(?!//)(?:[\w:<>,&*\s]+?\s)?[&*]?(\w+)\(")
+# Where the Python names differ from the C++ ones.
+PY_CLASSES = {"DBEngine": ["DBEngineClass"], "Items": ["Fields", "Indexes", "TableDefs"],
+              "Error": ["KivError"]}
+PY_MEMBERS = {"EOF_": "EOF"}
+# Free functions of these namespaces document the methods of a class.
+NAMESPACE_CLASS = {"QvDbXtMod": "QvDbXt"}
+
+CLASS = re.compile(r"^(class|struct)\s+(?:KIV_API\s+)?(\w+)\b[^;]*$")
+NAMESPACE = re.compile(r"^namespace\s+([\w:]+)\s*\{")
+FUNCTION = re.compile(r"^(?:[\w:<>,&*\s]+?[\s&*])?(~?\w+)\(")
+FIELD = re.compile(r"^[\w:<>,\s]+?[\s&*]+(\w+)(?:\s*=[^;(]*)?;")
+TRAILING = re.compile(r";\s*//\s*(.*)$")
 
 
 def first_sentence(lines):
@@ -23,40 +35,81 @@ def first_sentence(lines):
     return text[:m.start()] if m else text
 
 
-def related(a, b):
-    return a.startswith(b) or b.startswith(a)
+def declared_name(code):
+    """The name a declaration line declares, or None (operators, destructors, deleted members,
+    templates, and lines that declare nothing)."""
+    if "operator" in code or "= delete" in code or code.startswith(("template", "friend", "using")):
+        return None
+    m = FUNCTION.match(code)
+    if m:
+        return None if m.group(1).startswith("~") else m.group(1)
+    m = FIELD.match(code)
+    return m.group(1) if m else None
 
 
 def header_docs(path):
-    docs, comment, cls, stem, stem_doc = {}, [], None, None, None
+    docs = {}
+    comment, group = [], None  # the comment being read; the text of the current group
+    scopes, cls, public, indent = [], None, False, ""
     for line in open(path, encoding="utf-8"):
         line = line.rstrip("\n")
         stripped = line.strip()
         if stripped.startswith("//"):
             text = stripped[2:].strip()
             comment = [] if text.startswith("---") else comment + [text]
+            group = None
             continue
-        if not stripped:
-            comment, stem = [], None
+        if not stripped or stripped.startswith("#"):
+            comment, group = [], None
             continue
-        m = CLASS.match(stripped)
+        if comment:
+            group, comment = first_sentence(comment), []
+        m = NAMESPACE.match(line)
         if m:
-            cls = m.group(1)
-            if comment:
-                docs.setdefault((cls, ""), first_sentence(comment))
-            comment, stem = [], None
+            scopes.append(m.group(1).split("::")[-1])
             continue
-        m = MEMBER.match(line)
-        if cls and m:
-            name = m.group(1)
-            if comment:
-                stem, stem_doc = name, first_sentence(comment)
-            if stem and related(name, stem):
-                docs.setdefault((cls, name), stem_doc)
-            comment = []
-        elif not line.startswith(" "):
-            comment = []
+        if line.startswith("}") and "namespace" in line:
+            scopes.pop()
+            continue
+        m = CLASS.match(line)
+        if m:
+            cls, public, indent = m.group(2), m.group(1) == "struct", "  "
+            if group:
+                docs.setdefault((cls, ""), group)
+            group = None
+            continue
+        if cls and line.startswith("};"):
+            cls, group, indent = None, None, ""
+            continue
+        if cls and stripped in ("public:", "private:", "protected:"):
+            public, group = stripped == "public:", None
+            continue
+        if cls and not public:
+            continue
+        if not line.startswith(indent) or line[len(indent):][:1].isspace():
+            continue  # a continuation line, or the body of a nested declaration
+        name = declared_name(stripped.replace("KIV_API ", "").replace("static ", "")
+                             .replace("explicit ", "").replace("virtual ", ""))
+        if name is None:
+            continue
+        m = TRAILING.search(stripped)
+        text = first_sentence([m.group(1)[:1].upper() + m.group(1)[1:]]) if m else group
+        if not text:
+            continue
+        scope = scopes[-1] if scopes else ""
+        if scope == "detail":
+            continue
+        owner = cls if cls else NAMESPACE_CLASS.get(scope, "")
+        docs.setdefault((owner, "__init__" if name == owner else name), text)
     return docs
+
+
+def python_names(docs):
+    out = {}
+    for (cls, name), text in docs.items():
+        for py_cls in PY_CLASSES.get(cls, [cls]):
+            out.setdefault((py_cls, PY_MEMBERS.get(name, name)), text)
+    return out
 
 
 def c_string(text):
@@ -70,7 +123,7 @@ def main():
             docs.setdefault(key, text)
     lines = ["// Generated by python/make_docs.py from the public headers' comments."]
     lines += ["{%s, %s, %s}," % (c_string(c), c_string(n), c_string(t))
-              for (c, n), t in sorted(docs.items())]
+              for (c, n), t in sorted(python_names(docs).items())]
     text = "\n".join(lines) + "\n"
     old = open(sys.argv[2]).read() if os.path.exists(sys.argv[2]) else None
     if old != text:

@@ -16,6 +16,10 @@ namespace kiv {
 // position out of range, 457 for a duplicate key) and returns True (or an Empty Variant).
 class KIV_API Collection : public Object {
  public:
+  // An empty collection.
+  Collection() = default;
+
+  // The number of items.
   int32_t Count() const { return static_cast<int32_t>(items_.size()); }
 
   // Adds at the end, or before/after the item at a position or key (give at most one of them).
@@ -23,10 +27,13 @@ class KIV_API Collection : public Object {
   bool AddBefore(const Variant& item, const Variant& before, const String& key = String());
   bool AddAfter(const Variant& item, const Variant& after, const String& key = String());
 
-  // Index is a position (number) or a key (string).
+  // The item at index, a position (number) or a key (string).
   Variant Item(const Variant& index) const;
+  // True when an item has this key.
   bool Exists(const String& key) const;
+  // Removes the item at index, a position or a key.
   bool Remove(const Variant& index);
+  // Removes every item.
   void Clear() { items_.clear(); }
 
   // The object stored at a position, or null when the position is out of range or holds no

@@ -76,16 +76,16 @@ enum LOGFILTERFLAGS : int32_t {
 
 // One record of the database event log, as handed out by reading.
 struct KIV_API LOGRECORDTYPE {
-  int32_t EvUnk = 0;
-  Date EvDate = 0;
-  int32_t EvType = 0;
-  String EvCategory;
-  int32_t EvId = 0;
-  String EvUser;
-  String EvComputer;
-  String EvSource;
-  String EvServer;
-  String EvRawData;
+  int32_t EvUnk = 0;   // the tick count stored with the record (UNK)
+  Date EvDate = 0;     // when it was reported
+  int32_t EvType = 0;  // its KivLogType
+  String EvCategory;   // its category
+  int32_t EvId = 0;    // its event id
+  String EvUser;       // the user name stored with it
+  String EvComputer;   // the computer name stored with it
+  String EvSource;     // its source
+  String EvServer;     // its server
+  String EvRawData;    // its raw data, after the letter "A" (text) or "B" (binary)
 };
 
 }  // namespace kiv

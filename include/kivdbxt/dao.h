@@ -99,14 +99,19 @@ template <class T>
 class KIV_API Items {
  public:
   explicit Items(std::shared_ptr<detail::ItemsHooks<T>> hooks);
+  // The number of objects.
   int32_t Count() const;
-  std::shared_ptr<T> Item(int32_t index) const;    // 3265 out of range
-  std::shared_ptr<T> Item(StringView name) const;  // 3265 unknown name
+  // The object at a position (from 0) or of a name; 3265 when there is none.
+  std::shared_ptr<T> Item(int32_t index) const;
+  std::shared_ptr<T> Item(StringView name) const;
   std::shared_ptr<T> operator[](StringView name) const { return Item(name); }
   // Appends a new object: on a stored table this changes the database (a column, an index, a
   // table). 3367 when the name is taken.
   void Append(const std::shared_ptr<T>& item);
+  // Removes the object of a name: on a stored table this changes the database. 3265 when
+  // there is none.
   void Delete(StringView name);
+  // Reads the objects again from the database.
   void Refresh();
 
  private:
@@ -130,27 +135,36 @@ class KIV_API Field : public Object {
  public:
   explicit Field(std::shared_ptr<detail::FieldCore> core);
 
+  // The field's name.
   String Name() const;
   void Name(const String& value);
+  // The field's DAO type (DataTypeEnum).
   int16_t Type() const;
   void Type(int16_t value);
-  int32_t Size() const;  // characters of a text field, bytes of the fixed types
+  // The size of the field: characters of a text field, bytes of the fixed types.
+  int32_t Size() const;
   void Size(int32_t value);
+  // The field's FieldAttributeEnum flags.
   int32_t Attributes() const;
   void Attributes(int32_t value);
+  // Whether a text field accepts an empty string.
   bool AllowZeroLength() const;
   void AllowZeroLength(bool value);
+  // Whether the field refuses Null.
   bool Required() const;
   void Required(bool value);
+  // The field's position in its table, from 0.
   int16_t OrdinalPosition() const;
 
   // The value on the current record; setting it needs AddNew or Edit (3020).
   Variant Value() const;
   void Value(const Variant& value);
-  // Long binary and memo data in pieces. The first AppendChunk after AddNew or Edit replaces the
-  // value, later ones add to it. A byte array appends its bytes; a string one byte per
-  // character. GetChunk returns a byte array (Null for a Null field).
+  // Long binary and memo data in pieces. GetChunk gives Null for a Null field.
+
+  // Appends data to the value: the first AppendChunk after AddNew or Edit replaces it, later ones
+  // add to it. A byte array appends its bytes; a string one byte per character.
   void AppendChunk(const Variant& data);
+  // Reads bytes bytes of the value from offset, as a byte array.
   Variant GetChunk(int32_t offset, int32_t bytes) const;
   // Bytes of a long binary field, characters of a memo field.
   int32_t FieldSize() const;
@@ -161,23 +175,30 @@ class KIV_API Field : public Object {
   std::shared_ptr<detail::FieldCore> core_;
 };
 
+// An index of a table: its definition, before it is appended, and its properties.
 class KIV_API Index : public Object {
  public:
   explicit Index(std::shared_ptr<detail::IndexCore> core);
 
+  // The index's name.
   String Name() const;
   void Name(const String& value);
   // The index's fields, or (setter) their names separated by ";", each optionally preceded by
   // "+" (ascending) or "-" (descending).
   dao::Fields& Fields();
   void Fields(const String& names);
+  // A new field for the index, to append to its Fields.
   std::shared_ptr<Field> CreateField(const String& name = {}, int16_t type = 0, int32_t size = 0);
+  // Whether the index is the table's primary key.
   bool Primary() const;
   void Primary(bool value);
+  // Whether no two records may have the same key.
   bool Unique() const;
   void Unique(bool value);
+  // Whether the key fields refuse Null.
   bool Required() const;
   void Required(bool value);
+  // Whether records with a Null key are left out of the index.
   bool IgnoreNulls() const;
   void IgnoreNulls(bool value);
 
@@ -188,17 +209,25 @@ class KIV_API Index : public Object {
   std::unique_ptr<dao::Fields> fields_;
 };
 
+// The definition of a table: its fields and indexes.
 class KIV_API TableDef : public Object {
  public:
   explicit TableDef(std::shared_ptr<detail::TableDefCore> core);
 
+  // The table's name; it can change only before the table is appended.
   String Name() const;
-  void Name(const String& value);  // only before the table is appended
+  void Name(const String& value);
+  // The table's fields.
   dao::Fields& Fields();
+  // The table's indexes.
   dao::Indexes& Indexes();
+  // A new field, to append to Fields.
   std::shared_ptr<Field> CreateField(const String& name = {}, int16_t type = 0, int32_t size = 0);
+  // A new index, to append to Indexes.
   std::shared_ptr<Index> CreateIndex(const String& name = {});
+  // The number of records of the table.
   int32_t RecordCount() const;
+  // Opens a recordset on the table's records (table type by default).
   std::shared_ptr<Recordset> OpenRecordset(int32_t type = dbOpenTable, int32_t options = 0,
                                            int32_t lock_edit = 0);
 
@@ -210,31 +239,44 @@ class KIV_API TableDef : public Object {
   std::unique_ptr<dao::Indexes> indexes_;
 };
 
+// The records of a table or a query, one of them current.
 class KIV_API Recordset : public Object {
  public:
   explicit Recordset(std::shared_ptr<detail::RecordsetCore> core);
 
+  // The table name or SQL text the recordset was opened on.
   String Name() const;
+  // The recordset's RecordsetTypeEnum.
   int32_t Type() const;
+  // Whether the records can be changed.
   bool Updatable() const;
 
-  // Table-type recordsets: the current index (empty: the table's own order) and Seek on it with
-  // "=", ">=", ">", "<=" or "<" and one to five key values.
+  // The current index of a table-type recordset (empty: the table's own order), which Seek
+  // uses.
   String Index() const;
   void Index(const String& name);
+  // Moves to the first record of the current index whose key compares with the values as
+  // comparison says ("=", ">=", ">", "<=" or "<"); NoMatch tells whether there is one.
   void Seek(const String& comparison, const Variant& key1, const Variant& key2 = Variant::Missing(),
             const Variant& key3 = Variant::Missing(), const Variant& key4 = Variant::Missing(),
             const Variant& key5 = Variant::Missing());
   void Seek(const String& comparison, const std::vector<Variant>& keys);
+  // True when the last Seek found no record.
   bool NoMatch() const;
 
+  // Moves to the first record.
   void MoveFirst();
+  // Moves to the last record.
   void MoveLast();
+  // Moves to the next record (past the last: EOF).
   void MoveNext();
+  // Moves to the previous record (before the first: BOF).
   void MovePrevious();
   // Moves rows forward (negative: backward) from the current record, or from the bookmark given.
   void Move(int32_t rows, const Variant& start_bookmark = Variant::Missing());
+  // True before the first record.
   bool BOF() const;
+  // True after the last record.
   bool EOF_() const;
   // Table type: the table's exact number of records. Dynaset and snapshot: the records visited
   // so far (exact after MoveLast).
@@ -247,14 +289,22 @@ class KIV_API Recordset : public Object {
   // The bookmark of the record added or changed last.
   Variant LastModified() const;
 
+  // Starts a new record; Update stores it.
   void AddNew();
+  // Starts changing the current record; Update stores the changes.
   void Edit();
+  // Stores the record started by AddNew or Edit.
   void Update();
+  // Drops the record started by AddNew or Edit.
   void CancelUpdate();
+  // Deletes the current record.
   void Delete();
+  // Whether AddNew or Edit is in progress (EditModeEnum).
   int32_t EditMode() const;
 
+  // The current record's fields.
   dao::Fields& Fields();
+  // Closes the recordset.
   void Close();
 
   const std::shared_ptr<detail::RecordsetCore>& Core() const { return core_; }
@@ -264,13 +314,18 @@ class KIV_API Recordset : public Object {
   std::unique_ptr<dao::Fields> fields_;
 };
 
+// An open database.
 class KIV_API Database : public Object {
  public:
   explicit Database(std::shared_ptr<detail::Connection> connection);
 
+  // The database's file name.
   String Name() const;
+  // Whether the database can be changed (not opened read-only).
   bool Updatable() const;
+  // The database's tables.
   dao::TableDefs& TableDefs();
+  // A new table definition, to append to TableDefs.
   std::shared_ptr<TableDef> CreateTableDef(const String& name = {});
   // Source is a table name or an SQL SELECT statement. Type 0 takes the table type for a table
   // and the dynaset type for a query.
@@ -279,7 +334,9 @@ class KIV_API Database : public Object {
   // Runs an action statement as written. With dbFailOnError a failure raises; without it the
   // statement's failure is ignored, as DAO does.
   void Execute(const String& query, int32_t options = 0);
+  // The number of records the last Execute changed.
   int32_t RecordsAffected() const;
+  // Closes the database.
   void Close();
 
   const std::shared_ptr<detail::Connection>& Connection() const { return connection_; }
@@ -289,10 +346,12 @@ class KIV_API Database : public Object {
   std::unique_ptr<dao::TableDefs> tabledefs_;
 };
 
+// A session that opens and creates databases.
 class KIV_API Workspace : public Object {
  public:
   explicit Workspace(String name);
 
+  // The workspace's name.
   String Name() const { return name_; }
   // Creates a new database file; 3204 when it exists. Locale and options are accepted and change
   // nothing on SQLite.
@@ -310,17 +369,23 @@ class KIV_API Workspace : public Object {
   std::vector<std::weak_ptr<Database>> databases_;
 };
 
-// The engine: one per thread, made on first use.
+// The database engine: one per thread, made on first use.
 class KIV_API DBEngine : public Object {
  public:
+  // The engine of the calling thread.
   static std::shared_ptr<DBEngine> ForThread();
 
+  // The DAO version the engine stands for, "3.6".
   String Version() const { return u"3.6"; }
-  std::shared_ptr<Workspace> Workspaces(int32_t index = 0);  // the default workspace only
+  // The default workspace (index 0, the only one).
+  std::shared_ptr<Workspace> Workspaces(int32_t index = 0);
+  // A new workspace; user and password are accepted and change nothing on SQLite.
   std::shared_ptr<Workspace> CreateWorkspace(const String& name, const String& user = {},
                                              const String& password = {});
+  // Creates a new database file in the default workspace (see Workspace).
   std::shared_ptr<Database> CreateDatabase(const String& name, const String& locale,
                                            int32_t options = 0);
+  // Opens a database in the default workspace (see Workspace).
   std::shared_ptr<Database> OpenDatabase(const String& name, bool exclusive = false,
                                          bool read_only = false, const String& connect = {});
   // Writes a compacted copy of src to dst, which must not exist (3204). The source must not be

@@ -16,14 +16,19 @@ namespace kiv {
 
 class KIV_API ErrObject {
  public:
+  // The error's number (0: no error).
   int32_t Number() const;
   void Number(int32_t value);
+  // Where the error arose.
   String Source() const;
   void Source(const String& value);
+  // The error's text.
   String Description() const;
   void Description(const String& value);
+  // The help file that documents the error.
   String HelpFile() const;
   void HelpFile(const String& value);
+  // The topic of the help file that documents the error.
   int32_t HelpContext() const;
   void HelpContext(int32_t value);
   // The system's error code (errno) of the last failed system call of a run-time statement.
@@ -36,7 +41,7 @@ class KIV_API ErrObject {
              const Variant& Description = Variant::Missing(),
              const Variant& HelpFile = Variant::Missing(),
              const Variant& HelpContext = Variant::Missing());
-  // Number 0, every text empty.
+  // Forgets the error: Number 0, every text empty.
   void Clear();
 };
 

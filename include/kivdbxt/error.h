@@ -11,12 +11,12 @@ namespace kiv {
 
 // The six fields of a recorded error, in their order.
 struct KIV_API ErrorRecord {
-  int32_t Number = 0;
-  String Source;
-  String Description;
-  String HelpFile;
-  String HelpContext;  // decimal text
-  int32_t LastDllError = 0;
+  int32_t Number = 0;        // the error's number (0: none recorded)
+  String Source;             // where it arose, as "Class.Operation"
+  String Description;        // its text
+  String HelpFile;           // the help file that documents it
+  String HelpContext;        // the topic of that help file, as decimal text
+  int32_t LastDllError = 0;  // the system's error code behind it (errno), or 0
 };
 
 // Flags of Set_Error.
@@ -26,7 +26,9 @@ enum SetErrorFlags : int32_t {
   SETERR_NOERR = 8,         // do not read the current run-time error
 };
 
-// The library's single error recorder. Every argument but Flags and Option may be Missing.
+// The library's single error recorder: takes the current run-time error (Err) unless Flags has
+// SETERR_NOERR, lets each argument given replace its field, and records the result. Every
+// argument but Flags and Option may be Missing.
 KIV_API void Set_Error(const Variant& Number, const Variant& Source, const Variant& Description,
                        const Variant& HelpFile, const Variant& HelpContext,
                        const Variant& LastDllError, int32_t& Flags, const Variant& Extra,

@@ -18,6 +18,9 @@ namespace kiv {
 
 class KIV_API KivBlobType : public Object {
  public:
+  // An empty cursor: no field, Offset 0, ptr 1, Buffer empty.
+  KivBlobType() = default;
+
   // The long binary or memo field.
   std::shared_ptr<dao::Field> Fld() const { return record_.Fld; }
   void Fld(const std::shared_ptr<dao::Field>& value) { record_.Fld = value; }

@@ -22,6 +22,7 @@ struct OpenLogEntry;
 // (kiv::LastErrorRecord) with the operation's Source. Opening returns the Id 0 on failure.
 class KIV_API KivLog : public Object {
  public:
+  // A KivLog with no log open.
   KivLog();
   // Closes every log still open, each with its "Closed" marker.
   ~KivLog() override;
@@ -35,7 +36,9 @@ class KIV_API KivLog : public Object {
   // folder, which the long form stores in the caller's Path). The folder is created if missing.
   String LogFileName(const String& AppId, const String& Path = String(), Date CurrDate = 0);
   String LogFileName(const String& AppId, String& Path, Date CurrDate = 0);
+  // The extension of a log's data file, ".ZLG".
   String EXTLOGDATA() const { return u".ZLG"; }
+  // The extension of a log's index file, ".ZLI".
   String EXTLOGINDEX() const { return u".ZLI"; }
   // Fills RetLogs with one KivLogInfo per index file of the folder (empty = the default folder).
   bool EventLogList(const std::shared_ptr<Collection>& RetLogs, const String& Path = String());
@@ -64,8 +67,8 @@ class KIV_API KivLog : public Object {
                      int32_t RawDataType = RWDT_ASCII, int32_t EventType = EVENTLOG_WARNING_TYPE,
                      const String& Category = String(), int32_t EventId = 0,
                      const String& Server = String());
-  // Appends every event of Events (a collection of KivLogEvent objects) to the log of Id under
-  // one lock of its files and one update of its index: an addition of this library for writers
+  // Appends every event of Events (a collection of KivLogEvent objects) to the log of Id, under
+  // one lock of its files and one update of its index. An addition of this library for writers
   // of many events at once. Each event is written exactly as EventLogWrite(Id, EvSource,
   // EvRawData, EvDataType, EvType, EvCategory, EvId, EvServer) would write it, with its own
   // ordinal, record and EvUnk, the log's Computer and User and the time of the call; the other
@@ -78,30 +81,36 @@ class KIV_API KivLog : public Object {
   bool EventLogClose(int32_t Id);
   // Sets EvLog to a snapshot (CopyTo) of the descriptor of Id.
   bool EventLogInfo(int32_t Id, std::shared_ptr<KivLogInfo>& EvLog);
-  // The size limit and the options of an open log. An unknown Id records "Eventlog not started."
-  // (the getters then answer 0).
+  // The size limit in bytes of the data file of the open log Id (0: none). An unknown Id records
+  // "Eventlog not started." (the getter then answers 0), here and in EventLogOptions.
   int32_t EventLogMaxSize(int32_t Id);
   void EventLogMaxSize(int32_t Id, int32_t value);
+  // The KivLogInfo_Options flags of the open log Id.
   int32_t EventLogOptions(int32_t Id);
   void EventLogOptions(int32_t Id, int32_t value);
 
   // --- Reading -----------------------------------------------------------------------------
-  // Each fills EvLog's LogData with up to Count events in ascending ordinal order, starting at
-  // the 1-based ordinal Start, and sets EvLog's Events. Start beyond the log's end: a forward
-  // read gives nothing; a backward read starts at the last event (the long forms store it in
-  // the caller's Start). Adjust completes a backward page that runs off the first event with the
-  // events after the page.
+  // Every read fills EvLog's LogData with up to Count events in ascending ordinal order and sets
+  // EvLog's Events. Ordinals count from 1. Start beyond the log's end: a forward read gives
+  // nothing; a backward read starts at the last event (the long forms store it in the caller's
+  // Start). Adjust completes a backward page that runs off the first event with the events after
+  // the page.
+
+  // Reads up to Count events of the log EvLog from the ordinal Start on.
   bool EventLogRead(const std::shared_ptr<KivLogInfo>& EvLog, const int32_t& Start,
                     int32_t Count = 1);
   bool EventLogRead(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int32_t Count = 1);
+  // Reads up to Count events of the log EvLog backwards from the ordinal Start.
   bool EventLogReadBack(const std::shared_ptr<KivLogInfo>& EvLog, const int32_t& Start,
                         int32_t Count = 1, bool Adjust = false);
   bool EventLogReadBack(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int32_t Count = 1,
                         bool Adjust = false);
+  // Reads up to Count events that pass Filter, from the ordinal Start on.
   bool EventLogFilter(const std::shared_ptr<KivLogInfo>& EvLog, const int32_t& Start,
                       const std::shared_ptr<KivLogFilter>& Filter, int32_t Count = 1);
   bool EventLogFilter(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start,
                       const std::shared_ptr<KivLogFilter>& Filter, int32_t Count = 1);
+  // Reads up to Count events that pass Filter, backwards from the ordinal Start.
   bool EventLogFilterBack(const std::shared_ptr<KivLogInfo>& EvLog, const int32_t& Start,
                           const std::shared_ptr<KivLogFilter>& Filter, int32_t Count = 1,
                           bool Adjust = false);

@@ -23,15 +23,19 @@ class BackupTarget;
 
 class KIV_API KivLogFile : public Object {
  public:
+  // A KivLogFile with no log open.
   KivLogFile();
   ~KivLogFile() override;
   KivLogFile(const KivLogFile&) = delete;
   KivLogFile& operator=(const KivLogFile&) = delete;
 
   // ---- the file and its settings ----
+  // Creates the log file sFileName with its settings and writes "Event Log Created".
   bool CreateEventLog(const String& sFileName, int32_t lMaxRecords = 1000,
                       int32_t eWrapping = KLFWM_OVERWRITEOLDER, int32_t lWrappingDays = 7,
                       const String& sBacupkFile = String());
+  // Opens the log file sFileName and writes "Event Log Started"; with bKeepAlive the database
+  // stays open between calls.
   bool OpenEventLog(const String& sFileName, bool bKeepAlive = false);
   // An addition of this library: opens the log for reading only. It writes nothing to the file
   // (no "Event Log Started" record, no LASTCHANGE) and works on a file its user may only read.
@@ -41,22 +45,33 @@ class KIV_API KivLogFile : public Object {
   // sola lettura.". CloseEventLog closes it without writing "Event Log Closed". The next
   // CreateEventLog or OpenEventLog opens for writing again.
   bool OpenEventLogReadOnly(const String& sFileName, bool bKeepAlive = false);
+  // Writes "Event Log Closed" and closes the log.
   bool CloseEventLog();
+  // Closes the log, compacts its file in place and opens it again.
   bool CompactEventLog();
-  String FileName() const { return file_name_; }
+  // The log given to CreateEventLog or OpenEventLog: a file, or a server URI shown without its
+  // password.
+  String FileName() const;
   // True after OpenEventLogReadOnly.
   bool ReadOnly() const { return read_only_; }
+  // True keeps the database open between calls; setting it False closes an idle one at once.
   bool KeepAlive() const { return keep_alive_; }
   void KeepAlive(bool value);
+  // Sets, or gets into sFileName, the log that wrapping copies the records it removes to.
   bool BackupFileSet(const String& sFileName);
   bool BackupFileGet(String& sFileName);
+  // Sets, or gets into lMaxRecords, the number of records that makes wrapping by count trim the
+  // log (at least 100).
   bool MaxRecordsSet(int32_t lMaxRecords);
   bool MaxRecordsGet(int32_t& lMaxRecords);
+  // Sets, or gets, the wrapping policy (KivLogWrapping) and, for KLFWM_OVERWRITEOLDER, the age
+  // in days of the records it removes.
   bool WrappingSet(int32_t lWrapping, int32_t lWrappingDays);
   bool WrappingGet(int32_t& lWrapping, int32_t& lWrappingDays);
-  // An addition of this library: how the file keeps its commits, stored in PARMS under the key
-  // SYNC (no row: "NORMAL"). Every report is one transaction (the trim, the record and
-  // LASTCHANGE together), so a crash never leaves half of one.
+  // Sets, or gets, how the file keeps its commits: "NORMAL", "FULL" or "ROLLBACK". An addition
+  // of this library, stored in PARMS under the key SYNC (no row: "NORMAL"). Every report is one
+  // transaction (the trim, the record and LASTCHANGE together), so a crash never leaves half of
+  // one.
   //   "NORMAL"   WAL journal, no sync per commit: a crash of the process loses nothing that was
   //              reported; a loss of power may lose the reports of the last moments, never the
   //              file.
@@ -69,8 +84,10 @@ class KIV_API KivLogFile : public Object {
   bool SyncModeGet(String& sMode);
 
   // ---- reporting and purging ----
-  // An empty User or Computer is replaced by the current user's or computer's name; the long
-  // forms write the names used back into the caller's variables.
+  // Stores one event, wrapping the log first as its settings say, and raises EventLogChanged.
+  // ReportEventEx marks the raw data as text or binary (RawDataType). An empty User or Computer
+  // is replaced by the current user's or computer's name; the long forms write the names used
+  // back into the caller's variables.
   bool ReportEvent(const String& Source, const String& RawData,
                    int32_t EventType = EVENTLOG_WARNING_TYPE, const String& Category = String(),
                    int32_t EventId = 0, const String& User = String(),
@@ -85,7 +102,11 @@ class KIV_API KivLogFile : public Object {
   bool ReportEventEx(const String& Source, const String& RawData, int32_t RawDataType,
                      int32_t EventType, const String& Category, int32_t EventId, String& User,
                      String& Computer, const String& Server);
+  // Removes the oldest Records records, or those older than Days days, or (SubSet, a where
+  // clause) those it selects; 0 and 0 apply the wrapping policy. The records go to the backup
+  // file first when one is set.
   bool PurgeEventLog(int32_t Records = 0, int32_t Days = 0, const String& SubSet = String());
+  // PurgeEventLog(Records, Days) without a SubSet.
   bool Purge(int32_t Records = 0, int32_t Days = 0);
 
   // ---- backup ----
@@ -93,22 +114,29 @@ class KIV_API KivLogFile : public Object {
   // ELRC_BACKUPCURRENTREC copies only the current record of the last read; ELRC_BACKUPASTEXT
   // appends the records as text blocks of the daily data file's form.
   bool BackupEventLog(const String& sFileName, int32_t Flags = 0);
+  // BackupEventLog(sFileName) with no flags.
   bool Backup(const String& sFileName);
 
   // ---- reading ----
+  // The SQL query that selects the records a read with these arguments would see.
   String ReadEventLogQueryStr(int32_t Flags = ELREF_FIRST, int32_t RecordPos = 0,
                               const String& SubSet = String(), const String& OrderBy = String());
-  // 0 read, 1 no record, -1 error. RecordPos (and MaxRecords) are written back.
+  // Reads the record that Flags (ReadEventLogFlags) and RecordPos select into LogRecord: 0 read,
+  // 1 no record, -1 error. RecordPos is written back.
   int32_t ReadEventLog(int32_t Flags, int32_t& RecordPos, const String& SubSet = String(),
                        const String& OrderBy = String());
   int32_t ReadEventLog(int32_t Flags = ELREF_FIRST);
+  // Reads a block of up to MaxRecords records into LogRecordEx: 0 read, 1 no record, -1 error.
+  // RecordPos and MaxRecords (the number read) are written back.
   int32_t ReadEventLogEx(int32_t Flags, int32_t& RecordPos, const String& SubSet,
                          const String& OrderBy, int32_t& MaxRecords);
+  // The record of the last ReadEventLog.
   LOGRECORDTYPE LogRecord() const { return record_; }
   // Element RecNum (1-based) of the block of the last ReadEventLogEx; out of bounds records
   // error 9 and gives an empty record.
   LOGRECORDTYPE LogRecordEx(int32_t RecNum) const;
-  // 0 unchanged, 1 changed, -1 error; unk receives the current LASTCHANGE.
+  // Whether the log changed since unk was read: 0 unchanged, 1 changed, -1 error; unk receives
+  // the current LASTCHANGE.
   int32_t CheckEventLogChanges(int32_t& unk);
 
   // ---- Following a log (additions of this library) ----
@@ -128,7 +156,10 @@ class KIV_API KivLogFile : public Object {
   // ---- EventLogChanged ----
   // Raised on the reporting thread after a record is stored, unless suppressed.
   using ChangeHandler = std::function<void(int32_t EvUnk, int32_t EvType, int32_t EvId)>;
+  // Calls handler(EvUnk, EvType, EvId) after each record this object stores; returns the token
+  // that UnsubscribeEventLogChanged takes.
   int64_t SubscribeEventLogChanged(ChangeHandler handler);
+  // Stops the calls of the handler subscribed under token.
   void UnsubscribeEventLogChanged(int64_t token);
 
   // How long OpenLog waits between its attempts to open the database (2000 ms); tests shorten it.

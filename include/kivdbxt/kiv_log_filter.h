@@ -14,12 +14,16 @@ namespace kiv {
 
 class KIV_API KivLogFilter : public Object {
  public:
+  // A filter that checks nothing: no check enabled, every list empty.
+  KivLogFilter() = default;
+
   // The enabled checks, LOGFILTERFLAGS combined with OR; adding items enables nothing.
   int32_t Checks() const { return checks_; }
   void Checks(int32_t value) { checks_ = value; }
-  // Inclusive bounds of the date check, compared as full date-and-time values.
+  // The first moment the date check lets through (a full date and time, inclusive).
   Date DateStart() const { return date_start_; }
   void DateStart(Date value) { date_start_ = value; }
+  // The last moment the date check lets through (a full date and time, inclusive).
   Date DateEnd() const { return date_end_; }
   void DateEnd(Date value) { date_end_ = value; }
 
@@ -33,6 +37,7 @@ class KIV_API KivLogFilter : public Object {
   void ServersAdd(const String& nValue);
   void RawDatasAdd(const String& nValue);
 
+  // Empties the list.
   void TypesClear() { types_.clear(); }
   void IdsClear() { ids_.clear(); }
   void CategoriesClear() { categories_.clear(); }

@@ -12,11 +12,13 @@ namespace kiv {
 
 class KIV_API KivLogInfo : public Object {
  public:
+  // An empty descriptor, with an empty LogData.
   KivLogInfo();
 
   // The Id of the open log as decimal text; empty for a descriptor made by EventLogList.
   const String& unk() const { return unk_; }
   void unk(String value) { unk_ = std::move(value); }
+  // The application's identifier.
   const String& AppId() const { return app_id_; }
   void AppId(String value) { app_id_ = std::move(value); }
   // Folder of the log files.
@@ -25,8 +27,10 @@ class KIV_API KivLogInfo : public Object {
   // The log base name: folder, AppId, "_" and the day as YYYYMMDD, without extension.
   const String& FileName() const { return file_name_; }
   void FileName(String value) { file_name_ = std::move(value); }
+  // The computer name the log writes in its events.
   const String& Computer() const { return computer_; }
   void Computer(String value) { computer_ = std::move(value); }
+  // The user name the log writes in its events.
   const String& User() const { return user_; }
   void User(String value) { user_ = std::move(value); }
   // Number of events in the log, as last read or written.
@@ -35,7 +39,7 @@ class KIV_API KivLogInfo : public Object {
   // The events a read hands back, in ascending ordinal order. A new descriptor has an empty one.
   const std::shared_ptr<Collection>& LogData() const { return log_data_; }
   void LogData(std::shared_ptr<Collection> value) { log_data_ = std::move(value); }
-  // KivLogInfo_Options flags.
+  // The log's KivLogInfo_Options flags.
   int32_t Options() const { return options_; }
   void Options(int32_t value) { options_ = value; }
   // Size limit of the data file in bytes; 0 means no limit.

@@ -36,6 +36,7 @@ class SectorStore;
 // Changes on a store opened ReadOnly fail with error 54 "Bad file mode".
 class KIV_API KivSector : public Object {
  public:
+  // A KivSector with no store open.
   KivSector();
   // Closes the store if it is still open.
   ~KivSector() override;

@@ -16,6 +16,9 @@ class KIV_API QvDbXt : public Object {
   using DatabaseRef = QvDbXtMod::DatabaseRef;
   using WorkspaceRef = QvDbXtMod::WorkspaceRef;
 
+  // The helpers keep no state of their own: any QvDbXt serves.
+  QvDbXt() = default;
+
   bool Field_ValueSet(const FieldRef& Fld, const Variant& Value);
   bool Blob_Flush(const BlobRef& BT);
   bool Blob_Put(const BlobRef& BT, const Variant& OutVal);

@@ -11,6 +11,7 @@
 
 namespace kiv {
 
+// A failure raised to the caller: its number, text, system error code and Source.
 struct KIV_API Error {
   Error(int32_t number_, String description_, int32_t last_dll_error_ = 0, String source_ = {})
       : number(number_),

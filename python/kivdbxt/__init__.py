@@ -17,9 +17,20 @@ from ._kivdbxt import (ACCESS_DEFAULT, ELOF_OPENALWAYS, ELREF_ABSOLUTE, SHARE_DE
 from . import dao  # noqa: F401
 
 # KivError(Number, Description, Source): the fields by name.
-KivError.Number = property(lambda self: self.args[0])
-KivError.Description = property(lambda self: self.args[1])
-KivError.Source = property(lambda self: self.args[2] if len(self.args) > 2 else "")
+KivError.Number = property(lambda self: self.args[0], doc="The error's number")
+KivError.Description = property(lambda self: self.args[1], doc="The error's text")
+KivError.Source = property(lambda self: self.args[2] if len(self.args) > 2 else "",
+                           doc="Where the error arose, as \"Class.Operation\"")
+
+
+def _method(cls, name):
+    """Sets the decorated function on cls as its method name."""
+    def put(function):
+        function.__name__ = name
+        function.__qualname__ = cls.__name__ + "." + name
+        setattr(cls, name, function)
+        return function
+    return put
 
 
 def _recorded_error():
@@ -47,6 +58,7 @@ def open_file(FileName, Mode, Access=ACCESS_DEFAULT, Share=SHARE_DEFAULT):
         FileClose(number)
 
 
+@_method(KivLog, "opened")
 @contextlib.contextmanager
 def _opened(self, AppId, Path="", Mode=ELOF_OPENALWAYS, CurrDate=0, Computer="", User=""):
     """Opens AppId's log of the day (EventLogOpen's arguments) and closes it at the end."""
@@ -66,6 +78,7 @@ def _day(self, AppId, Path="", CurrDate=0):
     return info
 
 
+@_method(KivLog, "events")
 def _events(self, AppId, Path="", CurrDate=0, Filter=None, backwards=False, PageSize=256):
     """The events of AppId's log of a day (CurrDate 0: today), first to last, or last to first
     with backwards=True, those that pass Filter when one is given."""
@@ -93,10 +106,7 @@ def _events(self, AppId, Path="", CurrDate=0, Filter=None, backwards=False, Page
             start = page[-1].Ordinal + 1
 
 
-KivLog.opened = _opened
-KivLog.events = _events
-
-
+@_method(KivLogFile, "records")
 def _records(self, SubSet="", OrderBy="", PageSize=256):
     """The records of the database log (LOGRECORDTYPE), in date order or OrderBy's."""
     pos = 0
@@ -121,13 +131,30 @@ def _set_changed(self, handler):
     self._changed_handler = handler
 
 
-KivLogFile.records = _records
 KivLogFile.EventLogChanged = property(
     lambda self: getattr(self, "_changed_handler", None), _set_changed,
     doc="The callable called as EventLogChanged(EvUnk, EvType, EvId) after each record stored")
-KivLogFile.__enter__ = lambda self: self
-KivLogFile.__exit__ = lambda self, *exc: self.CloseEventLog() and None
 
+
+def _enter(self):
+    """The object itself, for a with block."""
+    return self
+
+
+_enter.__name__ = _enter.__qualname__ = "__enter__"
+
+
+@_method(KivLogFile, "__exit__")
+def _close_log(self, *exc):
+    """Closes the log at the end of a with block (CloseEventLog)."""
+    self.CloseEventLog()
+
+
+KivLogFile.__enter__ = _enter
 if "KivSector" in globals():
-    KivSector.__enter__ = lambda self: self  # noqa: F405
-    KivSector.__exit__ = lambda self, *exc: self.SectorClose() and None  # noqa: F405
+    @_method(KivSector, "__exit__")  # noqa: F405
+    def _close_store(self, *exc):
+        """Closes the store at the end of a with block (SectorClose)."""
+        self.SectorClose()
+
+    KivSector.__enter__ = _enter  # noqa: F405

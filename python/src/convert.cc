@@ -198,9 +198,13 @@ void InitConvert(py::module_& m) {
              if (!out) throw py::value_error("the value does not convert to that VarType");
              return Typed{*out};
            }),
+           "Converts value to the automation type vartype, as the run time's conversions do.",
            py::arg("value"), py::arg("vartype"))
-      .def_property_readonly("VarType", [](const Typed& t) { return t.value.Type(); })
-      .def_property_readonly("value", [](const Typed& t) { return VariantToPython(t.value); })
+      .def_property_readonly(
+          "VarType", [](const Typed& t) { return t.value.Type(); }, "The automation type held")
+      .def_property_readonly(
+          "value", [](const Typed& t) { return VariantToPython(t.value); },
+          "The value held, as a Python value")
       .def("__repr__", [](const Typed& t) {
         return "Typed(" + std::string(py::repr(VariantToPython(t.value))) + ", " +
                std::to_string(t.value.Type()) + ")";

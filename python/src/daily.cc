@@ -39,10 +39,9 @@ void BindOpenWrite(py::class_<KivLog, kiv::Object, std::shared_ptr<KivLog>>& c) 
          int32_t id = log.EventLogOpenEx(AppId, Path, Mode, CurrDate, Computer, User, MaxSize);
          return std::make_tuple(id, AppId, Path);
        },
-       "Opens AppId's log of the day; (Id, AppId, Path), Id 0 on failure", py::arg("AppId"),
-       py::arg("Path") = String(), py::arg("Mode") = int32_t{kiv::ELOF_OPENALWAYS},
-       py::arg_v("CurrDate", OleDate(0), "0"), py::arg("Computer") = String(),
-       py::arg("User") = String(), py::arg("MaxSize") = 0)
+       "Returns (Id, AppId, Path).", py::arg("AppId"), py::arg("Path") = String(),
+       py::arg("Mode") = int32_t{kiv::ELOF_OPENALWAYS}, py::arg_v("CurrDate", OleDate(0), "0"),
+       py::arg("Computer") = String(), py::arg("User") = String(), py::arg("MaxSize") = 0)
       .def(
           "EventLogOpen",
           [](KivLog& log, String AppId, String Path, int32_t Mode, OleDate CurrDate,
@@ -50,10 +49,9 @@ void BindOpenWrite(py::class_<KivLog, kiv::Object, std::shared_ptr<KivLog>>& c) 
             int32_t id = log.EventLogOpen(AppId, Path, Mode, CurrDate, Computer, User);
             return std::make_tuple(id, AppId, Path);
           },
-          "Opens AppId's log of the day; (Id, AppId, Path), Id 0 on failure", py::arg("AppId"),
-          py::arg("Path") = String(), py::arg("Mode") = int32_t{kiv::ELOF_OPENALWAYS},
-          py::arg_v("CurrDate", OleDate(0), "0"), py::arg("Computer") = String(),
-          py::arg("User") = String())
+          "Returns (Id, AppId, Path).", py::arg("AppId"), py::arg("Path") = String(),
+          py::arg("Mode") = int32_t{kiv::ELOF_OPENALWAYS}, py::arg_v("CurrDate", OleDate(0), "0"),
+          py::arg("Computer") = String(), py::arg("User") = String())
       .def("EventLogWrite", &KivLog::EventLogWrite, py::arg("Id"), py::arg("Source") = String(),
            py::arg("RawData") = String(), py::arg("RawDataType") = int32_t{kiv::RWDT_ASCII},
            py::arg("EventType") = int32_t{kiv::EVENTLOG_WARNING_TYPE},
@@ -66,13 +64,15 @@ void BindOpenWrite(py::class_<KivLog, kiv::Object, std::shared_ptr<KivLog>>& c) 
             bool r = log.EventLogInfo(Id, EvLog);
             return std::make_tuple(r, EvLog);
           },
-          py::arg("Id"), py::arg("EvLog") = InfoRef())
+          "Returns (result, EvLog).", py::arg("Id"), py::arg("EvLog") = InfoRef())
       .def("EventLogMaxSize", py::overload_cast<int32_t>(&KivLog::EventLogMaxSize), py::arg("Id"))
       .def("SetEventLogMaxSize", py::overload_cast<int32_t, int32_t>(&KivLog::EventLogMaxSize),
-           py::arg("Id"), py::arg("value"))
+           "Sets the size limit in bytes of the open log Id (0: none).", py::arg("Id"),
+           py::arg("value"))
       .def("EventLogOptions", py::overload_cast<int32_t>(&KivLog::EventLogOptions), py::arg("Id"))
       .def("SetEventLogOptions", py::overload_cast<int32_t, int32_t>(&KivLog::EventLogOptions),
-           py::arg("Id"), py::arg("value"));
+           "Sets the KivLogInfo_Options flags of the open log Id.", py::arg("Id"),
+           py::arg("value"));
 }
 
 void BindRead(py::class_<KivLog, kiv::Object, std::shared_ptr<KivLog>>& c) {
@@ -82,16 +82,15 @@ void BindRead(py::class_<KivLog, kiv::Object, std::shared_ptr<KivLog>>& c) {
          bool r = log.EventLogRead(EvLog, Start, Count);
          return std::make_tuple(r, Start);
        },
-       "Reads Count events from the ordinal Start into EvLog.LogData; (result, Start)",
-       py::arg("EvLog"), py::arg("Start"), py::arg("Count") = 1)
+       "Returns (result, Start).", py::arg("EvLog"), py::arg("Start"), py::arg("Count") = 1)
       .def(
           "EventLogReadBack",
           [](KivLog& log, const InfoRef& EvLog, int32_t Start, int32_t Count, bool Adjust) {
             bool r = log.EventLogReadBack(EvLog, Start, Count, Adjust);
             return std::make_tuple(r, Start);
           },
-          "Reads Count events backwards from the ordinal Start; (result, Start)", py::arg("EvLog"),
-          py::arg("Start"), py::arg("Count") = 1, py::arg("Adjust") = false)
+          "Returns (result, Start).", py::arg("EvLog"), py::arg("Start"), py::arg("Count") = 1,
+          py::arg("Adjust") = false)
       .def(
           "EventLogFilter",
           [](KivLog& log, const InfoRef& EvLog, int32_t Start, const FilterRef& Filter,
@@ -99,7 +98,8 @@ void BindRead(py::class_<KivLog, kiv::Object, std::shared_ptr<KivLog>>& c) {
             bool r = log.EventLogFilter(EvLog, Start, Filter, Count);
             return std::make_tuple(r, Start);
           },
-          py::arg("EvLog"), py::arg("Start"), py::arg("Filter"), py::arg("Count") = 1)
+          "Returns (result, Start).", py::arg("EvLog"), py::arg("Start"), py::arg("Filter"),
+          py::arg("Count") = 1)
       .def(
           "EventLogFilterBack",
           [](KivLog& log, const InfoRef& EvLog, int32_t Start, const FilterRef& Filter,
@@ -107,8 +107,8 @@ void BindRead(py::class_<KivLog, kiv::Object, std::shared_ptr<KivLog>>& c) {
             bool r = log.EventLogFilterBack(EvLog, Start, Filter, Count, Adjust);
             return std::make_tuple(r, Start);
           },
-          py::arg("EvLog"), py::arg("Start"), py::arg("Filter"), py::arg("Count") = 1,
-          py::arg("Adjust") = false);
+          "Returns (result, Start).", py::arg("EvLog"), py::arg("Start"), py::arg("Filter"),
+          py::arg("Count") = 1, py::arg("Adjust") = false);
 }
 
 }  // namespace
@@ -125,8 +125,8 @@ void BindDailyLogs(py::module_& m) {
             String name = log.LogFileName(AppId, Path, CurrDate);
             return std::make_tuple(name, Path);
           },
-          "The base name of AppId's log for a day; (name, Path)", py::arg("AppId"),
-          py::arg("Path") = String(), py::arg_v("CurrDate", OleDate(0), "0"))
+          "Returns (name, Path).", py::arg("AppId"), py::arg("Path") = String(),
+          py::arg_v("CurrDate", OleDate(0), "0"))
       .def_property_readonly("EXTLOGDATA", &KivLog::EXTLOGDATA)
       .def_property_readonly("EXTLOGINDEX", &KivLog::EXTLOGINDEX)
       .def("EventLogList", &KivLog::EventLogList, py::arg("RetLogs"), py::arg("Path") = String())

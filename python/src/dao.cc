@@ -64,14 +64,19 @@ void BindItems(py::class_<dao::Items<T>>& c) {
       .def("Append", &C::Append, py::arg("item"))
       .def("Delete", &C::Delete, py::arg("name"))
       .def("Refresh", &C::Refresh)
-      .def("__len__", &C::Count)
-      .def("__getitem__", py::overload_cast<int32_t>(&C::Item, py::const_))
-      .def("__getitem__", py::overload_cast<kiv::StringView>(&C::Item, py::const_))
-      .def("__iter__", [](const C& items) {
-        py::list out;
-        for (int32_t i = 0; i < items.Count(); ++i) out.append(items.Item(i));
-        return py::iter(out);
-      });
+      .def("__len__", &C::Count, "The number of objects")
+      .def("__getitem__", py::overload_cast<int32_t>(&C::Item, py::const_),
+           "The object at a position, from 0")
+      .def("__getitem__", py::overload_cast<kiv::StringView>(&C::Item, py::const_),
+           "The object of a name")
+      .def(
+          "__iter__",
+          [](const C& items) {
+            py::list out;
+            for (int32_t i = 0; i < items.Count(); ++i) out.append(items.Item(i));
+            return py::iter(out);
+          },
+          "The objects in their order");
 }
 
 template <class C>

@@ -10,7 +10,7 @@ using kiv::String;
 
 void BindRecord(py::module_& m) {
   py::class_<LOGRECORDTYPE>(m, "LOGRECORDTYPE", "One record of the database event log")
-      .def(py::init<>())
+      .def(py::init<>(), "An empty record: every number 0, every text empty")
       .def_readwrite("EvUnk", &LOGRECORDTYPE::EvUnk)
       .def_property(
           "EvDate", [](const LOGRECORDTYPE& r) { return OleDate(r.EvDate); },
@@ -42,33 +42,41 @@ void BindSettings(Class& c) {
       .def_property("KeepAlive", py::overload_cast<>(&KivLogFile::KeepAlive, py::const_),
                     py::overload_cast<bool>(&KivLogFile::KeepAlive))
       .def("BackupFileSet", &KivLogFile::BackupFileSet, py::arg("sFileName"))
-      .def("BackupFileGet",
-           [](KivLogFile& f) {
-             String name;
-             bool r = f.BackupFileGet(name);
-             return std::make_tuple(r, name);
-           })
+      .def(
+          "BackupFileGet",
+          [](KivLogFile& f) {
+            String name;
+            bool r = f.BackupFileGet(name);
+            return std::make_tuple(r, name);
+          },
+          "Returns (result, sFileName).")
       .def("MaxRecordsSet", &KivLogFile::MaxRecordsSet, py::arg("lMaxRecords"))
-      .def("MaxRecordsGet",
-           [](KivLogFile& f) {
-             int32_t n = 0;
-             bool r = f.MaxRecordsGet(n);
-             return std::make_tuple(r, n);
-           })
+      .def(
+          "MaxRecordsGet",
+          [](KivLogFile& f) {
+            int32_t n = 0;
+            bool r = f.MaxRecordsGet(n);
+            return std::make_tuple(r, n);
+          },
+          "Returns (result, lMaxRecords).")
       .def("WrappingSet", &KivLogFile::WrappingSet, py::arg("lWrapping"), py::arg("lWrappingDays"))
-      .def("WrappingGet",
-           [](KivLogFile& f) {
-             int32_t w = 0, d = 0;
-             bool r = f.WrappingGet(w, d);
-             return std::make_tuple(r, w, d);
-           })
+      .def(
+          "WrappingGet",
+          [](KivLogFile& f) {
+            int32_t w = 0, d = 0;
+            bool r = f.WrappingGet(w, d);
+            return std::make_tuple(r, w, d);
+          },
+          "Returns (result, lWrapping, lWrappingDays).")
       .def("SyncModeSet", &KivLogFile::SyncModeSet, py::arg("sMode"))
-      .def("SyncModeGet",
-           [](KivLogFile& f) {
-             String mode;
-             bool r = f.SyncModeGet(mode);
-             return std::make_tuple(r, mode);
-           })
+      .def(
+          "SyncModeGet",
+          [](KivLogFile& f) {
+            String mode;
+            bool r = f.SyncModeGet(mode);
+            return std::make_tuple(r, mode);
+          },
+          "Returns (result, sMode).")
       .def("RetryWaitMilliseconds", &KivLogFile::RetryWaitMilliseconds, py::arg("ms"));
 }
 
@@ -82,7 +90,7 @@ void BindReport(Class& c) {
              f.ReportEvent(Source, RawData, EventType, Category, EventId, User, Computer, Server);
          return std::make_tuple(r, User, Computer);
        },
-       "Stores one event; (result, User, Computer) with the names used", py::arg("Source"),
+       "Returns (result, User, Computer), with the names used.", py::arg("Source"),
        py::arg("RawData"), py::arg("EventType") = int32_t{kiv::EVENTLOG_WARNING_TYPE},
        py::arg("Category") = String(), py::arg("EventId") = 0, py::arg("User") = String(),
        py::arg("Computer") = String(), py::arg("Server") = String())
@@ -95,7 +103,8 @@ void BindReport(Class& c) {
                                      User, Computer, Server);
             return std::make_tuple(r, User, Computer);
           },
-          py::arg("Source"), py::arg("RawData"), py::arg("RawDataType"),
+          "Returns (result, User, Computer), with the names used.", py::arg("Source"),
+          py::arg("RawData"), py::arg("RawDataType"),
           py::arg("EventType") = int32_t{kiv::EVENTLOG_WARNING_TYPE},
           py::arg("Category") = String(), py::arg("EventId") = 0, py::arg("User") = String(),
           py::arg("Computer") = String(), py::arg("Server") = String())
@@ -105,8 +114,7 @@ void BindReport(Class& c) {
       .def("BackupEventLog", &KivLogFile::BackupEventLog, py::arg("sFileName"),
            py::arg("Flags") = 0)
       .def("Backup", &KivLogFile::Backup, py::arg("sFileName"))
-      .def("SubscribeEventLogChanged", &KivLogFile::SubscribeEventLogChanged, py::arg("handler"),
-           "Calls handler(EvUnk, EvType, EvId) after each record stored; returns a token")
+      .def("SubscribeEventLogChanged", &KivLogFile::SubscribeEventLogChanged, py::arg("handler"))
       .def("UnsubscribeEventLogChanged", &KivLogFile::UnsubscribeEventLogChanged, py::arg("token"));
 }
 
@@ -121,9 +129,8 @@ void BindRead(Class& c) {
             int32_t r = f.ReadEventLog(Flags, RecordPos, SubSet, OrderBy);
             return std::make_tuple(r, RecordPos);
           },
-          "0 read (into LogRecord), 1 no record, -1 error; (result, RecordPos)",
-          py::arg("Flags") = int32_t{kiv::ELREF_FIRST}, py::arg("RecordPos") = 0,
-          py::arg("SubSet") = String(), py::arg("OrderBy") = String())
+          "Returns (result, RecordPos).", py::arg("Flags") = int32_t{kiv::ELREF_FIRST},
+          py::arg("RecordPos") = 0, py::arg("SubSet") = String(), py::arg("OrderBy") = String())
       .def(
           "ReadEventLogEx",
           [](KivLogFile& f, int32_t Flags, int32_t RecordPos, const String& SubSet,
@@ -131,9 +138,8 @@ void BindRead(Class& c) {
             int32_t r = f.ReadEventLogEx(Flags, RecordPos, SubSet, OrderBy, MaxRecords);
             return std::make_tuple(r, RecordPos, MaxRecords);
           },
-          "Reads a block of up to MaxRecords (LogRecordEx); (result, RecordPos, MaxRecords)",
-          py::arg("Flags"), py::arg("RecordPos"), py::arg("SubSet") = String(),
-          py::arg("OrderBy") = String(), py::arg("MaxRecords") = 1)
+          "Returns (result, RecordPos, MaxRecords).", py::arg("Flags"), py::arg("RecordPos"),
+          py::arg("SubSet") = String(), py::arg("OrderBy") = String(), py::arg("MaxRecords") = 1)
       .def_property_readonly("LogRecord", &KivLogFile::LogRecord)
       .def("LogRecordEx", &KivLogFile::LogRecordEx, py::arg("RecNum"))
       .def(
@@ -142,7 +148,7 @@ void BindRead(Class& c) {
             int32_t r = f.CheckEventLogChanges(unk);
             return std::make_tuple(r, unk);
           },
-          "0 unchanged, 1 changed, -1 error; (result, unk)", py::arg("unk") = 0)
+          "Returns (result, unk).", py::arg("unk") = 0)
       .def(
           "WaitEventLogChanges",
           [](KivLogFile& f, int32_t TimeoutMs, int32_t unk) {
@@ -153,17 +159,15 @@ void BindRead(Class& c) {
             }
             return std::make_tuple(r, unk);
           },
-          "Waits up to TimeoutMs for a change: 1 changed, 0 none in time, -1 error; (result, unk)",
-          py::arg("TimeoutMs"), py::arg("unk") = 0)
+          "Returns (result, unk). Other Python threads run while it waits.", py::arg("TimeoutMs"),
+          py::arg("unk") = 0)
       .def(
           "ReadEventLogAfter",
           [](KivLogFile& f, int64_t LastId, int32_t MaxRecords) {
             int32_t r = f.ReadEventLogAfter(LastId, MaxRecords);
             return std::make_tuple(r, LastId, MaxRecords);
           },
-          "Reads the records after id LastId, oldest first, into LogRecordEx (LastId -1: none, "
-          "from now on); (result, LastId, MaxRecords)",
-          py::arg("LastId"), py::arg("MaxRecords") = 100);
+          "Returns (result, LastId, MaxRecords).", py::arg("LastId"), py::arg("MaxRecords") = 100);
 }
 
 }  // namespace

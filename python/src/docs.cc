@@ -1,7 +1,8 @@
-// The docstrings of the bound classes and members: the first sentence of each one's comment in
-// the public headers (docs.inc, written at build time by make_docs.py), so that help() reads like
-// the header and cannot drift from it. pybind11 fixes a method's docstring when it binds it, so
-// the text is added here, once, after every class is bound, rather than repeated in each .def.
+// The docstrings of the bound classes, members and functions: the first sentence of each one's
+// comment in the public headers (docs.inc, written at build time by make_docs.py), so that help()
+// reads like the header and cannot drift from it. pybind11 fixes a method's docstring when it binds
+// it, so the text is added here, once, after every class is bound, rather than repeated in each
+// .def.
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -43,6 +44,12 @@ void DescribeMethod(py::handle method, const char* text) {
   def->ml_doc = copy;
 }
 
+// A function of the module, when the name is one.
+void DescribeFunction(py::module_& m, const Doc& d) {
+  py::object f = py::getattr(m, d.name, py::none());
+  if (PyCFunction_Check(f.ptr())) DescribeMethod(f, d.text);
+}
+
 void Describe(py::handle cls, const Doc& d) {
   if (*d.name == '\0') {
     const std::string doc = py::str(cls.attr("__doc__")).cast<std::string>();
@@ -65,6 +72,10 @@ void Describe(py::handle cls, const Doc& d) {
 
 void BindDocs(py::module_& m) {
   for (const Doc& d : kDocs) {
+    if (*d.cls == '\0') {
+      DescribeFunction(m, d);
+      continue;
+    }
     for (py::module_ scope : {m, m.attr("dao").cast<py::module_>()}) {
       if (py::hasattr(scope, d.cls) && py::isinstance<py::type>(scope.attr(d.cls))) {
         Describe(scope.attr(d.cls), d);

@@ -22,11 +22,9 @@ void BindEvents(py::module_& m) {
       .KIVPY_PROP(KivLogEvent, Offset, int32_t)
       .def_property_readonly("Ordinal", &KivLogEvent::Ordinal)
       .def(
-          "Save", [](KivLogEvent& e, int32_t hndl) { return e.Save(hndl); }, py::arg("hndl"),
-          "Writes the record as one block of lines on a file number opened for output")
+          "Save", [](KivLogEvent& e, int32_t hndl) { return e.Save(hndl); }, py::arg("hndl"))
       .def(
-          "Load", [](KivLogEvent& e, int32_t hndl) { return e.Load(hndl); }, py::arg("hndl"),
-          "Reads one block of lines from a file number opened for input")
+          "Load", [](KivLogEvent& e, int32_t hndl) { return e.Load(hndl); }, py::arg("hndl"))
       .def("TranslateData", &KivLogEvent::TranslateData)
       .def("RestoreData", &KivLogEvent::RestoreData);
 

@@ -24,25 +24,27 @@ void BindErrors(py::module_& m) {
     }
   });
 
-  py::class_<kiv::ErrorRecord>(m, "ErrorRecord", "The six fields of a recorded error")
+  py::class_<kiv::ErrorRecord>(m, "ErrorRecord")
       .def_readonly("Number", &kiv::ErrorRecord::Number)
       .def_readonly("Source", &kiv::ErrorRecord::Source)
       .def_readonly("Description", &kiv::ErrorRecord::Description)
       .def_readonly("HelpFile", &kiv::ErrorRecord::HelpFile)
       .def_readonly("HelpContext", &kiv::ErrorRecord::HelpContext)
       .def_readonly("LastDllError", &kiv::ErrorRecord::LastDllError)
-      .def("__iter__",
-           [](const kiv::ErrorRecord& r) {
-             return py::iter(py::make_tuple(r.Number, r.Source, r.Description, r.HelpFile,
-                                            r.HelpContext, r.LastDllError));
-           })
+      .def(
+          "__iter__",
+          [](const kiv::ErrorRecord& r) {
+            return py::iter(py::make_tuple(r.Number, r.Source, r.Description, r.HelpFile,
+                                           r.HelpContext, r.LastDllError));
+          },
+          "The six fields in their order, so that a record unpacks as a tuple")
       .def("__repr__", [](const kiv::ErrorRecord& r) {
         return "ErrorRecord(Number=" + std::to_string(r.Number) +
                ", Source=" + std::string(py::repr(py::cast(r.Source))) +
                ", Description=" + std::string(py::repr(py::cast(r.Description))) + ")";
       });
-  m.def("LastErrorRecord", &kiv::LastErrorRecord, "All six fields recorded last on this thread");
-  m.def("Last_Error", &kiv::Last_Error, "The Number recorded last on this thread (0 = none)");
+  m.def("LastErrorRecord", &kiv::LastErrorRecord);
+  m.def("Last_Error", &kiv::Last_Error);
   m.def("ClearLastError", &kiv::ClearLastError);
   m.def("SystemMessage", &kiv::SystemMessage, py::arg("code"));
   m.def(
@@ -54,8 +56,6 @@ void BindErrors(py::module_& m) {
         kiv::Set_Error(Number, Source, Description, HelpFile, HelpContext, LastDllError, Flags,
                        Extra, Option);
       },
-      "The library's error recorder: takes the current run-time error (Err) unless Flags has "
-      "SETERR_NOERR, lets each argument given replace its field, and records the result.",
       py::arg_v("Number", kiv::Variant::Missing(), "Missing"),
       py::arg_v("Source", kiv::Variant::Missing(), "Missing"),
       py::arg_v("Description", kiv::Variant::Missing(), "Missing"),
@@ -101,8 +101,7 @@ void BindClassTable(py::module_& m) {
       py::return_value_policy::reference);
   m.def("FindClass", &kiv::FindClass, py::arg("name_clsid_or_progid"),
         py::return_value_policy::reference);
-  m.def("CreateObject", &kiv::CreateObject, py::arg("clsid_or_progid"),
-        "Creates an object by ProgID or CLSID; None (error 429 recorded) for an unknown class");
+  m.def("CreateObject", &kiv::CreateObject, py::arg("clsid_or_progid"));
   m.def("TypeLibrary", [] {
     const kiv::TypeLibraryInfo& t = kiv::TypeLibrary();
     return std::make_tuple(kiv::String(t.Id), t.MajorVersion, t.MinorVersion, t.Lcid);
@@ -115,16 +114,13 @@ void BindClassTable(py::module_& m) {
 }
 
 void BindFileNumbers(py::module_& m) {
-  m.def("FreeFile", &kiv::FreeFile, "The lowest free file number; 0 (Err 67) when none is");
+  m.def("FreeFile", &kiv::FreeFile);
   m.def("FileOpen", &kiv::FileOpen, py::arg("FileNumber"), py::arg("FileName"), py::arg("Mode"),
         py::arg("Access") = int32_t{kiv::ACCESS_DEFAULT},
-        py::arg("Share") = int32_t{kiv::SHARE_DEFAULT},
-        "Opens a file under a number; True on failure, with the error in Err");
+        py::arg("Share") = int32_t{kiv::SHARE_DEFAULT});
   m.def(
-      "FileClose", [](int32_t FileNumber) { kiv::FileClose(FileNumber); }, py::arg("FileNumber"),
-      "Closes a file number; 0 or less does nothing");
-  m.def("EOF", &kiv::EOF_, py::arg("FileNumber"),
-        "True at the end of the file (and, with Err 52, for a number not open)");
+      "FileClose", [](int32_t FileNumber) { kiv::FileClose(FileNumber); }, py::arg("FileNumber"));
+  m.def("EOF", &kiv::EOF_, py::arg("FileNumber"));
 }
 
 void BindCollection(py::module_& m) {
@@ -150,18 +146,23 @@ void BindCollection(py::module_& m) {
       .def("Exists", &Collection::Exists, py::arg("Key"))
       .def("Remove", &Collection::Remove, py::arg("Index"))
       .def("Clear", &Collection::Clear)
-      .def("__len__", &Collection::Count)
-      .def("__getitem__", at)
-      .def("__getitem__",
-           [](const Collection& c, const kiv::String& key) {
-             if (!c.Exists(key)) throw py::key_error("no item with that key");
-             return c.Item(kiv::Variant(key));
-           })
-      .def("__iter__", [at](const Collection& c) {
-        py::list items;
-        for (py::ssize_t i = 0; i < c.Count(); ++i) items.append(py::cast(at(c, i)));
-        return py::iter(items);
-      });
+      .def("__len__", &Collection::Count, "The number of items")
+      .def("__getitem__", at, "The item at a position from 0 (negative: from the end)")
+      .def(
+          "__getitem__",
+          [](const Collection& c, const kiv::String& key) {
+            if (!c.Exists(key)) throw py::key_error("no item with that key");
+            return c.Item(kiv::Variant(key));
+          },
+          "The item of a key")
+      .def(
+          "__iter__",
+          [at](const Collection& c) {
+            py::list items;
+            for (py::ssize_t i = 0; i < c.Count(); ++i) items.append(py::cast(at(c, i)));
+            return py::iter(items);
+          },
+          "The items in their order");
 }
 
 }  // namespace

@@ -57,35 +57,36 @@ void BindWriteBack(py::class_<QvDbXt, kiv::Object, std::shared_ptr<QvDbXt>>& def
         bool r = h.Blob_Get(BT, RetVal);
         return std::make_tuple(r, RetVal);
       },
-      py::arg("BT"), py::arg("RetVal"));
+      "Returns (result, RetVal).", py::arg("BT"), py::arg("RetVal"));
   def.def(
       "Field_Validate",
       [](QvDbXt& h, Variant FValue, Variant PValue, int16_t FType, int16_t Mand, int16_t Changed) {
         int16_t r = h.Field_Validate(FValue, PValue, FType, Mand, Changed);
         return std::make_tuple(r, FValue, PValue);
       },
-      py::arg("FValue"), py::arg("PValue"), py::arg("FType"), py::arg("Mand"), py::arg("Changed"));
+      "Returns (result, FValue, PValue).", py::arg("FValue"), py::arg("PValue"), py::arg("FType"),
+      py::arg("Mand"), py::arg("Changed"));
   def.def(
       "Close_Recordset",
       [](QvDbXt& h, Mod::RecordsetRef rs) {
         bool r = h.Close_Recordset(rs);
         return std::make_tuple(r, rs);
       },
-      py::arg("rs"));
+      "Returns (result, rs), rs None once closed.", py::arg("rs"));
   def.def(
       "Close_Db",
       [](QvDbXt& h, Mod::DatabaseRef db) {
         bool r = h.Close_Db(db);
         return std::make_tuple(r, db);
       },
-      py::arg("db"));
+      "Returns (result, db), db None once closed.", py::arg("db"));
   def.def(
       "Close_WorkSpace",
       [](QvDbXt& h, Mod::WorkspaceRef Wksp) {
         bool r = h.Close_WorkSpace(Wksp);
         return std::make_tuple(r, Wksp);
       },
-      py::arg("Wksp"));
+      "Returns (result, Wksp), Wksp None once closed.", py::arg("Wksp"));
 }
 
 }  // namespace

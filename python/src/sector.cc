@@ -23,7 +23,7 @@ void BindSector(py::module_& m) {
             bool r = s.SectorWrite(RecId, Data);
             return std::make_tuple(r, RecId);
           },
-          "RecId 0 adds a record; (result, RecId)", py::arg("RecId"), py::arg("Data"))
+          "Returns (result, RecId).", py::arg("RecId"), py::arg("Data"))
       .def(
           "SectorRead",
           [](KivSector& s, int32_t RecId) {
@@ -31,7 +31,7 @@ void BindSector(py::module_& m) {
             bool r = s.SectorRead(RecId, data);
             return std::make_tuple(r, data);
           },
-          "(result, Data): a str for text, bytes for bytes", py::arg("RecId"))
+          "Returns (result, Data): a str for text, bytes for bytes.", py::arg("RecId"))
       .def("SectorDelete", &KivSector::SectorDelete, py::arg("RecId"))
       .def(
           "SectorInfo",
@@ -41,7 +41,7 @@ void BindSector(py::module_& m) {
             bool r = s.SectorInfo(RecId, length, modified);
             return std::make_tuple(r, length, OleDate(modified));
           },
-          "(result, Length, Modified)", py::arg("RecId"))
+          "Returns (result, Length, Modified).", py::arg("RecId"))
       .def("SectorList", &KivSector::SectorList, py::arg("RetIds"))
       .def("SectorFlush", &KivSector::SectorFlush)
       .def("SectorCompact", &KivSector::SectorCompact)

@@ -221,17 +221,22 @@ bool Statement::Step(bool writing) {
       db_, [&] { return stmt_->Step(); }, sql_, writing);
 }
 
-void Statement::Run() {
+void Statement::Run() { RunReturning(); }
+
+int64_t Statement::RunReturning() {
   // A write on its own gets its own transaction; VACUUM cannot run inside one. Inside an open
   // transaction one statement needs no savepoint: the engine undoes a failed statement by itself.
   std::optional<WriteTransaction> tx;
   if (!stmt_->ReadOnly() && !db_->InTransaction() && sql_.compare(0, 6, "VACUUM") != 0) {
     tx.emplace(db_, "kiv_run");
   }
+  std::optional<int64_t> first;
   while (Step()) {
+    if (!first) first = Int(0);
   }
   Reset();
   if (tx) tx->Commit();
+  return first.value_or(0);
 }
 
 void Statement::RunAsWrite() {
@@ -277,6 +282,18 @@ WriteTransaction::WriteTransaction(Connection& conn, std::string name)
   Run(outer_ ? db_->BeginWriteSql() : "SAVEPOINT " + name_);
 }
 
+WriteTransaction::WriteTransaction(Connection& conn, std::string name, const std::string& begin)
+    : conn_(&conn), db_(conn.Db()), name_(std::move(name)), outer_(!db_->InTransaction()) {
+  if (!outer_) {
+    Run("SAVEPOINT " + name_);
+  } else if (begin.find(';') == std::string::npos) {
+    Run(begin);  // prepared once
+  } else {
+    EngineCall(
+        db_, [&] { db_->Exec(begin); }, begin, true);
+  }
+}
+
 // A failure is a write's failure: a lock that outlasted the wait is "locked", not "can't read".
 void WriteTransaction::Run(const std::string& sql) {
   if (conn_) return conn_->Prepared(sql).RunAsWrite();
@@ -290,6 +307,17 @@ WriteTransaction::~WriteTransaction() {
     db_->Exec(outer_ ? "ROLLBACK" : "ROLLBACK TO " + name_ + "; RELEASE " + name_);
   } catch (const engine::EngineError&) {
     // Nothing more to undo: a failed rollback leaves the engine's own.
+  }
+}
+
+void WriteTransaction::CommitWith(const std::string& sql) {
+  const std::string all = outer_ ? sql + "; COMMIT" : sql;
+  EngineCall(
+      db_, [&] { db_->Exec(all); }, all, true);
+  if (outer_) {
+    done_ = true;
+  } else {
+    Commit();
   }
 }
 

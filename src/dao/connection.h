@@ -50,6 +50,8 @@ class Statement {
   bool Step();
   // Steps to the end (an action statement).
   void Run();
+  // The same for a write that returns a row (INSERT ... RETURNING): its first column, as a number.
+  int64_t RunReturning();
   // Steps to the end, a failure being a write's (a lock that outlasted the wait is "locked").
   void RunAsWrite();
   void Reset() { stmt_->Reset(); }
@@ -140,10 +142,15 @@ class WriteTransaction {
   // The same, with its BEGIN and COMMIT (or SAVEPOINT and RELEASE) prepared once on the
   // connection: a writer that commits at every call does not parse them every time.
   WriteTransaction(Connection& conn, std::string name);
+  // The same, begun by `begin` when it is the outer transaction (several statements go to the
+  // engine as one).
+  WriteTransaction(Connection& conn, std::string name, const std::string& begin);
   ~WriteTransaction();
   WriteTransaction(const WriteTransaction&) = delete;
   WriteTransaction& operator=(const WriteTransaction&) = delete;
   void Commit();
+  // Runs `sql` and commits, in one call to the engine when this is the outer transaction.
+  void CommitWith(const std::string& sql);
   // Forgets the transaction without a rollback: its connection was closed, which rolled it back.
   void Abandon() { done_ = true; }
 

@@ -7,8 +7,9 @@ namespace kiv::dao::detail {
 QueryNavigator::QueryNavigator(Statement statement, std::unique_ptr<RowLoader> loader)
     : statement_(std::move(statement)), loader_(std::move(loader)) {}
 
-QueryNavigator::QueryNavigator(Statement statement, std::vector<int16_t> types)
-    : statement_(std::move(statement)), types_(std::move(types)) {}
+QueryNavigator::QueryNavigator(Statement statement, std::vector<int16_t> types,
+                               std::vector<int> cols)
+    : statement_(std::move(statement)), types_(std::move(types)), cols_(std::move(cols)) {}
 
 bool QueryNavigator::Fetch(size_t i) {
   while (ids_.size() <= i && !done_) {
@@ -22,7 +23,7 @@ bool QueryNavigator::Fetch(size_t i) {
     } else {
       std::vector<Variant> row;
       for (size_t c = 0; c < types_.size(); ++c) {
-        row.push_back(ReadStored(statement_, static_cast<int>(c), types_[c]));
+        row.push_back(ReadStored(statement_, cols_[c], types_[c]));
       }
       values_.push_back(std::move(row));
       ids_.push_back(static_cast<int64_t>(values_.size()));

@@ -18,8 +18,8 @@ class QueryNavigator : public Navigator {
  public:
   // Keyset: the statement's first column is the row id; loader reads the rows.
   QueryNavigator(Statement statement, std::unique_ptr<RowLoader> loader);
-  // Snapshot: the statement's columns are the values, of the given types.
-  QueryNavigator(Statement statement, std::vector<int16_t> types);
+  // Snapshot: the statement's columns `cols` are the values, of the given types.
+  QueryNavigator(Statement statement, std::vector<int16_t> types, std::vector<int> cols);
 
   std::optional<int64_t> First() override;
   std::optional<int64_t> Last() override;
@@ -45,6 +45,7 @@ class QueryNavigator : public Navigator {
   bool done_ = false;
   std::unique_ptr<RowLoader> loader_;
   std::vector<int16_t> types_;
+  std::vector<int> cols_;
   std::vector<int64_t> ids_;
   std::vector<bool> dead_;
   std::vector<std::vector<Variant>> values_;  // snapshot rows

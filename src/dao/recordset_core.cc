@@ -12,6 +12,12 @@
 namespace kiv::dao::detail {
 namespace {
 
+// True for the row id a server's tables carry as a column: "SELECT *" shows it there, and DAO
+// never shows a row id.
+bool IsHiddenRowId(Connection& conn, const std::string& column) {
+  return conn.Db()->OwnCatalog() && column == conn.Db()->RowIdName();
+}
+
 // The keyset form of a one-table query: its row ids, with the columns it shows. nullopt when a
 // result column is not a plain column of that table.
 std::optional<Statement> KeysetStatement(Connection& conn, StringView sql,
@@ -19,12 +25,18 @@ std::optional<Statement> KeysetStatement(Connection& conn, StringView sql,
                                          std::vector<ColumnDef>& columns) {
   const auto shape = SingleTableQuery(sql);
   if (!shape) return std::nullopt;
-  schema = conn.Schema(shape->table);
-  Statement keyset(conn.Db(), Utf8(u"SELECT " + FromUtf8(QuoteName(schema->name)) + u".rowid, " +
-                                   shape->select_list + u" FROM " + shape->after_from));
+  const bool server = conn.Db()->OwnCatalog();
+  // On a server, a table the model did not make has no row id, and a computed column (an
+  // aggregate above all) cannot stand beside one: their queries are snapshots.
+  schema = server ? conn.FindSchema(shape->table) : conn.Schema(shape->table);
+  if (!schema || (server && shape->select_list.find(u'(') != String::npos)) return std::nullopt;
+  Statement keyset(conn.Db(), Utf8(u"SELECT " + FromUtf8(QuoteName(schema->name)) + u"." +
+                                   FromUtf8(conn.Db()->RowIdName()) + u", " + shape->select_list +
+                                   u" FROM " + shape->after_from));
   for (int i = 1; i < keyset.ColumnCount(); ++i) {
     std::string table, origin;
     const bool plain = keyset.Raw().ColumnOrigin(i, table, origin);
+    if (plain && IsHiddenRowId(conn, origin)) continue;
     const int col = plain ? schema->Column(FromUtf8(origin)) : -1;
     if (col < 0 || !TextEquals(FromUtf8(table), schema->name)) return std::nullopt;
     columns.push_back(schema->columns[col]);
@@ -32,20 +44,24 @@ std::optional<Statement> KeysetStatement(Connection& conn, StringView sql,
   return keyset;
 }
 
-// The field definitions of a snapshot's result columns.
-std::vector<ColumnDef> SnapshotColumns(Connection& conn, const Statement& statement) {
+// The field definitions of a snapshot's result columns; `cols` receives the statement's column of
+// each.
+std::vector<ColumnDef> SnapshotColumns(Connection& conn, const Statement& statement,
+                                       std::vector<int>& cols) {
   std::vector<ColumnDef> columns;
   for (int i = 0; i < statement.ColumnCount(); ++i) {
     ColumnDef column;
     column.type = kNaturalType;
     std::string table, origin;
     if (statement.Raw().ColumnOrigin(i, table, origin)) {
+      if (IsHiddenRowId(conn, origin)) continue;
       auto schema = LoadSchema(conn, FromUtf8(table));
       const int col = schema ? schema->Column(FromUtf8(origin)) : -1;
       if (col >= 0) column = schema->columns[col];
     }
     column.name = FromUtf8(statement.Raw().ColumnName(i));
     columns.push_back(std::move(column));
+    cols.push_back(i);
   }
   return columns;
 }
@@ -106,10 +122,12 @@ std::shared_ptr<RecordsetCore> RecordsetCore::OpenQuery(const std::shared_ptr<Co
     core->updatable = type == dbOpenDynaset && !conn->read_only && !(options & dbReadOnly);
   } else {
     Statement statement(conn->Db(), Utf8(sql));
-    core->columns = SnapshotColumns(*conn, statement);
+    std::vector<int> cols;
+    core->columns = SnapshotColumns(*conn, statement, cols);
     std::vector<int16_t> types;
     for (const ColumnDef& c : core->columns) types.push_back(c.type);
-    core->nav = std::make_unique<QueryNavigator>(std::move(statement), std::move(types));
+    core->nav =
+        std::make_unique<QueryNavigator>(std::move(statement), std::move(types), std::move(cols));
   }
   core->MoveFirst();
   return core;
@@ -351,15 +369,18 @@ int64_t RecordsetCore::WriteRow() {
       }
       sql = "INSERT INTO " + table + " (" + names + ") VALUES (" + marks + ")";
     }
+    // A server gives the new row's id with the insert: no second call for it.
+    if (conn->Db()->OwnCatalog()) sql += std::string(" RETURNING ") + conn->Db()->RowIdName();
   } else {
     if (cols.empty()) return row.rowid;
     sql = "UPDATE " + table + " SET ";
     for (size_t k = 0; k < cols.size(); ++k) {
       sql += (k ? ", " : "") + QuoteName(columns[cols[k]].name) + " = ?";
     }
-    sql += " WHERE rowid = ?";
+    sql += std::string(" WHERE ") + conn->Db()->RowIdName() + " = ?";
   }
   Statement& write = conn->Prepared(sql);
+  const bool in_place = conn->Db()->BlobsWrittenInPlace();
   for (size_t k = 0; k < cols.size(); ++k) {
     const Pending& p = pending[cols[k]];
     const int16_t t = columns[cols[k]].type;
@@ -367,16 +388,22 @@ int64_t RecordsetCore::WriteRow() {
       BindStored(write, static_cast<int>(k + 1), t, p.value);
     } else if (t == dbMemo) {
       BindStored(write, static_cast<int>(k + 1), t, Variant(BytesToString(p.chunks.All())));
+    } else if (!in_place) {
+      const std::vector<uint8_t> all = p.chunks.All();
+      write.BindBlob(static_cast<int>(k + 1), all.data(), all.size());
     } else {
       write.BindZeroBlob(static_cast<int>(k + 1), static_cast<int64_t>(p.chunks.Size()));
     }
   }
   if (edit_mode != dbEditAdd) write.BindInt(static_cast<int>(cols.size() + 1), row.rowid);
-  write.Run();
-  const int64_t rowid = edit_mode == dbEditAdd ? conn->Db()->LastInsertId() : row.rowid;
+  const bool returning = edit_mode == dbEditAdd && conn->Db()->OwnCatalog();
+  const int64_t returned = returning ? write.RunReturning() : (write.Run(), 0);
+  const int64_t rowid = edit_mode != dbEditAdd ? row.rowid
+                        : returning            ? returned
+                                               : conn->Db()->LastInsertId();
   for (int c : cols) {
     const Pending& p = pending[c];
-    if (p.chunked && columns[c].type != dbMemo && p.chunks.Size() > 0) {
+    if (in_place && p.chunked && columns[c].type != dbMemo && p.chunks.Size() > 0) {
       loader->WriteChunks(rowid, c, p.chunks);
     }
   }
@@ -406,7 +433,8 @@ void RecordsetCore::Delete() {
   RequireRow();
   DropEdit();
   conn->BeforeWrite();
-  Statement& del = conn->Prepared("DELETE FROM " + QuoteName(schema->name) + " WHERE rowid = ?1");
+  Statement& del = conn->Prepared("DELETE FROM " + QuoteName(schema->name) + " WHERE " +
+                                  conn->Db()->RowIdName() + " = ?1");
   del.BindInt(1, row.rowid);
   del.Run();
   nav->Deleted();

@@ -18,7 +18,8 @@ bool RowLoader::Load(int64_t rowid, RowData& row) {
       const std::string name = QuoteName(columns_[i].name);
       sql += (i ? ", " : "") + (columns_[i].type == dbLongBinary ? "length(" + name + ")" : name);
     }
-    load_ = Statement(conn_.Db(), sql + " FROM " + QuoteName(table_) + " WHERE rowid = ?1");
+    load_ = Statement(conn_.Db(), sql + " FROM " + QuoteName(table_) + " WHERE " +
+                                      conn_.Db()->RowIdName() + " = ?1");
   }
   conn_.Db();
   load_.BindInt(1, rowid);
@@ -45,7 +46,7 @@ bool RowLoader::Load(int64_t rowid, RowData& row) {
 Variant RowLoader::LoadLong(int64_t rowid, int col) {
   CloseBlob();
   Statement one(conn_.Db(), "SELECT " + QuoteName(columns_[col].name) + " FROM " +
-                                QuoteName(table_) + " WHERE rowid = ?1");
+                                QuoteName(table_) + " WHERE " + conn_.Db()->RowIdName() + " = ?1");
   one.BindInt(1, rowid);
   if (!one.Step()) RaiseDao(kDaoRecordDeleted);
   return ReadStored(one, 0, columns_[col].type);

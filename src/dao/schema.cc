@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "dao/dao_errors.h"
+#include "dao/server_catalog.h"
 #include "kivdbxt/dao.h"
 #include "platform/text_compare.h"
 
@@ -267,11 +268,13 @@ void SchemaChange::Commit() {
 }
 
 void CreateSystemTables(Connection& conn) {
+  if (conn.Db()->OwnCatalog()) return server::CreateSystemTables(conn);
   ExecSql(conn, std::string("CREATE TABLE IF NOT EXISTS ") + kCountTable +
                     " (name TEXT PRIMARY KEY COLLATE NOCASE, n INTEGER NOT NULL)");
 }
 
 void CreateTable(Connection& conn, const TableSchema& table) {
+  if (conn.Db()->OwnCatalog()) return server::CreateTable(conn, table);
   if (table.columns.empty()) RaiseDao(kDaoNoFieldDefined);
   SchemaChange change(conn);
   CreateSystemTables(conn);
@@ -298,11 +301,13 @@ void CreateTable(Connection& conn, const TableSchema& table) {
 }
 
 void AddColumn(Connection& conn, StringView table, const ColumnDef& column) {
+  if (conn.Db()->OwnCatalog()) return server::AddColumn(conn, table, column);
   conn.BeforeWrite();
   ExecSql(conn, "ALTER TABLE " + QuoteName(table) + " ADD COLUMN " + ColumnSql(column));
 }
 
 void CreateIndex(Connection& conn, StringView table, const IndexDef& index) {
+  if (conn.Db()->OwnCatalog()) return server::CreateIndex(conn, table, index);
   if (index.keys.empty()) RaiseDao(kDaoNoFieldDefined);
   conn.BeforeWrite();
   std::string sql = std::string("CREATE ") + (index.unique || index.primary ? "UNIQUE " : "") +
@@ -315,6 +320,7 @@ void CreateIndex(Connection& conn, StringView table, const IndexDef& index) {
 }
 
 void DropTable(Connection& conn, StringView table) {
+  if (conn.Db()->OwnCatalog()) return server::DropTable(conn, table);
   SchemaChange change(conn);
   ExecSql(conn, "DROP TABLE " + QuoteName(table));
   if (LoadSchema(conn, FromUtf8(kCountTable))) {
@@ -325,6 +331,7 @@ void DropTable(Connection& conn, StringView table) {
 }
 
 void DropIndex(Connection& conn, StringView table, StringView index) {
+  if (conn.Db()->OwnCatalog()) return server::DropIndex(conn, table, index);
   auto schema = LoadSchema(conn, table);
   const IndexDef* def = schema ? schema->Index(index) : nullptr;
   if (!def) RaiseDao(kDaoItemNotFound);
@@ -333,11 +340,13 @@ void DropIndex(Connection& conn, StringView table, StringView index) {
 }
 
 void DropColumn(Connection& conn, StringView table, StringView column) {
+  if (conn.Db()->OwnCatalog()) return server::DropColumn(conn, table, column);
   conn.BeforeWrite();
   ExecSql(conn, "ALTER TABLE " + QuoteName(table) + " DROP COLUMN " + QuoteName(column));
 }
 
 std::shared_ptr<TableSchema> LoadSchema(Connection& conn, StringView table) {
+  if (conn.Db()->OwnCatalog()) return server::LoadSchema(conn, table);
   Statement find(conn.Db(),
                  "SELECT name, sql FROM sqlite_master WHERE type = 'table' AND name = ?1 "
                  "COLLATE NOCASE");
@@ -353,6 +362,7 @@ std::shared_ptr<TableSchema> LoadSchema(Connection& conn, StringView table) {
 }
 
 std::vector<String> TableNames(Connection& conn) {
+  if (conn.Db()->OwnCatalog()) return server::TableNames(conn);
   Statement list(conn.Db(),
                  "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE "
                  "'sqlite\\_%' ESCAPE '\\' AND name NOT LIKE 'MSys%' ORDER BY rowid");
@@ -362,6 +372,13 @@ std::vector<String> TableNames(Connection& conn) {
 }
 
 int64_t CountRows(Connection& conn, StringView table) {
+  auto scan = [&] {
+    Statement count(conn.Db(), "SELECT count(*) FROM " + QuoteName(table));
+    count.Step();
+    return count.Int(0);
+  };
+  // A server counts its rows exactly, and keeps no row counters.
+  if (conn.Db()->OwnCatalog()) return scan();
   std::optional<int64_t> counted;
   try {
     // Asked at every report of a wrapping log: prepared once per connection.
@@ -373,10 +390,7 @@ int64_t CountRows(Connection& conn, StringView table) {
   } catch (const Error&) {
     // A database made elsewhere, without the row counters.
   }
-  if (counted) return *counted;
-  Statement count(conn.Db(), "SELECT count(*) FROM " + QuoteName(table));
-  count.Step();
-  return count.Int(0);
+  return counted ? *counted : scan();
 }
 
 std::shared_ptr<const TableSchema> Connection::Schema(StringView table) {

@@ -6,6 +6,12 @@
 namespace kiv::dao::detail {
 namespace {
 
+// A condition on the row id is written with "rowid"; the engine's own name replaces it.
+std::string RowIdIn(const std::string& condition, const std::string& rowid) {
+  if (condition.compare(0, 6, "rowid ") != 0) return condition;
+  return rowid + condition.substr(5);
+}
+
 // Null sorts before every value: first in ascending order, last in descending order.
 // Moving "toward larger" means forward on an ascending key or backward on a descending one.
 struct Alternative {
@@ -55,18 +61,20 @@ Statement& TableNavigator::Prepared(const std::string& sql) {
 
 std::optional<int64_t> TableNavigator::Find(const std::vector<Condition>& conditions,
                                             bool forward) {
-  std::string sql = "SELECT rowid";
+  const engine::Connection* db = conn_.Db();
+  const std::string rowid = db->RowIdName();
+  std::string sql = "SELECT " + rowid;
   for (size_t i = 0; i < key_columns_.size(); ++i) sql += ", " + Key(i);
   sql += " FROM " + QuoteName(schema_->name);
   for (size_t i = 0; i < conditions.size(); ++i) {
-    sql += (i ? " AND " : " WHERE ") + conditions[i].sql;
+    sql += (i ? " AND " : " WHERE ") + RowIdIn(conditions[i].sql, rowid);
   }
   sql += " ORDER BY ";
   for (size_t i = 0; i < key_columns_.size(); ++i) {
-    sql += Key(i) + (descending_[i] == forward ? " DESC, " : ", ");
+    const bool down = descending_[i] == forward;
+    sql += Key(i) + (down ? " DESC" : "") + db->NullsOrder(down) + ", ";
   }
-  sql += forward ? "rowid LIMIT 1" : "rowid DESC LIMIT 1";
-  conn_.Db();
+  sql += rowid + (forward ? " LIMIT 1" : " DESC LIMIT 1");
   Statement& statement = Prepared(sql);
   int param = 1;
   for (const Condition& c : conditions) {
@@ -97,8 +105,13 @@ std::optional<int64_t> TableNavigator::Step(bool forward) {
   for (size_t level = k + 1; level-- > 0;) {
     std::vector<Condition> conditions;
     for (size_t i = 0; i < level && i < k; ++i) {
+      // "= ?" or "IS NULL" by the anchor's value: "IS ?" is no index condition on every engine.
       const engine::ValueView v = anchor_keys_[i].View();
-      conditions.push_back({Key(i) + " IS ?", {[v](Statement& s, int p) { s.BindValue(p, v); }}});
+      if (anchor_keys_[i].IsNull()) {
+        conditions.push_back({Key(i) + " IS NULL", {}});
+      } else {
+        conditions.push_back({Key(i) + " = ?", {[v](Statement& s, int p) { s.BindValue(p, v); }}});
+      }
     }
     if (level == k) {
       const int64_t rowid = anchor_rowid_;

@@ -2,9 +2,12 @@
 // settings built on it.
 #include "kivdbxt/kiv_log_file.h"
 
+#include "dao/dao_errors.h"
+#include "dao/engine/engine.h"
 #include "dblog/log_connections.h"
 #include "dblog/log_parms.h"
 #include "dblog/log_schema.h"
+#include "dblog/log_store.h"
 #include "dblog/log_sync.h"
 #include "dblog/log_transaction.h"
 #include "frame/error.h"
@@ -25,6 +28,8 @@ const ClassRegistrar kRegistrar(u"KivLogFile", [] {
 });
 
 constexpr int32_t kOpenAttempts = 10;
+
+bool OnServer(const String& name) { return dao::engine::IsServerName(ToUtf8(name)); }
 constexpr int32_t kMinMaxRecords = 100;
 constexpr size_t kMaxParmLength = 255;
 
@@ -40,6 +45,8 @@ KivLogFile::KivLogFile() = default;
 
 KivLogFile::~KivLogFile() { CloseLog(true); }
 
+String KivLogFile::FileName() const { return ShownLogName(file_name_); }
+
 bool KivLogFile::OpenLog(bool bDbOnly) {
   return Guard(
       u"KivLogFile.OpenLog", true,
@@ -53,6 +60,13 @@ bool KivLogFile::OpenLog(bool bDbOnly) {
             events_ = std::move(kept.events);
             parms_ = std::move(kept.parms);
             ApplySyncMode(*db_, ParseSyncMode(sync_mode_).value_or(SyncMode::Normal), false);
+          } catch (const Error& e) {
+            QvDbXtMod::Close_Db(db_);
+            // A server is tried again only when it could not be reached (it may be starting, or
+            // out of connections): a refused password or a missing database fail at once.
+            const bool can_pass = !OnServer(file_name_) || e.number == dao::kDaoConnectFailed;
+            if (attempt >= kOpenAttempts || !can_pass) throw;
+            WaitTicks(retry_wait_ms_);
           } catch (...) {
             QvDbXtMod::Close_Db(db_);
             if (attempt >= kOpenAttempts) throw;
@@ -150,7 +164,7 @@ bool KivLogFile::ParmWrite(const String& Key, const String& Value) {
 }
 
 void KivLogFile::RefuseWhenReadOnly() const {
-  if (read_only_) RaiseLibrary(u"Il file " + file_name_ + u" è aperto in sola lettura.");
+  if (read_only_) RaiseLibrary(u"Il file " + FileName() + u" è aperto in sola lettura.");
 }
 
 bool KivLogFile::CreateEventLog(const String& sFileName, int32_t lMaxRecords, int32_t eWrapping,
@@ -159,7 +173,8 @@ bool KivLogFile::CreateEventLog(const String& sFileName, int32_t lMaxRecords, in
   return Guard(
       u"KivLogFile.CreateEventLog", true,
       [&] {
-        if (FileExists(sFileName)) RaiseLibrary(u"Il file " + sFileName + u" esiste già.");
+        if (LogExists(sFileName))
+          RaiseLibrary(u"Il file " + ShownLogName(sFileName) + u" esiste già.");
         CloseLog(true);
         read_only_ = false;
         file_name_ = sFileName;
@@ -182,7 +197,7 @@ bool KivLogFile::CreateEventLog(const String& sFileName, int32_t lMaxRecords, in
       [&] {
         keep_alive_ = false;
         CloseLog(true);
-        if (created) RemoveFile(sFileName);
+        if (created) RemoveLog(sFileName);
       });
 }
 

@@ -96,7 +96,7 @@ bool KivLogFile::BackupEventLog(const String& sFileName, int32_t Flags) {
         } else {
           PassOn(OpenLog(false));
           rs = db_->OpenRecordset(
-              String(u"select * from ") + kEventsTable + u" order by " + kDateIndex,
+              String(u"select * from ") + kEventsTable + u" order by " + DateOrder(*db_),
               dao::dbOpenDynaset);
           for (; !rs->EOF_(); rs->MoveNext()) put(ReadLogRecord(*rs));
           QvDbXtMod::Close_Recordset(rs);

@@ -5,6 +5,7 @@
 
 #include "dao/connection.h"
 #include "dblog/log_schema.h"
+#include "dblog/log_transaction.h"
 #include "frame/guard.h"
 #include "kivdbxt/dao.h"
 #include "kivdbxt/kiv_log_file.h"
@@ -14,8 +15,10 @@
 namespace kiv {
 namespace {
 
-// How often a wait on a file looks at LASTCHANGE.
+// How often a wait on a file looks at LASTCHANGE; how long a wait on a server trusts its notices
+// before it looks again anyway.
 constexpr int32_t kPollMs = 20;
+constexpr int32_t kSafetyMs = 1000;
 
 String Text(int64_t n) { return FromUtf8(std::to_string(n)); }
 
@@ -31,17 +34,49 @@ int64_t IdOf(dao::Recordset& rs) {
 }  // namespace
 
 int32_t KivLogFile::WaitEventLogChanges(int32_t TimeoutMs, int32_t& unk) {
-  return Guard(u"KivLogFile.WaitEventLogChanges", -1, [&] {
-    const uint32_t start = TickCount();
-    for (;;) {
-      const int32_t rc = CheckEventLogChanges(unk);
-      PassOn(rc < 0);
-      if (rc == 1) return 1;
-      const int32_t left = TimeoutMs - static_cast<int32_t>(TickCount() - start);
-      if (left <= 0) return 0;
-      std::this_thread::sleep_for(std::chrono::milliseconds(std::min(left, kPollMs)));
-    }
-  });
+  bool holding = false;  // the log stays open, and listening, for the whole wait
+  auto release = [&] {
+    if (holding) in_use_.Step(false);
+    holding = false;
+  };
+  return Guard(
+      u"KivLogFile.WaitEventLogChanges", -1,
+      [&] {
+        PassOn(OpenLog(false));
+        in_use_.Step(true);
+        holding = true;
+        dao::engine::Connection* db = db_->Connection()->Db();
+        dao::engine::Notifier* notices = db->Notices();
+        // Listening before the check: a commit after it is heard.
+        if (notices) {
+          dao::detail::EngineCall(db, [&] { notices->Listen(kLogChannel); });
+        }
+        const uint32_t start = TickCount();
+        int32_t result = 0;
+        for (;;) {
+          const int32_t rc = CheckEventLogChanges(unk);
+          PassOn(rc < 0);
+          if (rc == 1) {
+            result = 1;
+            break;
+          }
+          const int32_t left = TimeoutMs - static_cast<int32_t>(TickCount() - start);
+          if (left <= 0) break;
+          if (notices) {
+            // A notice, or the safety re-check of LASTCHANGE after kSafetyMs.
+            dao::detail::EngineCall(db, [&] { notices->Wait(std::min(left, kSafetyMs)); });
+          } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(std::min(left, kPollMs)));
+          }
+        }
+        release();
+        PassOn(CloseLog(false));
+        return result;
+      },
+      [&] {
+        release();
+        CloseLog(false);
+      });
 }
 
 int32_t KivLogFile::ReadEventLogAfter(int64_t& LastId, int32_t& MaxRecords) {

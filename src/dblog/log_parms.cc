@@ -25,9 +25,10 @@ void WriteParm(dao::detail::Connection& conn, StringView key, StringView value) 
   }
   // Rows of the same key left by older versions that could add a key twice: reads take the
   // first, so the rest go.
+  const std::string rowid = conn.Db()->RowIdName();
   dao::detail::Statement& drop =
-      conn.Prepared(R"(DELETE FROM "PARMS" WHERE "KEY" = ?1 AND rowid > )"
-                    R"((SELECT min(rowid) FROM "PARMS" WHERE "KEY" = ?1))");
+      conn.Prepared(R"(DELETE FROM "PARMS" WHERE "KEY" = ?1 AND )" + rowid + " > (SELECT min(" +
+                    rowid + R"() FROM "PARMS" WHERE "KEY" = ?1))");
   drop.BindText(1, key);
   drop.Run();
 }

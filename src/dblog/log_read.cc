@@ -13,13 +13,13 @@ namespace {
 
 // The query both reads use. SubSet and OrderBy carry their own keywords; with a SubSet and no
 // OrderBy the query has no ordering at all.
-String Query(const String& SubSet, const String& OrderBy) {
+String Query(const String& SubSet, const String& OrderBy, const String& date_order = kDateIndex) {
   String q = String(u"select * from ") + kEventsTable;
   if (!SubSet.empty()) {
     q += u" " + SubSet;
     if (!OrderBy.empty()) q += u" " + OrderBy;
   } else {
-    q += OrderBy.empty() ? String(u" order by ") + kDateIndex : u" " + OrderBy;
+    q += OrderBy.empty() ? u" order by " + date_order : u" " + OrderBy;
   }
   return q;
 }
@@ -73,7 +73,7 @@ int32_t KivLogFile::ReadQuery(int32_t Flags, int32_t& RecordPos, const String& S
                               const String& OrderBy, bool absolute_allowed,
                               const std::function<void(dao::Recordset&)>& read) {
   PassOn(OpenLog(false));
-  auto rs = db_->OpenRecordset(Query(SubSet, OrderBy), dao::dbOpenDynaset);
+  auto rs = db_->OpenRecordset(Query(SubSet, OrderBy, DateOrder(*db_)), dao::dbOpenDynaset);
   struct Closer {
     std::shared_ptr<dao::Recordset>& rs;
     ~Closer() {

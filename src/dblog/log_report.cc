@@ -74,6 +74,8 @@ bool KivLogFile::Report(const String& Source, const String& StoredRawData, int32
                                            Source, Server, StoredRawData});
           // The record is stored: a failure to move LASTCHANGE is recorded but fails nothing.
           UpdateLastLog(unk);
+          tx.Notify(std::to_string(unk) + " " + std::to_string(EventType) + " " +
+                    std::to_string(EventId));
           tx.Commit();
         }
         in_use_.Step(false);
@@ -182,7 +184,7 @@ bool KivLogFile::Trim(int32_t Records, int32_t Days, const String& SubSet) {
     Records = -1;
     Days = 0;
     purge_rs_ = db_->OpenRecordset(
-        String(u"select * from ") + kEventsTable + u" " + SubSet + u" order by " + kDateIndex,
+        String(u"select * from ") + kEventsTable + u" " + SubSet + u" order by " + DateOrder(*db_),
         dao::dbOpenDynaset, 0, dao::dbOptimistic);
     rs = purge_rs_;
   } else {

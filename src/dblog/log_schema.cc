@@ -1,5 +1,6 @@
 #include "dblog/log_schema.h"
 
+#include "dao/connection.h"
 #include "kivdbxt/dao.h"
 
 namespace kiv {
@@ -31,6 +32,12 @@ void AddIndex(dao::TableDef& td, const String& name, int32_t field_attributes) {
 }
 
 }  // namespace
+
+String DateOrder(dao::Database& db) {
+  const dao::engine::Connection* engine = db.Connection()->Db();
+  if (!engine->OwnCatalog()) return kDateIndex;
+  return String(kDateIndex) + u", " + FromUtf8(engine->RowIdName());
+}
 
 std::shared_ptr<dao::Database> CreateLogDatabase(const String& file_name) {
   auto db = dao::DBEngine::ForThread()->CreateDatabase(file_name, kLogLocale, kLogFileVersion);

@@ -19,6 +19,10 @@ inline constexpr char16_t kLogLocale[] = u";LANGID=0x0409;CP=1252;COUNTRY=0";
 inline constexpr int32_t kLogFileVersion = 32;  // the Jet 3.0 file version option
 inline constexpr char16_t kSelfSource[] = u"KIVEVENTLOG";
 
+// The ordering of records by date: on a server, records of one date follow in the order they came,
+// as a file's index gives them.
+String DateOrder(dao::Database& db);
+
 // Creates the database file with PARMS and EVENTS, appended in that order.
 std::shared_ptr<dao::Database> CreateLogDatabase(const String& file_name);
 

@@ -3,6 +3,11 @@
 #include "kivdbxt/dao.h"
 
 namespace kiv {
+namespace {
+
+constexpr const char* kWritersLock = "kivlog";
+
+}  // namespace
 
 LogTransaction::LogTransaction(dao::Database& db) : conn_(db.Connection()) {
   // Inside the report's transaction a purge or a parameter write is part of it: its failure fails
@@ -10,7 +15,9 @@ LogTransaction::LogTransaction(dao::Database& db) : conn_(db.Connection()) {
   if (conn_->Db()->InTransaction()) return;
   // Reads still pending would hold an older snapshot than the write lock is taken on.
   conn_->BeforeWrite();
-  tx_.emplace(*conn_, "kiv_log");
+  // Writers of the log take its lock first: reports commit in the order of their ids (a follower
+  // by id never passes over one that commits late), and purges come one at a time.
+  tx_.emplace(*conn_, "kiv_log", conn_->Db()->BeginWritersSql(kWritersLock));
 }
 
 LogTransaction::~LogTransaction() {
@@ -18,8 +25,26 @@ LogTransaction::~LogTransaction() {
   if (tx_ && !conn_->IsOpen()) tx_->Abandon();
 }
 
+void LogTransaction::Notify(const std::string& payload) {
+  dao::engine::Connection* db = conn_->Db();
+  dao::engine::Notifier* notices = db->Notices();
+  if (!notices) return;
+  // With the commit when this transaction makes it: one call to the server for both.
+  if (tx_) {
+    notice_sql_ = notices->NotifySql(kLogChannel, payload);
+    return;
+  }
+  dao::detail::EngineCall(
+      db, [&] { notices->Notify(kLogChannel, payload); }, {}, true);
+}
+
 void LogTransaction::Commit() {
-  if (tx_) tx_->Commit();
+  if (!tx_) return;
+  if (notice_sql_.empty()) {
+    tx_->Commit();
+  } else {
+    tx_->CommitWith(notice_sql_);
+  }
 }
 
 }  // namespace kiv

@@ -1,5 +1,5 @@
 // journalctl's habits in kivlog: -r newest first, --grep, several applications merged, colours
-// on a terminal, --output-fields, purge by size and with the index backups.
+// on a terminal, --output-fields, purge by size and with the backups of verify --repair.
 #include <chrono>
 #include <thread>
 
@@ -153,13 +153,15 @@ TEST_F(KivlogHabitsTest, OutputFieldsAndColours) {
   EXPECT_EQ(under_terminal("TERM=xterm NO_COLOR=1").find("\x1b["), std::string::npos);
 }
 
-// purge removes a day's index backups with it; --max-size keeps the newest days that fit.
+// purge removes with a day the copies of both its files that verify --repair keeps; --max-size
+// keeps the newest days that fit.
 TEST_F(KivlogHabitsTest, PurgeTakesBackupsAndKeepsTheNewestWithinASize) {
   for (int d = 0; d < 4; ++d) WriteDay(u"P", Day1At() + d, {std::string(1000, 'x')});
   WriteDay(u"Q", Day1At(), {"q"});
   auto backups = [&](const String& base) {
-    WriteAll(base + u".ZLI.bak", "i");
-    WriteAll(base + u".ZLI.bak2", "i");
+    for (const char16_t* ext : {u".ZLG.bak", u".ZLI.bak", u".ZLG.bak2", u".ZLI.bak2"}) {
+      WriteAll(base + ext, "b");
+    }
   };
   for (int d = 0; d < 4; ++d) backups(Base(u"P", Day1At() + d));
   backups(Base(u"Q"));
@@ -176,21 +178,25 @@ TEST_F(KivlogHabitsTest, PurgeTakesBackupsAndKeepsTheNewestWithinASize) {
   };
   EXPECT_EQ(Status("purge --app P --day 2024-03-06" + path), 0);
   EXPECT_EQ(Status("purge --app P --before 2024-03-06" + path), 0);
-  EXPECT_EQ(left(),
-            "P_20240307.ZLG P_20240307.ZLI P_20240307.ZLI.bak P_20240307.ZLI.bak2 P_20240308.ZLG "
-            "P_20240308.ZLI P_20240308.ZLI.bak P_20240308.ZLI.bak2 Q_20240305.ZLG Q_20240305.ZLI "
-            "Q_20240305.ZLI.bak Q_20240305.ZLI.bak2 ");
+  const std::string p7 =
+      "P_20240307.ZLG P_20240307.ZLG.bak P_20240307.ZLG.bak2 P_20240307.ZLI "
+      "P_20240307.ZLI.bak P_20240307.ZLI.bak2 ";
+  const std::string p8 =
+      "P_20240308.ZLG P_20240308.ZLG.bak P_20240308.ZLG.bak2 P_20240308.ZLI "
+      "P_20240308.ZLI.bak P_20240308.ZLI.bak2 ";
+  const std::string q =
+      "Q_20240305.ZLG Q_20240305.ZLG.bak Q_20240305.ZLG.bak2 Q_20240305.ZLI "
+      "Q_20240305.ZLI.bak Q_20240305.ZLI.bak2 ";
+  EXPECT_EQ(left(), p7 + p8 + q);
   // Each P day holds a little over 1,000 bytes: 2K keeps only the newest, and leaves Q alone.
   const std::string newest = ToUtf8(Base(u"P", Day1At() + 3));
   const int64_t kept = static_cast<int64_t>(std::filesystem::file_size(newest + ".ZLG") +
                                             std::filesystem::file_size(newest + ".ZLI")) +
-                       2;
+                       4;
   auto r = Json("--json purge --app P --max-size 2K" + path, 0);
   EXPECT_EQ(r["removed"], 1);
   EXPECT_EQ(r["kept_bytes"], kept);
-  EXPECT_EQ(left(),
-            "P_20240308.ZLG P_20240308.ZLI P_20240308.ZLI.bak P_20240308.ZLI.bak2 Q_20240305.ZLG "
-            "Q_20240305.ZLI Q_20240305.ZLI.bak Q_20240305.ZLI.bak2 ");
+  EXPECT_EQ(left(), p8 + q);
   EXPECT_EQ(Status("purge --max-size 2X" + path), 64);
   r = Json("--json purge --max-size 1" + path, 0);
   EXPECT_EQ(r["removed"], 2);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "dao/dao_test_util.h"
+#include "support/test_database.h"
 
 using namespace kiv;
 using namespace kiv::dao;
@@ -14,12 +15,14 @@ namespace {
 
 // Rows (K, NAME) added in a scrambled order, with duplicates and a Null key.
 struct Indexed {
-  kivtest::TempFolder dir;
+  kivtest::TestDatabases dbs;
+  kivtest::TempFolder& dir = dbs.dir;
+  String name = dbs.Name("n.mdb");
   std::shared_ptr<Database> db;
   std::shared_ptr<Recordset> rs;
 
-  Indexed() {
-    db = kivtest::Engine()->CreateDatabase(dir.File("n.mdb"), dbLangGeneral);
+  explicit Indexed(kivtest::Db engine) : dbs(engine) {
+    db = kivtest::Engine()->CreateDatabase(name, dbLangGeneral);
     auto t = db->CreateTableDef(u"T");
     t->Fields().Append(t->CreateField(u"K", dbLong));
     t->Fields().Append(kivtest::TextField(*t, u"NAME", 20));
@@ -54,10 +57,13 @@ struct Indexed {
   }
 };
 
+using DaoNavigation = kivtest::OnBothEngines;
+KIV_ON_BOTH_ENGINES(DaoNavigation);
+
 }  // namespace
 
-TEST(DaoNavigation, IndexOrderBothWays) {
-  Indexed t;
+TEST_P(DaoNavigation, IndexOrderBothWays) {
+  Indexed t(GetParam());
   EXPECT_EQ(t.Forward(), u"cbnxaD");  // the table's own order
   t.rs->Index(u"K");
   EXPECT_EQ(t.rs->Index(), u"K");
@@ -92,8 +98,8 @@ TEST(DaoNavigation, IndexOrderBothWays) {
   EXPECT_EQ(t.Name(), u"b");
 }
 
-TEST(DaoNavigation, SeekEveryComparison) {
-  Indexed t;
+TEST_P(DaoNavigation, SeekEveryComparison) {
+  Indexed t(GetParam());
   EXPECT_EQ(NumberRaisedBy([&] { t.rs->Seek(u"=", Variant(int32_t{10})); }), 3019);
   t.rs->Index(u"K");
   struct Case {
@@ -134,8 +140,8 @@ TEST(DaoNavigation, SeekEveryComparison) {
   EXPECT_EQ(NumberRaisedBy([&] { t.rs->Fields()[u"K"]->Value(); }), 3021);
 }
 
-TEST(DaoNavigation, Bookmarks) {
-  Indexed t;
+TEST_P(DaoNavigation, Bookmarks) {
+  Indexed t(GetParam());
   t.rs->Index(u"K");
   t.rs->Seek(u"=", Variant(int32_t{30}));
   const Variant mark = t.rs->Bookmark();

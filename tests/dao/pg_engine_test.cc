@@ -35,6 +35,8 @@ TEST(PgServerSql, MarksBecomeNumberedAndStatementsAreTakenOneAtATime) {
       {"  -- nothing but a comment\n", "  \n", 27, true, false},
       {"with x as (select 1) select * from x", "with x as (select 1) select * from x", 36, false,
        true},
+      {R"(SELECT "Key" FROM "PARMS" WHERE v = 'ABC')",
+       R"(SELECT "key" FROM "parms" WHERE v = 'ABC')", 41, false, true},
   };
   for (const Case& c : cases) {
     size_t used = 0;

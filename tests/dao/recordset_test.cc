@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "dao/dao_test_util.h"
+#include "support/test_database.h"
 
 using namespace kiv;
 using namespace kiv::dao;
@@ -13,11 +14,13 @@ using kivtest::RaisedBy;
 namespace {
 
 struct TypedTable {
-  kivtest::TempFolder dir;
+  kivtest::TestDatabases dbs;
+  kivtest::TempFolder& dir = dbs.dir;
+  String name = dbs.Name("t.mdb");
   std::shared_ptr<Database> db;
 
-  TypedTable() {
-    db = kivtest::Engine()->CreateDatabase(dir.File("t.mdb"), dbLangGeneral);
+  explicit TypedTable(kivtest::Db engine) : dbs(engine) {
+    db = kivtest::Engine()->CreateDatabase(name, dbLangGeneral);
     auto t = db->CreateTableDef(u"ALL");
     for (auto [name, type] :
          std::initializer_list<std::pair<const char16_t*, int16_t>>{{u"BOOL", dbBoolean},
@@ -40,10 +43,13 @@ struct TypedTable {
   }
 };
 
+using DaoRecordset = kivtest::OnBothEngines;
+KIV_ON_BOTH_ENGINES(DaoRecordset);
+
 }  // namespace
 
-TEST(DaoRecordset, EveryTypeRoundTripsThroughTheFile) {
-  TypedTable t;
+TEST_P(DaoRecordset, EveryTypeRoundTripsThroughTheFile) {
+  TypedTable t(GetParam());
   auto rs = t.db->OpenRecordset(u"ALL", dbOpenTable);
   EXPECT_TRUE(rs->BOF());
   EXPECT_TRUE(rs->EOF_());
@@ -66,7 +72,7 @@ TEST(DaoRecordset, EveryTypeRoundTripsThroughTheFile) {
   rs->Close();
 
   t.db->Close();
-  auto db = kivtest::Engine()->OpenDatabase(t.dir.File("t.mdb"));
+  auto db = kivtest::Engine()->OpenDatabase(t.name);
   rs = db->OpenRecordset(u"ALL");
   EXPECT_EQ(rs->Type(), dbOpenTable);
   EXPECT_EQ(rs->RecordCount(), 1);
@@ -85,8 +91,8 @@ TEST(DaoRecordset, EveryTypeRoundTripsThroughTheFile) {
   EXPECT_EQ(g[u"BIN"]->FieldSize(), 3);
 }
 
-TEST(DaoRecordset, EditRulesAndTheirErrors) {
-  TypedTable t;
+TEST_P(DaoRecordset, EditRulesAndTheirErrors) {
+  TypedTable t(GetParam());
   auto rs = t.db->OpenRecordset(u"ALL");
   Fields& f = rs->Fields();
   EXPECT_EQ(ErrorRaisedBy([&] { f[u"LONG"]->Value(Variant(int32_t{1})); }),
@@ -132,7 +138,7 @@ TEST(DaoRecordset, EditRulesAndTheirErrors) {
   EXPECT_EQ(NumberRaisedBy([&] { rs->MoveNext(); }), 3021);
 }
 
-TEST(DaoRecordset, ExecuteAndCountsStayExact) {
+TEST(DaoCounts, ExecuteAndCountsStayExact) {
   kivtest::TempFolder dir;
   auto db = kivtest::Engine()->CreateDatabase(dir.File("e.mdb"), dbLangGeneral);
   db->Execute(u"CREATE TABLE N (K LONG, S TEXT(10) COLLATE NOCASE)", dbFailOnError);

@@ -8,6 +8,7 @@
 #include "kivdbxt/qv_db_xt.h"
 #include "platform/text_codec.h"
 #include "support/last_error.h"
+#include "support/test_database.h"
 
 using namespace kiv;
 using namespace kiv::dao;
@@ -18,13 +19,14 @@ namespace M = kiv::QvDbXtMod;
 namespace {
 
 struct BlobTable {
-  kivtest::TempFolder dir;
+  kivtest::TestDatabases dbs;
+  kivtest::TempFolder& dir = dbs.dir;
   std::shared_ptr<Database> db;
   std::shared_ptr<Recordset> rs;
   std::shared_ptr<Field> data;
 
-  BlobTable() {
-    db = kivtest::Engine()->CreateDatabase(dir.File("b.mdb"), dbLangGeneral);
+  explicit BlobTable(kivtest::Db engine) : dbs(engine) {
+    db = kivtest::Engine()->CreateDatabase(dbs.Name("b.mdb"), dbLangGeneral);
     auto t = db->CreateTableDef(u"B");
     t->Fields().Append(t->CreateField(u"DATA", dbLongBinary));
     db->TableDefs().Append(t);
@@ -32,6 +34,9 @@ struct BlobTable {
     data = rs->Fields()[u"DATA"];
   }
 };
+
+using Blob = kivtest::OnBothEngines;
+KIV_ON_BOTH_ENGINES(Blob);
 
 template <class T>
 String Chars(T value) {
@@ -57,8 +62,8 @@ Variant Get(const std::shared_ptr<KivBlobType>& bt, Variant like) {
 
 }  // namespace
 
-TEST(Blob, WrittenInPiecesReadBackAsEveryType) {
-  BlobTable t;
+TEST_P(Blob, WrittenInPiecesReadBackAsEveryType) {
+  BlobTable t(GetParam());
   // The values and where they land: a Long straddles byte 4096.
   const String head = Chars(int16_t{-2}) + Chars(int16_t{-1}) + Chars(int32_t{123456789}) +
                       Chars(2.5f) + Chars(-0.125) + Chars(int64_t{98765}) + Chars(45000.5) +
@@ -125,8 +130,8 @@ TEST(Blob, WrittenInPiecesReadBackAsEveryType) {
   EXPECT_FALSE(M::Blob_Seek(CursorAt(t.data, 0), 5000));  // past the end, but no failure
 }
 
-TEST(Blob, CursorCopySemanticsOfPutAndFlush) {
-  BlobTable t;
+TEST_P(Blob, CursorCopySemanticsOfPutAndFlush) {
+  BlobTable t(GetParam());
   t.rs->AddNew();
   auto bt = std::make_shared<KivBlobType>();
   EXPECT_FALSE(M::Blob_Init(bt, t.data));
@@ -162,8 +167,8 @@ TEST(Blob, CursorCopySemanticsOfPutAndFlush) {
   EXPECT_EQ(LastRecorded(), Recorded(3020, u"QvDbXtMod.Str2Blob"));
 }
 
-TEST(Blob, EmptyFieldIsNotAFailure) {
-  BlobTable t;
+TEST_P(Blob, EmptyFieldIsNotAFailure) {
+  BlobTable t(GetParam());
   t.rs->AddNew();
   t.rs->Update();
   t.rs->MoveFirst();
@@ -183,8 +188,8 @@ TEST(Blob, EmptyFieldIsNotAFailure) {
   EXPECT_EQ(Last_Error(), 91);
 }
 
-TEST(Blob, FilesGoInAndComeOutByteForByte) {
-  BlobTable t;
+TEST_P(Blob, FilesGoInAndComeOutByteForByte) {
+  BlobTable t(GetParam());
   const std::string path = t.dir.path() + "/in.bin";
   std::string all;
   for (int i = 0; i < 3 * 256; ++i) all.push_back(static_cast<char>(i));
@@ -204,8 +209,8 @@ TEST(Blob, FilesGoInAndComeOutByteForByte) {
   kivtest::ExpectLastError(53, u"QvDbXtMod.File2Blob", u"File not found");
 }
 
-TEST(Blob, SixtyFourMegabyteFileRoundTrip) {
-  BlobTable t;
+TEST_P(Blob, SixtyFourMegabyteFileRoundTrip) {
+  BlobTable t(GetParam());
   const std::string path = t.dir.path() + "/big.bin";
   std::string content(64u << 20, '\0');
   uint32_t x = 12345;

@@ -15,6 +15,7 @@
 #include "platform/fs.h"
 #include "support/env_var.h"
 #include "support/last_error.h"
+#include "support/test_database.h"
 
 using namespace kiv;
 using namespace kiv::dao;
@@ -26,12 +27,13 @@ namespace {
 
 // Rows (K, NAME) with K 10, 20, ..., 100 and NAME "n10" ... "n100", added in reverse order.
 struct Keyed {
-  kivtest::TempFolder dir;
-  String name = dir.File("k.mdb");
+  kivtest::TestDatabases dbs;
+  kivtest::TempFolder& dir = dbs.dir;
+  String name = dbs.Name("k.mdb");
   std::shared_ptr<Database> db;
   std::shared_ptr<Recordset> rs;
 
-  Keyed() {
+  explicit Keyed(kivtest::Db engine = kivtest::Db::kSqlite) : dbs(engine) {
     db = kivtest::Engine()->CreateDatabase(name, dbLangGeneral);
     auto t = db->CreateTableDef(u"T");
     t->Fields().Append(t->CreateField(u"K", dbLong));
@@ -52,6 +54,9 @@ struct Keyed {
 };
 
 std::vector<Variant> Key(int32_t k) { return {Variant(k)}; }
+
+using Tables = kivtest::OnBothEngines;
+KIV_ON_BOTH_ENGINES(Tables);
 
 // The compacted copy holds the whole database: while it exists, nobody but its owner can read
 // it, and it is gone afterwards.
@@ -96,8 +101,8 @@ TEST(TableUtils, CompactionCopyIsNeverReadableByOthers) {
 
 }  // namespace
 
-TEST(TableUtils, PurgeDeleteAndIsNull) {
-  Keyed t;
+TEST_P(Tables, PurgeDeleteAndIsNull) {
+  Keyed t(GetParam());
   EXPECT_FALSE(M::Tb_Purge(t.db, u"T WHERE K > 70 OR NAME = 'n20'"));
   EXPECT_EQ(t.rs->RecordCount(), 6);
   EXPECT_TRUE(M::Tb_Purge(t.db, u"NOPE"));
@@ -123,8 +128,8 @@ TEST(TableUtils, PurgeDeleteAndIsNull) {
   EXPECT_EQ(LastRecorded(), Recorded(3021, u"QvDbXtMod.Tb_Delete"));
 }
 
-TEST(TableUtils, SeekWithEveryComparisonAndASwitchedIndex) {
-  Keyed t;
+TEST_P(Tables, SeekWithEveryComparisonAndASwitchedIndex) {
+  Keyed t(GetParam());
   struct Case {
     const char16_t* op;
     int32_t key;
@@ -172,8 +177,8 @@ TEST(TableUtils, SeekWithEveryComparisonAndASwitchedIndex) {
   EXPECT_EQ(LastRecorded(), Recorded(3019, u"QvDbXtMod.Get_LongUnk"));
 }
 
-TEST(TableUtils, BookmarksAndClosing) {
-  Keyed t;
+TEST_P(Tables, BookmarksAndClosing) {
+  Keyed t(GetParam());
   t.rs->Seek(u"=", Variant(int32_t{50}));
   const Variant fifty = t.rs->Bookmark();
   t.rs->Seek(u"=", Variant(int32_t{20}));

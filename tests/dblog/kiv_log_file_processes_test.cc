@@ -1,4 +1,4 @@
-// Several processes reporting into one event log file at once.
+// Several processes reporting into one event log at once.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "dao/engine/engine.h"
+#include "kivdbxt/dao.h"
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_file.h"
 #include "kivdbxt/qv_db_xt_mod.h"
@@ -16,6 +18,7 @@
 #include "platform/vb_convert.h"
 #include "sqlite_rows.h"
 #include "support/temp_dir.h"
+#include "support/test_database.h"
 
 namespace kiv {
 namespace {
@@ -103,36 +106,49 @@ TEST_P(TwoProcesses, OverwriteAsNeededHoldsTheLimit) {
 
 INSTANTIATE_TEST_SUITE_P(KeepAlive, TwoProcesses, testing::Bool());
 
-// The file as SQLite sees it, once recovered from any crash: its integrity and every PARMS row,
-// duplicates included.
-struct FileState {
-  std::string integrity;
+// The log as it stands once recovered from any crash: a file's integrity, every PARMS row
+// (duplicates included) and the number of records.
+struct LogState {
+  std::string integrity = "ok";
   std::multimap<std::string, std::string> parms;
   int events = 0;
 };
 
-FileState Inspect(const String& file) {
-  FileState st;
-  for (const auto& row : SqlRows(file, "PRAGMA integrity_check")) st.integrity += row[0];
-  for (const auto& row : SqlRows(file, "SELECT KEY, VALUE FROM PARMS")) {
-    st.parms.emplace(row[0], row[1]);
+LogState Inspect(const String& name, bool on_server) {
+  LogState st;
+  if (!on_server) {
+    st.integrity.clear();
+    for (const auto& row : SqlRows(name, "PRAGMA integrity_check")) st.integrity += row[0];
   }
-  st.events = std::stoi(SqlRows(file, "SELECT count(*) FROM EVENTS").at(0).at(0));
+  auto db = dao::DBEngine::ForThread()->OpenDatabase(name);
+  auto parms = db->OpenRecordset(u"select KEY, VALUE from PARMS", dao::dbOpenSnapshot);
+  for (; !parms->EOF_(); parms->MoveNext()) {
+    st.parms.emplace(ToUtf8(CStr(parms->Fields().Item(0)->Value())),
+                     ToUtf8(CStr(parms->Fields().Item(1)->Value())));
+  }
+  auto count = db->OpenRecordset(u"select count(*) from EVENTS", dao::dbOpenSnapshot);
+  st.events = CLng(count->Fields().Item(0)->Value());
+  db->Close();
   return st;
 }
 
-void ExpectOneRowPerKey(const FileState& st) {
+void ExpectOneRowPerKey(const LogState& st) {
   for (const char* key : {"WRAPPING", "MAXRECORDS", "BACKUPFILE", "LASTCHANGE", "LOCK"}) {
     EXPECT_EQ(st.parms.count(key), 1u) << key;
   }
   EXPECT_EQ(st.parms.size(), 5u);
 }
 
+class ManyProcesses : public kivtest::OnBothEngines {
+ protected:
+  kivtest::TestDatabases dbs{GetParam()};
+  const String file = dbs.Name("log.db");
+};
+KIV_ON_BOTH_ENGINES(ManyProcesses);
+
 // Four processes wrapping one small log at once: each trim is decided under the write lock, so
 // the log is trimmed by one process at a time and never below MaxRecords - 100.
-TEST(ManyProcesses, WrappingTrimsOneAtATimeAndKeepsOneParameterRowPerKey) {
-  TempDir dir;
-  const String file = dir.File("log.db");
+TEST_P(ManyProcesses, WrappingTrimsOneAtATimeAndKeepsOneParameterRowPerKey) {
   {
     KivLogFile log;
     ASSERT_FALSE(log.CreateEventLog(file, 150, KLFWM_OVERWRITEASNEEDED));
@@ -141,7 +157,7 @@ TEST(ManyProcesses, WrappingTrimsOneAtATimeAndKeepsOneParameterRowPerKey) {
   std::vector<pid_t> pids;
   for (int p = 0; p < kProcesses; ++p) pids.push_back(Reporter(file, p % 2 == 0, kReports, true));
   ExpectAllReported(pids);
-  const FileState st = Inspect(file);
+  const LogState st = Inspect(file, dbs.OnServer());
   EXPECT_EQ(st.integrity, "ok");
   EXPECT_GE(st.events, 50);
   EXPECT_LE(st.events, 150 + 2);
@@ -149,11 +165,9 @@ TEST(ManyProcesses, WrappingTrimsOneAtATimeAndKeepsOneParameterRowPerKey) {
   EXPECT_EQ(st.parms.find("LOCK")->second, "0");
 }
 
-// Reporters killed at any moment of a report or a trim: the file stays whole, the purge marker
+// Reporters killed at any moment of a report or a trim: the log stays whole, the purge marker
 // is never left taken, and the next process reports as usual.
-TEST(ManyProcesses, ReportersKilledMidWayLeaveAUsableLog) {
-  TempDir dir;
-  const String file = dir.File("log.db");
+TEST_P(ManyProcesses, ReportersKilledMidWayLeaveAUsableLog) {
   {
     KivLogFile log;
     ASSERT_FALSE(log.CreateEventLog(file, 100, KLFWM_OVERWRITEASNEEDED));
@@ -182,7 +196,7 @@ TEST(ManyProcesses, ReportersKilledMidWayLeaveAUsableLog) {
     int status = 0;
     waitpid(pid, &status, 0);
 
-    const FileState st = Inspect(file);
+    const LogState st = Inspect(file, dbs.OnServer());
     ASSERT_EQ(st.integrity, "ok") << "round " << round;
     ASSERT_NE(st.parms.find("LOCK"), st.parms.end());
     EXPECT_EQ(st.parms.find("LOCK")->second, "0") << "round " << round;
@@ -194,6 +208,107 @@ TEST(ManyProcesses, ReportersKilledMidWayLeaveAUsableLog) {
     EXPECT_EQ(CountWhere(next, u"where SOURCE = 'NEXT' and ID = " + IntText(round)), 1);
     EXPECT_LE(CountWhere(next, u"where ID >= 0"), 100 + 2);
   }
+}
+
+// A follower in another process, waiting for changes and reading on by id while four processes
+// report and wrap the log, sees every report once, each process's in the order it made them.
+TEST_P(ManyProcesses, AFollowerByIdSeesEveryReportOnceAndInOrder) {
+  constexpr int kProcesses = 4, kReports = 300;
+  {
+    KivLogFile log;
+    ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_OVERWRITEASNEEDED));
+  }
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t follower = fork();
+  if (follower == 0) {
+    KivLogFile log;
+    int64_t last = -1;
+    int32_t max = 0, unk = 0;
+    if (log.OpenEventLogReadOnly(file) || log.ReadEventLogAfter(last, max) != 1 ||
+        log.CheckEventLogChanges(unk) < 0 || write(ready[1], "r", 1) != 1)
+      _exit(100);
+    std::map<String, int32_t> next;  // the id each process's next report must carry
+    int faults = 0, done = 0;
+    while (done < kProcesses && faults < 50) {
+      if (log.WaitEventLogChanges(20000, unk) != 1) _exit(101);
+      for (int32_t got = 400; (got = 400, log.ReadEventLogAfter(last, got)) == 0;) {
+        for (int32_t k = 1; k <= got; ++k) {
+          const LOGRECORDTYPE r = log.LogRecordEx(k);
+          if (r.EvSource.rfind(u"P", 0) != 0) continue;
+          if (r.EvId != next[r.EvSource]++) ++faults;
+          if (r.EvId == kReports - 1) ++done;
+        }
+      }
+    }
+    _exit(faults);
+  }
+  close(ready[1]);
+  char c = 0;
+  ASSERT_EQ(read(ready[0], &c, 1), 1);
+  close(ready[0]);
+  std::vector<pid_t> pids;
+  for (int p = 0; p < kProcesses; ++p) {
+    pids.push_back(fork());
+    if (pids.back() == 0) {
+      KivLogFile log;
+      int failures = log.OpenEventLog(file, true) ? 1 : 0;
+      const String source = u"P" + IntText(p);
+      for (int i = 0; i < kReports; ++i) failures += log.ReportEvent(source, u"Ax", 2, u"", i);
+      _exit(failures);
+    }
+  }
+  ExpectAllReported(pids);
+  int status = 0;
+  waitpid(follower, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0) << "reports the follower missed, saw twice or out of order";
+  const LogState st = Inspect(file, dbs.OnServer());
+  EXPECT_GE(st.events, 1000 - 100);
+  EXPECT_LE(st.events, 1000 + 4);
+  ExpectOneRowPerKey(st);
+}
+
+// On a server, a listener in another process hears of every report that commits, and of none
+// that rolls back.
+TEST(ServerNotices, AListenerHearsEveryCommitAndNoRollback) {
+  kivtest::TestDatabases dbs(kivtest::Db::kPostgres);
+  if (!dbs.Available()) GTEST_SKIP() << "no test server: run through ctest";
+  const String file = dbs.Name("log");
+  KivLogFile log;
+  ASSERT_FALSE(log.CreateEventLog(file, 1000, KLFWM_DONTOVERWRITE));
+  ASSERT_FALSE(log.OpenEventLog(file, true));
+  dao::engine::OpenPostgres(ToUtf8(file), {})
+      ->Exec(
+          "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
+          "IF NEW.source = 'BAD' THEN RAISE EXCEPTION 'refused'; END IF; RETURN NEW; END $$; "
+          "CREATE TRIGGER refuse BEFORE INSERT ON events FOR EACH ROW EXECUTE FUNCTION refuse()");
+  int ready[2], heard[2];
+  ASSERT_EQ(pipe(ready), 0);
+  ASSERT_EQ(pipe(heard), 0);
+  const pid_t listener = fork();
+  if (listener == 0) {
+    auto conn = dao::engine::OpenPostgres(ToUtf8(file), {});
+    conn->Notices()->Listen("kivlog");
+    if (write(ready[1], "r", 1) != 1) _exit(1);
+    int n = 0;
+    for (int got; (got = conn->Notices()->Wait(1500)) > 0;) n += got;  // until 1.5 s of quiet
+    _exit(write(heard[1], &n, sizeof n) == sizeof n ? 0 : 1);
+  }
+  char c = 0;
+  ASSERT_EQ(read(ready[0], &c, 1), 1);
+  int refused = 0;
+  for (int i = 0; i < 20; ++i) {
+    ASSERT_FALSE(log.ReportEvent(u"OK", u"Ax", 2, u"", i));
+    if (i % 4 == 0) refused += log.ReportEvent(u"BAD", u"Ax", 2, u"", i) ? 1 : 0;
+  }
+  EXPECT_EQ(refused, 5);
+  int n = -1;
+  ASSERT_EQ(read(heard[0], &n, sizeof n), static_cast<ssize_t>(sizeof n));
+  EXPECT_EQ(n, 20);
+  int status = 0;
+  waitpid(listener, &status, 0);
+  for (int fd : {ready[0], ready[1], heard[0], heard[1]}) close(fd);
 }
 
 // Without KeepAlive a log keeps its connection between calls (the WAL stays until it is released,

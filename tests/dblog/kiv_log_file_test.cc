@@ -71,7 +71,7 @@ void ExpectError(int32_t number, const String& description, const String& source
   kivtest::ExpectLastError(number, source, description);
 }
 
-TEST_F(KivLogFileTest, CreateWithDefaultsWritesTheSchemaSettingsAndOneRecord) {
+TEST_P(KivLogFileTest, CreateWithDefaultsWritesTheSchemaSettingsAndOneRecord) {
   ASSERT_FALSE(log.CreateEventLog(file)) << ToUtf8(LastErrorRecord().Description);
   EXPECT_EQ(log.FileName(), file);
   auto parms = Parms(file);
@@ -115,7 +115,7 @@ TEST_F(KivLogFileTest, CreateWithDefaultsWritesTheSchemaSettingsAndOneRecord) {
   db->Close();
 }
 
-TEST_F(KivLogFileTest, CreateAndSettingsErrorsCarryTheirExactTexts) {
+TEST_P(KivLogFileTest, CreateAndSettingsErrorsCarryTheirExactTexts) {
   // Each failure stays under the procedure it happened in, not the public operation's.
   EXPECT_TRUE(log.CreateEventLog(file, 99));
   ExpectError(20000, u"Errore nel parametro MaxRecords: Valore minimo=100",
@@ -162,7 +162,7 @@ TEST_F(KivLogFileTest, CreateAndSettingsErrorsCarryTheirExactTexts) {
   ExpectError(20000, u"Il parametro Days dev'essere >= 0", u"KivLogFile.PurgeEventLog");
 }
 
-TEST_F(KivLogFileTest, OverwriteAsNeededTrimsOneHundredOldestAtATime) {
+TEST_P(KivLogFileTest, OverwriteAsNeededTrimsOneHundredOldestAtATime) {
   CreateOpen(100, KLFWM_OVERWRITEASNEEDED, true);
   for (int i = 0; Count(log) < 100; ++i) ASSERT_FALSE(log.ReportEvent(u"T", u"Ax"));
   ASSERT_EQ(Count(log), 100);
@@ -177,7 +177,7 @@ TEST_F(KivLogFileTest, OverwriteAsNeededTrimsOneHundredOldestAtATime) {
 }
 
 // Compaction while another writer keeps the log open: that writer's later reports are kept.
-TEST_F(KivLogFileTest, CompactionKeepsTheReportsOfWritersHoldingTheLogOpen) {
+TEST_P(KivLogFileTest, CompactionKeepsTheReportsOfWritersHoldingTheLogOpen) {
   KivLogFile other;
   CreateOpen(1000, KLFWM_DONTOVERWRITE, true);
   ASSERT_FALSE(other.OpenEventLog(file, true));
@@ -218,7 +218,7 @@ TEST_F(KivLogFileTest, CompactionKeepsTheReportsOfWritersHoldingTheLogOpen) {
   EXPECT_EQ(rest, expected);
 }
 
-TEST_F(KivLogFileTest, OverwriteOlderDeletesByCalendarDaysAndNeverKeepsAll) {
+TEST_P(KivLogFileTest, OverwriteOlderDeletesByCalendarDaysAndNeverKeepsAll) {
   const Date today = MakeDate({2025, 6, 20, 9, 0, 0});
   Date now = today - 30;
   ClockScope clock(&now);
@@ -239,12 +239,13 @@ TEST_F(KivLogFileTest, OverwriteOlderDeletesByCalendarDaysAndNeverKeepsAll) {
   EXPECT_EQ(Count(log), 5);
 }
 
-TEST_F(KivLogFileTest, SubsetPurgeTakesTheCountADynasetGivesBeforeMoveLast) {
+TEST_P(KivLogFileTest, SubsetPurgeTakesTheCountADynasetGivesBeforeMoveLast) {
   CreateOpen(1000, KLFWM_DONTOVERWRITE, true);
   for (int i = 1; i <= 3; ++i) ASSERT_FALSE(log.ReportEvent(u"X", u"A", 2, String(), i));
   // Right after opening, a dynaset has visited one row: the purge of three matching records
   // removes the oldest one only, then writes its own record.
-  ASSERT_FALSE(log.PurgeEventLog(5, 0, u"where SOURCE = 'X'"));
+  ASSERT_FALSE(log.PurgeEventLog(5, 0, u"where SOURCE = 'X'"))
+      << ToUtf8(LastErrorRecord().Description);
   int32_t pos = 0;
   EXPECT_EQ(log.ReadEventLog(ELREF_COUNT, pos, u"where SOURCE = 'X'"), 0);
   EXPECT_EQ(pos, 2);
@@ -254,7 +255,7 @@ TEST_F(KivLogFileTest, SubsetPurgeTakesTheCountADynasetGivesBeforeMoveLast) {
   EXPECT_EQ(log.LogRecord().EvRawData, u"AEvent Log Purged");
 }
 
-TEST_F(KivLogFileTest, ReportStoresRawDataAndFillsUserAndComputer) {
+TEST_P(KivLogFileTest, ReportStoresRawDataAndFillsUserAndComputer) {
   CreateOpen(1000, KLFWM_DONTOVERWRITE);
   String user, computer;
   ASSERT_FALSE(log.ReportEvent(u"S", u"no letter", 2, u"C", 5, user, computer, u"SRV"));
@@ -276,7 +277,7 @@ TEST_F(KivLogFileTest, ReportStoresRawDataAndFillsUserAndComputer) {
   EXPECT_EQ(all[3].EvComputer, u"pc");
 }
 
-TEST_F(KivLogFileTest, QueryTextsAndPositionedReads) {
+TEST_P(KivLogFileTest, QueryTextsAndPositionedReads) {
   EXPECT_EQ(log.ReadEventLogQueryStr(), u"select * from EVENTS order by DATE");
   EXPECT_EQ(log.ReadEventLogQueryStr(0, 0, u"where TYPE = 1"),
             u"select * from EVENTS where TYPE = 1");
@@ -330,7 +331,7 @@ TEST_F(KivLogFileTest, QueryTextsAndPositionedReads) {
               u"KivLogFile.ReadEventLogEx");
 }
 
-TEST_F(KivLogFileTest, EmptyLogReadsAnswerNoRecordForEveryFlag) {
+TEST_P(KivLogFileTest, EmptyLogReadsAnswerNoRecordForEveryFlag) {
   CreateOpen(1000, KLFWM_DONTOVERWRITE);
   const String none = u"where ID = -1";
   for (int32_t flags = 0; flags <= 3; ++flags) {
@@ -342,7 +343,7 @@ TEST_F(KivLogFileTest, EmptyLogReadsAnswerNoRecordForEveryFlag) {
   EXPECT_EQ(Count(log), 2);
 }
 
-TEST_F(KivLogFileTest, ChangesAreSeenAndNotified) {
+TEST_P(KivLogFileTest, ChangesAreSeenAndNotified) {
   struct Seen {
     int32_t unk, type, id;
   };
@@ -393,13 +394,14 @@ TEST_F(KivLogFileTest, ChangesAreSeenAndNotified) {
 
 // A follower reads each record once, in the order committed, through wrapping and an emptied
 // log; a wait ends at a change made by another object, or at its timeout.
-TEST_F(KivLogFileTest, FollowersReadOnByIdAndWaitForChanges) {
+TEST_P(KivLogFileTest, FollowersReadOnByIdAndWaitForChanges) {
   CreateOpen(150, KLFWM_OVERWRITEASNEEDED);
   KivLogFile follower;
   ASSERT_FALSE(follower.OpenEventLogReadOnly(file));
   int64_t last = -1;
   int32_t max = 10;
-  ASSERT_EQ(follower.ReadEventLogAfter(last, max), 1);  // from now on
+  ASSERT_EQ(follower.ReadEventLogAfter(last, max), 1)
+      << ToUtf8(LastErrorRecord().Description);  // from now on
   EXPECT_EQ(max, 0);
   std::vector<int32_t> ids;
   auto follow = [&] {
@@ -440,7 +442,7 @@ TEST_F(KivLogFileTest, FollowersReadOnByIdAndWaitForChanges) {
   EXPECT_LT(TickCount() - start, 5000u);
 }
 
-TEST_F(KivLogFileTest, PurgeMovesRecordsIntoTheBackupLogFieldForField) {
+TEST_P(KivLogFileTest, PurgeMovesRecordsIntoTheBackupLogFieldForField) {
   const String backup = dir.File("backup.db");
   // One instant for everything: records then sort by date and, within it, by arrival.
   Date now = MakeDate({2025, 6, 20, 9, 0, 0});
@@ -486,7 +488,7 @@ TEST_F(KivLogFileTest, PurgeMovesRecordsIntoTheBackupLogFieldForField) {
   EXPECT_EQ(All(log).size(), kept);
 }
 
-TEST_F(KivLogFileTest, BackupEventLogAsDatabaseAndAsText) {
+TEST_P(KivLogFileTest, BackupEventLogAsDatabaseAndAsText) {
   CreateOpen(1000, KLFWM_DONTOVERWRITE);
   ASSERT_FALSE(log.ReportEventEx(u"S", u"line1\r\nline2", RWDT_ASCII, 2, u"c", 9, u"u", u"pc"));
   ASSERT_FALSE(log.Backup(dir.File("copy.db")));
@@ -509,7 +511,8 @@ TEST_F(KivLogFileTest, BackupEventLogAsDatabaseAndAsText) {
   EXPECT_EQ(one.find("UNK=", 1), std::string::npos);  // exactly one record
 }
 
-TEST_F(KivLogFileTest, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
+TEST_P(KivLogFileTest, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
+  KIV_FILES_ONLY();
   log.RetryWaitMilliseconds(1);
   const std::string junk = "this is not a database at all\r\n" + std::string(5000, '\x7f');
   WriteBytes(dir.FileU8("junk.db"), junk);
@@ -553,7 +556,7 @@ TEST_F(KivLogFileTest, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
 
 // Rows added twice by older versions: reads take the first, and the next write of the key leaves
 // one row.
-TEST_F(KivLogFileTest, DuplicateParameterRowsAreReadFirstAndMendedByTheNextWrite) {
+TEST_P(KivLogFileTest, DuplicateParameterRowsAreReadFirstAndMendedByTheNextWrite) {
   ASSERT_FALSE(log.CreateEventLog(file, 100, KLFWM_OVERWRITEASNEEDED));
   {
     auto db = dao::DBEngine::ForThread()->OpenDatabase(file);
@@ -578,7 +581,8 @@ TEST_F(KivLogFileTest, DuplicateParameterRowsAreReadFirstAndMendedByTheNextWrite
 
 // Looking at a log changes nothing in it, works where the file may only be read, and refuses
 // every change with one clear error.
-TEST_F(KivLogFileTest, ReadOnlyOpenWritesNothingAndRefusesChanges) {
+TEST_P(KivLogFileTest, ReadOnlyOpenWritesNothingAndRefusesChanges) {
+  KIV_FILES_ONLY();
   CreateOpen(100, KLFWM_OVERWRITEASNEEDED);
   ASSERT_FALSE(log.ReportEvent(u"S", u"Alast one", 2, u"", 42));
   ASSERT_FALSE(log.CloseEventLog());
@@ -619,6 +623,8 @@ TEST_F(KivLogFileTest, ReadOnlyOpenWritesNothingAndRefusesChanges) {
   EXPECT_FALSE(ro.ReportEvent(u"S", u"Aagain"));
   EXPECT_EQ(Count(ro), 5);
 }
+
+KIV_ON_BOTH_ENGINES(KivLogFileTest);
 
 }  // namespace
 }  // namespace kiv

@@ -11,10 +11,12 @@
 #include <thread>
 #include <vector>
 
+#include "dao/engine/engine.h"
 #include "kivdbxt/dao.h"
 #include "kivdbxt/kiv_log_file.h"
 #include "support/kivlog_tool.h"
 #include "support/temp_dir.h"
+#include "support/test_database.h"
 
 namespace kiv {
 namespace {
@@ -29,21 +31,29 @@ std::string RunTool(const std::string& args) {
   return kivtest::RunShell(Tool() + " " + args + " 2>/dev/null");
 }
 
-class KivlogDb : public testing::Test {
+// On either engine: the log is a file or a server URI, given to the shell quoted.
+class KivlogDb : public kivtest::OnBothEngines {
  protected:
   void SetUp() override {
+    kivtest::OnBothEngines::SetUp();
+    if (IsSkipped()) return;
     if (!std::filesystem::exists(Tool())) GTEST_SKIP() << "kivlog not built";
-    file_ = dir_.FileU8("log.db");
+    file_ = ToUtf8(dbs_.Name("log.db"));
+    arg_ = "'" + file_ + "'";
     KivLogFile log;
     ASSERT_FALSE(log.CreateEventLog(FromUtf8(file_), 1000, KLFWM_DONTOVERWRITE));
   }
-  TempDir dir_;
-  std::string file_;
+  // The log's bytes on disk; nothing on a server.
+  std::string Bytes() const { return dbs_.OnServer() ? std::string() : ReadBytes(file_); }
+
+  kivtest::TestDatabases dbs_{GetParam()};
+  std::string file_, arg_;
 };
+KIV_ON_BOTH_ENGINES(KivlogDb);
 
 // Showing decodes text stored as UTF-16 code units, gives the type letter as the data type, and
 // leaves the file exactly as it was.
-TEST_F(KivlogDb, ShowReadsWithoutWritingAndDecodesRawData) {
+TEST_P(KivlogDb, ShowReadsWithoutWritingAndDecodesRawData) {
   {
     KivLogFile log;
     ASSERT_FALSE(log.OpenEventLog(FromUtf8(file_)));
@@ -52,8 +62,8 @@ TEST_F(KivlogDb, ShowReadsWithoutWritingAndDecodesRawData) {
     ASSERT_FALSE(log.ReportEvent(u"S", u"plain", 2, u"", 3));
     ASSERT_FALSE(log.CloseEventLog());
   }
-  const std::string before = ReadBytes(file_);
-  auto page = JsonLines(RunTool("--json db show " + file_));
+  const std::string before = Bytes();
+  auto page = JsonLines(RunTool("--json db show " + arg_));
   ASSERT_EQ(page.size(), 5u);
   EXPECT_EQ(page[2]["rawdata"], "Città 20 €");
   EXPECT_EQ(page[2]["datatype"], RWDT_ASCII);
@@ -61,17 +71,17 @@ TEST_F(KivlogDb, ShowReadsWithoutWritingAndDecodesRawData) {
   EXPECT_EQ(page[3]["datatype"], RWDT_BINARY);
   EXPECT_EQ(page[4]["rawdata"], "plain");  // stored without a letter: all of it is the text
   EXPECT_EQ(page[4]["datatype"], RWDT_ASCII);
-  auto last = JsonLines(RunTool("--json db show --mode last " + file_));
+  auto last = JsonLines(RunTool("--json db show --mode last " + arg_));
   ASSERT_EQ(last.size(), 1u);
   EXPECT_EQ(last[0]["rawdata"], "plain");  // not a marker of the viewer's own
-  EXPECT_EQ(ReadBytes(file_), before);
-  const std::string text = RunTool("db show " + file_);
+  EXPECT_EQ(Bytes(), before);
+  const std::string text = RunTool("db show " + arg_);
   EXPECT_NE(text.find("\n    Città 20 €\n"), std::string::npos) << text;
 }
 
 // --since and --until narrow a page as journalctl's do, together with a where-clause; --where
 // takes a condition with or without its "where", for show and purge alike; -n is --count.
-TEST_F(KivlogDb, ShowBetweenSinceAndUntilAndByCondition) {
+TEST_P(KivlogDb, ShowBetweenSinceAndUntilAndByCondition) {
   {
     KivLogFile log;
     ASSERT_FALSE(log.OpenEventLog(FromUtf8(file_)));
@@ -81,7 +91,7 @@ TEST_F(KivlogDb, ShowBetweenSinceAndUntilAndByCondition) {
   }
   auto ids = [&](const std::string& args) {
     std::vector<int> out;
-    for (const auto& r : JsonLines(RunTool("--json db show " + args + " " + file_))) {
+    for (const auto& r : JsonLines(RunTool("--json db show " + args + " " + arg_))) {
       if (r["source"] == "S") out.push_back(r["id"].get<int>());
     }
     return out;
@@ -95,13 +105,13 @@ TEST_F(KivlogDb, ShowBetweenSinceAndUntilAndByCondition) {
   EXPECT_EQ(ids("--where \"ID = 42\""), std::vector<int>{42});
   EXPECT_EQ(ids("--where \" where ID = 41\""), std::vector<int>{41});
   EXPECT_EQ(ids("-n 1 --where \"SOURCE = 'S'\""), std::vector<int>{41});
-  EXPECT_EQ(RunTool("db show --mode count --where \"ID > 40\" " + file_), "2\n");
-  EXPECT_EQ(RunTool("db purge --where \"ID = 41\" " + file_), "");
+  EXPECT_EQ(RunTool("db show --mode count --where \"ID > 40\" " + arg_), "2\n");
+  EXPECT_EQ(RunTool("db purge --where \"ID = 41\" " + arg_), "");
   EXPECT_EQ(ids(""), std::vector<int>{42});
 }
 
 // Five reports made at once by other processes: the watch prints each of them once, in order.
-TEST_F(KivlogDb, WatchPrintsEveryRecordOnceInOrder) {
+TEST_P(KivlogDb, WatchPrintsEveryRecordOnceInOrder) {
   int out[2];
   ASSERT_EQ(pipe(out), 0);
   pid_t watch = fork();
@@ -161,9 +171,11 @@ TEST_F(KivlogDb, WatchPrintsEveryRecordOnceInOrder) {
   // records the watch has printed already; then a report as usual.
   {
     auto db = dao::DBEngine::ForThread()->OpenDatabase(FromUtf8(file_));
+    const String bytes = dbs_.OnServer() ? u"'\\x4178'" : u"X'4178'";  // each engine's own SQL
     db->Execute(
         u"INSERT INTO EVENTS (UNK, DATE, TYPE, ID, SOURCE, RAWDATA) VALUES "
-        u"(7, (SELECT MAX(DATE) FROM EVENTS) - 0.001, 2, 6, 'LATE', X'4178')",
+        u"(7, (SELECT MAX(DATE) FROM EVENTS) - 0.001, 2, 6, 'LATE', " +
+            bytes + u")",
         dao::dbFailOnError);
     db->Close();
   }
@@ -191,6 +203,44 @@ TEST_F(KivlogDb, WatchPrintsEveryRecordOnceInOrder) {
   ASSERT_GE(last_ids.size(), 2u);
   EXPECT_EQ(std::vector<int>(last_ids.end() - 2, last_ids.end()), (std::vector<int>{6, 7}));
   EXPECT_EQ(last_ids.size(), 7u);
+}
+
+// Every db subcommand takes a server URI with a password: the password is used, and neither the
+// output nor an error shows it.
+TEST(KivlogDbServer, EveryCommandTakesAUriAndNoneShowsItsPassword) {
+  const auto password = kivtest::PgState("password");
+  if (!password) GTEST_SKIP() << "no test server: run through ctest";
+  if (!std::filesystem::exists(Tool())) GTEST_SKIP() << "kivlog not built";
+  const std::string schema = "cli_" + std::to_string(getpid());
+  dao::engine::OpenPostgres(*kivtest::PgTestUri(), {})
+      ->Exec("CREATE SCHEMA " + schema + "; GRANT ALL ON SCHEMA " + schema + " TO kiv_pw");
+  const std::string base = "postgresql:///kivtest?host=" + kivtest::PgSocketDir() + "&user=kiv_pw";
+  const std::string path = "&options=-csearch_path%3D" + schema + "%2Cpublic";
+  const std::string uri = "'" + base + "&password=" + *password + path + "'";
+  auto run = [&](const std::string& args) {
+    const std::string out = kivtest::RunShell(Tool() + " " + args + " 2>&1");
+    EXPECT_EQ(out.find(*password), std::string::npos) << args;
+    return out;
+  };
+  EXPECT_EQ(run("db create --max-records 100 --wrapping 0 " + uri),
+            "created " + base + path + "\n");
+  EXPECT_EQ(run("db report --source S --raw hello --id 5 " + uri), "");
+  EXPECT_EQ(run("db show --mode count " + uri), "3\n");  // Created, Started, hello
+  auto last = JsonLines(run("--json db show --mode last " + uri));
+  ASSERT_EQ(last.size(), 1u);
+  EXPECT_EQ(last[0]["rawdata"], "hello");
+  EXPECT_EQ(run("db purge --where \"SOURCE = 'S'\" " + uri), "");
+  EXPECT_EQ(run("db show --mode count --where \"SOURCE = 'S'\" " + uri), "0\n");
+  EXPECT_EQ(run("db compact " + uri), "");
+  auto settings = JsonLines(run("--json db settings --sync full " + uri));
+  ASSERT_EQ(settings.size(), 1u);
+  EXPECT_EQ(settings[0]["max_records"], 100);
+  EXPECT_EQ(settings[0]["sync"], "FULL");
+  // A refused password is not tried again (ten attempts 2 s apart would take 18 s).
+  const auto start = std::chrono::steady_clock::now();
+  const std::string refused = run("db show '" + base + "&password=not-" + *password + path + "'");
+  EXPECT_NE(refused.find("error 3029"), std::string::npos) << refused;
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// What the database log's tests share: a clock the test moves, and a log file in a fresh folder
-// with the object the test drives it with.
+// What the database log's tests share: a clock the test moves, and a log of either engine with
+// the object the test drives it with.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -7,7 +7,11 @@
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log_file.h"
 #include "platform/clock.h"
-#include "support/temp_dir.h"
+#include "support/test_database.h"
+
+// Ends a test about a log's file (its bytes, its mode, its removal) on a server.
+#define KIV_FILES_ONLY() \
+  if (dbs.OnServer()) GTEST_SKIP() << "about the file of a log"
 
 namespace kiv {
 
@@ -20,7 +24,8 @@ class ClockScope {
   ~ClockScope() { SetClock(nullptr); }
 };
 
-class KivLogFileTest : public testing::Test {
+// Runs on either engine: the name of a log is a file or a server URI.
+class KivLogFileTest : public kivtest::OnBothEngines {
  protected:
   void CreateOpen(int32_t max_records, int32_t wrapping, bool keep_alive = false) {
     ASSERT_FALSE(log.CreateEventLog(file, max_records, wrapping))
@@ -28,8 +33,9 @@ class KivLogFileTest : public testing::Test {
     ASSERT_FALSE(log.OpenEventLog(file, keep_alive));
   }
 
-  kivtest::TempDir dir;
-  const String file = dir.File("log.db");
+  kivtest::TestDatabases dbs{GetParam()};
+  kivtest::TempDir& dir = dbs.dir;
+  const String file = dbs.Name("log.db");
   KivLogFile log;
 };
 

@@ -13,7 +13,9 @@
 namespace kiv {
 namespace {
 
-using ReportRow = KivLogFileTest;
+// The file's own rows: SQLite only.
+class ReportRow : public KivLogFileTest {};
+INSTANTIATE_TEST_SUITE_P(Sqlite, ReportRow, testing::Values(kivtest::Db::kSqlite), kivtest::DbName);
 
 constexpr const char* kRowQuery =
     "SELECT typeof(DATE) || ':' || DATE, typeof(TYPE) || ':' || TYPE, typeof(CATEGORY) || ':' || "
@@ -21,7 +23,7 @@ constexpr const char* kRowQuery =
     "|| SERVER, typeof(RAWDATA) || ':' || hex(RAWDATA), UNK FROM EVENTS WHERE SOURCE <> "
     "'KIVEVENTLOG' ORDER BY rowid";
 
-TEST_F(ReportRow, EachFieldIsStoredWithItsTypeAndBytes) {
+TEST_P(ReportRow, EachFieldIsStoredWithItsTypeAndBytes) {
   CreateOpen(1000, KLFWM_DONTOVERWRITE, true);
   Date now = 45000.75;
   const ClockScope clock(&now);
@@ -61,7 +63,7 @@ TEST_F(ReportRow, EachFieldIsStoredWithItsTypeAndBytes) {
 
 // A report the database refuses leaves neither its record nor its LASTCHANGE, and the next
 // report on the same open log is stored as usual.
-TEST_F(ReportRow, RefusedReportLeavesNothingAndTheNextOneIsStored) {
+TEST_P(ReportRow, RefusedReportLeavesNothingAndTheNextOneIsStored) {
   CreateOpen(1000, KLFWM_DONTOVERWRITE, true);
   ASSERT_FALSE(log.ReportEvent(u"OK", u"Afirst"));
   SqlRows(file,

@@ -22,6 +22,7 @@ namespace {
 
 struct DbArgs {
   std::string file;
+  std::string shown;  // the log's name as output shows it: a URI without its password
   // create / settings
   int max_records = 1000, wrapping = kiv::KLFWM_OVERWRITEOLDER, days = 7;
   std::string backup, sync;
@@ -49,16 +50,22 @@ DbArgs& Args() {
 // Records print in the output format in force, in the one event shape of every subcommand.
 void PrintRecord(const kiv::LOGRECORDTYPE& r) {
   static EventPrinter printer;
-  printer.Print(FromRecord(r, Args().file));
+  printer.Print(FromRecord(r, Args().shown));
+}
+
+int Opened(kiv::KivLogFile& log, bool failed) {
+  if (failed) return ReportError("open");
+  Args().shown = U8(log.FileName());
+  return 0;
 }
 
 int Open(kiv::KivLogFile& log) {
-  return log.OpenEventLog(U16(Args().file), Args().keep_alive) ? ReportError("open") : 0;
+  return Opened(log, log.OpenEventLog(U16(Args().file), Args().keep_alive));
 }
 
 // For looking only: nothing is written to the log, and a file the user may only read will do.
 int OpenToRead(kiv::KivLogFile& log) {
-  return log.OpenEventLogReadOnly(U16(Args().file), Args().keep_alive) ? ReportError("open") : 0;
+  return Opened(log, log.OpenEventLogReadOnly(U16(Args().file), Args().keep_alive));
 }
 
 int Create() {
@@ -67,7 +74,7 @@ int Create() {
   if (log.CreateEventLog(U16(a.file), a.max_records, a.wrapping, a.days, U16(a.backup))) {
     return ReportError("create");
   }
-  std::printf("created %s\n", a.file.c_str());
+  std::printf("created %s\n", U8(log.FileName()).c_str());
   return 0;
 }
 
@@ -217,7 +224,7 @@ void PrintChange(const kiv::LOGRECORDTYPE& r) {
                                 {"EvUnk", r.EvUnk},
                                 {"EvType", r.EvType},
                                 {"EvId", r.EvId},
-                                {"record", EventJson(FromRecord(r, Args().file))}}
+                                {"record", EventJson(FromRecord(r, Args().shown))}}
                      .dump()
               << "\n";
     return;
@@ -262,7 +269,8 @@ int Watch() {
 
 CLI::App* Sub(CLI::App& db, const char* name, const char* help, int (*run)()) {
   auto* cmd = db.add_subcommand(name, help);
-  cmd->add_option("file", Args().file, "Event log database file")->required();
+  cmd->add_option("file", Args().file, "Event log database: a file, or a postgresql:// URI")
+      ->required();
   cmd->callback([run] { std::exit(run()); });
   return cmd;
 }

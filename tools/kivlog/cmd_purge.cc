@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <iostream>
+#include <string>
 
 #include "commands.h"
 #include "daily.h"
@@ -23,15 +24,19 @@ struct PurgeArgs {
 
 namespace fs = std::filesystem;
 
-// The copies `verify --repair` keeps of an index it rebuilds: base.ZLI.bak, base.ZLI.bak2 ...
-// The stem (the log's base name without its folder) of such a file, or empty.
+// The copies `verify --repair` keeps of both files of a log it repairs: base.ZLG.bak and
+// base.ZLI.bak, base.ZLG.bak2 and base.ZLI.bak2 ... The stem (the log's base name without its
+// folder) of such a file, or empty.
 std::string BackupStem(const std::string& name) {
-  const size_t at = name.rfind(".ZLI.bak");
-  if (at == std::string::npos || at == 0) return {};
-  for (size_t i = at + 8; i < name.size(); ++i) {
-    if (name[i] < '0' || name[i] > '9') return {};
+  for (const char* ext : {".ZLG.bak", ".ZLI.bak"}) {
+    const size_t at = name.rfind(ext);
+    if (at == std::string::npos || at == 0) continue;
+    const size_t digits = at + std::char_traits<char>::length(ext);
+    if (name.find_first_not_of("0123456789", digits) == std::string::npos) {
+      return name.substr(0, at);
+    }
   }
-  return name.substr(0, at);
+  return {};
 }
 
 // The backups of logs that are gone, in `folder`, whose stem `doomed` accepts. A log whose files
@@ -68,10 +73,11 @@ int CountLogs(kiv::KivLog& log, const kiv::String& folder) {
   return log.EventLogList(logs, folder) ? -1 : logs->Count();
 }
 
-// Whether either file of a log is there, whatever it is (a symlink or a FIFO included).
+// Whether either file of a log, or a first backup of one, is there, whatever it is (a symlink or
+// a FIFO included).
 bool AnyLogFile(const kiv::String& base) {
   std::error_code ec;
-  for (const char* ext : {".ZLG", ".ZLI", ".ZLI.bak"}) {
+  for (const char* ext : {".ZLG", ".ZLI", ".ZLG.bak", ".ZLI.bak"}) {
     if (std::filesystem::exists(std::filesystem::symlink_status(U8(base) + ext, ec))) return true;
   }
   return false;
@@ -161,7 +167,7 @@ int64_t SizeOr0(const std::string& path) {
 }
 
 // Keeps the newest days whose files fit in --max-size together and removes the older ones, as
-// journalctl --vacuum-size does; a day's index backups count with it.
+// journalctl --vacuum-size does; a day's backups count with it.
 int PurgeToSize(kiv::KivLog& log, const PurgeArgs& a) {
   const int64_t limit = ParseSize(a.max_size);
   const kiv::String folder = a.target.path.empty() ? log.LogDefaultPath() : U16(a.target.path);
@@ -230,7 +236,8 @@ void AddPurgeCommand(CLI::App& app) {
   auto* cmd = app.add_subcommand(
       "purge",
       "Remove one day's log (--app, --day; exit code 1 when it is not there), every day "
-      "before --before, or the oldest days beyond --max-size; index backups go with their day");
+      "before --before, or the oldest days beyond --max-size; the backups of verify --repair go "
+      "with their day");
   cmd->add_option("--app", a.target.app, "Application identifier (with --before: only its logs)")
       ->check(CLI::Validator(CheckAppId, "APPID", "AppId"));
   cmd->add_option("--path", a.target.path, "Log folder (default: the default log folder)");

@@ -116,6 +116,22 @@ class Blob {
   virtual void Write(const uint8_t* data, int64_t size, int64_t offset) = 0;
 };
 
+// Notices between connections of one database, delivered when the sender's transaction commits
+// (in commit order, never for a rollback). A channel belongs to the connection's schema: logs in
+// two schemas of one database never hear each other.
+class Notifier {
+ public:
+  virtual ~Notifier() = default;
+  // Sends `payload` on `channel` at the commit of the current transaction.
+  virtual void Notify(const std::string& channel, const std::string& payload) = 0;
+  // The statement that does what Notify does, to go to the engine with others.
+  virtual std::string NotifySql(const std::string& channel, const std::string& payload) const = 0;
+  // From now on this connection hears `channel` (once is enough).
+  virtual void Listen(const std::string& channel) = 0;
+  // Waits up to `timeout_ms` for notices; takes all that came and returns how many (0: none).
+  virtual int Wait(int timeout_ms) = 0;
+};
+
 // How commits are kept: Normal may lose the last commits on a loss of power, Full never does,
 // Rollback is Full without a write-ahead log (for file systems without shared memory).
 enum class Durability { kNormal, kFull, kRollback };
@@ -139,6 +155,12 @@ class Connection {
   // of one database wait for each other rather than deadlock.
   virtual std::string BeginWriteSql() const = 0;
   virtual bool InTransaction() const = 0;
+  // The statements that begin a write transaction and wait for the lock of `resource` that
+  // writers of one database take first, held to its end: their commits then come one at a time,
+  // in the order they took it. Several statements go to the engine as one (one round trip).
+  virtual std::string BeginWritersSql(const std::string& resource) const = 0;
+  // Notices between connections; nullptr when the engine has none (a file is polled).
+  virtual Notifier* Notices() = 0;
   // The row id of the last row inserted on this connection.
   virtual int64_t LastInsertId() const = 0;
   // Rows changed by the last statement.
@@ -153,6 +175,16 @@ class Connection {
   virtual void SetDurability(Durability durability, bool journal) = 0;
   // The name of the hidden column that identifies a row (what a bookmark holds).
   virtual const char* RowIdName() const = 0;
+  // What follows a key in ORDER BY so that Nulls come first in ascending order and last in
+  // descending order, as Jet orders them.
+  virtual const char* NullsOrder(bool descending) const = 0;
+  // True when the model keeps its tables' DAO types, sizes and indexes in a catalog table of its
+  // own (a server, whose names and types cannot carry them), false when the database's own
+  // schema holds them.
+  virtual bool OwnCatalog() const = 0;
+  // True when a long value is best written in place through a Blob after a zero-filled insert;
+  // false when every slice written rewrites the value, so that it goes whole with its row.
+  virtual bool BlobsWrittenInPlace() const = 0;
   // The database's name as messages show it (a file's full path; never a password).
   virtual std::string FileName() const = 0;
 };

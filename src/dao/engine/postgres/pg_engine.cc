@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "dao/engine/engine.h"
+#include "dao/engine/postgres/pg_notifier.h"
 #include "dao/engine/postgres/pg_sql.h"
 
 namespace kiv::dao::engine {
@@ -43,6 +44,8 @@ EngineError OpenFailure(const std::string& msg, bool needs_password) {
   }
   if (Contains(msg, "does not exist") && Contains(msg, "database"))
     return {Failure::kNoDatabase, msg};
+  if (Contains(msg, "does not exist") && Contains(msg, "role"))
+    return {Failure::kAuthFailed, "the server refused the credentials"};
   return {Failure::kUnreachable, msg};
 }
 
@@ -92,6 +95,15 @@ Result Checked(PGconn* conn, PGresult* raw) {
   throw FromResult(res.get(), PQerrorMessage(conn));
 }
 
+// A text literal for the server, quoted and escaped by libpq.
+std::string Literal(PGconn* conn, const std::string& text) {
+  char* quoted = PQescapeLiteral(conn, text.data(), text.size());
+  if (!quoted) throw EngineError(Failure::kResources, PQerrorMessage(conn));
+  std::string out(quoted);
+  PQfreemem(quoted);
+  return out;
+}
+
 std::string DecodeBytea(const char* text) {
   size_t n = 0;
   unsigned char* raw = PQunescapeBytea(reinterpret_cast<const unsigned char*>(text), &n);
@@ -102,7 +114,8 @@ std::string DecodeBytea(const char* text) {
 
 class PgConnection : public Connection {
  public:
-  PgConnection(PGconn* conn, std::string shown) : conn_(conn), shown_(std::move(shown)) {}
+  PgConnection(PGconn* conn, std::string shown)
+      : conn_(conn), shown_(std::move(shown)), notifier_(conn) {}
   ~PgConnection() override { PQfinish(conn_); }
 
   PGconn* Handle() const { return conn_; }
@@ -122,6 +135,13 @@ class PgConnection : public Connection {
   }
   std::string BeginWriteSql() const override { return "BEGIN"; }
   bool InTransaction() const override { return PQtransactionStatus(conn_) != PQTRANS_IDLE; }
+  // An advisory lock of the transaction, keyed by the schema and the resource: writers of one
+  // log wait for each other, logs in other schemas do not.
+  std::string BeginWritersSql(const std::string& resource) const override {
+    return "BEGIN; SELECT pg_advisory_xact_lock(hashtext(current_schema() || '/' || " +
+           Literal(conn_, resource) + "))";
+  }
+  Notifier* Notices() override { return &notifier_; }
   int64_t LastInsertId() const override {
     Result res(PQexec(conn_, "SELECT lastval()"));
     if (PQresultStatus(res.get()) != PGRES_TUPLES_OK || PQntuples(res.get()) != 1) return 0;
@@ -146,6 +166,11 @@ class PgConnection : public Connection {
                                            : "SET synchronous_commit = on");
   }
   const char* RowIdName() const override { return "kiv_rowid"; }
+  const char* NullsOrder(bool descending) const override {
+    return descending ? " NULLS LAST" : " NULLS FIRST";
+  }
+  bool OwnCatalog() const override { return true; }
+  bool BlobsWrittenInPlace() const override { return false; }
   std::string FileName() const override { return shown_; }
 
  private:
@@ -154,6 +179,7 @@ class PgConnection : public Connection {
   int64_t changes_ = 0;
   int64_t statements_ = 0;
   std::map<std::pair<Oid, int>, std::pair<std::string, std::string>> origins_;
+  PgNotifier notifier_;
 };
 
 class PgStatement : public Statement {

@@ -7,6 +7,10 @@ namespace {
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
+// The server folds unquoted names to lower case (ASCII letters only); the model's quoted names
+// are folded the same way, so that a caller's unquoted SQL finds the tables the model made.
+char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
 // The first word of a statement, in upper case.
 std::string FirstWord(std::string_view sql) {
   std::string word;
@@ -29,10 +33,10 @@ ServerSql ToServerSql(std::string_view sql, size_t* used) {
   bool content = false;
   while (i < sql.size()) {
     const char c = sql[i];
-    if (c == '\'' || c == '"') {  // a literal or a quoted name, copied as it is
+    if (c == '\'' || c == '"') {  // a literal copied as it is, a quoted name folded
       const size_t end = sql.find(c, i + 1);
       const size_t stop = end == std::string_view::npos ? sql.size() : end + 1;
-      out.text.append(sql.substr(i, stop - i));
+      for (char q : sql.substr(i, stop - i)) out.text.push_back(c == '"' ? Lower(q) : q);
       i = stop;
       content = true;
     } else if (c == '-' && i + 1 < sql.size() && sql[i + 1] == '-') {

@@ -1,5 +1,6 @@
 // The text the model writes, as the server takes it: one statement at a time, with the
-// parameter marks "?" and "?N" written "$N".
+// parameter marks "?" and "?N" written "$N" and quoted names folded to lower case (the model
+// keeps DAO's spelling in its own catalog).
 #pragma once
 
 #include <string>

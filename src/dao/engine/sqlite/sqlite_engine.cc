@@ -273,6 +273,12 @@ class SqliteConnection : public Connection {
                                            : "PRAGMA synchronous=FULL");
   }
   const char* RowIdName() const override { return "rowid"; }
+  const char* NullsOrder(bool) const override { return ""; }  // SQLite's own order
+  bool OwnCatalog() const override { return false; }
+  // BEGIN IMMEDIATE takes the file's one write lock.
+  std::string BeginWritersSql(const std::string&) const override { return BeginWriteSql(); }
+  Notifier* Notices() override { return nullptr; }
+  bool BlobsWrittenInPlace() const override { return true; }
   std::string FileName() const override {
     const char* f = sqlite3_db_filename(db_, "main");
     return f ? f : "";
