@@ -8,6 +8,7 @@
 
 #include "dailylog/dailylog_support.h"
 #include "dailylog/log_files.h"
+#include "dailylog/log_repair.h"
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log.h"
 #include "platform/date.h"
@@ -24,6 +25,8 @@ namespace {
 
 using kivtest::RaisedBy;
 using kivtest::TempDir;
+using testing::ReadAll;
+using testing::WriteAll;
 
 constexpr wchar_t kVersionKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion";
 
@@ -105,24 +108,35 @@ TEST(WindowsFiles, FailedOpensMapToRunTimeErrorsWithTheSystemsText) {
   EXPECT_TRUE(File::Open(present, OpenOptions{Access::Read}).IsOpen());
 }
 
-TEST(WindowsFiles, ExclusiveOpenKeepsOthersOutForTheBoundedWaitOnly) {
-  TempDir dir;
-  const String path = dir.File("day.ZLI");
-  File holder = File::Open(path, OpenOptions{Access::ReadWrite, true, false, ShareLock::Exclusive});
-  const auto start = std::chrono::steady_clock::now();
-  auto e = RaisedBy([&] {
-    File::Open(path, OpenOptions{Access::Read, false, false, ShareLock::Shared});
-  });
-  const auto waited = std::chrono::steady_clock::now() - start;
-  ASSERT_TRUE(e);
-  EXPECT_EQ(e->number, 70);
-  EXPECT_EQ(e->last_dll_error, ERROR_SHARING_VIOLATION);
-  EXPECT_GE(waited, std::chrono::milliseconds(kLockWaitMs * 9 / 10));
-  EXPECT_FALSE(RemoveFile(path));  // an open file is not removed: purge leaves it for later
-  EXPECT_TRUE(FileExists(path));
-  holder.Close();
-  EXPECT_TRUE(
-      File::Open(path, OpenOptions{Access::Read, false, false, ShareLock::Shared}).IsOpen());
+TEST(WindowsFiles, OpensTheSharingModeRefusesWaitTheBoundedTimeThenRaise70) {
+  // A reader that denies writers is refused by an exclusive holder, and by a writer that shares
+  // the file but holds a byte-range lock on it: under such a lock each refused try used to cost
+  // Wine's server a descriptor, until the server ran out and the open raised 67.
+  const struct Holder {
+    OpenOptions options;
+    ShareLock range_lock;
+  } holders[] = {
+      {{Access::ReadWrite, true, false, ShareLock::Exclusive}, ShareLock::None},
+      {{Access::ReadWrite, true}, ShareLock::Exclusive},
+  };
+  const OpenOptions reader{Access::Read, false, false, ShareLock::Shared};
+  for (const Holder& h : holders) {
+    TempDir dir;
+    const String path = dir.File("day.ZLI");
+    File holder = File::Open(path, h.options);
+    holder.Lock(h.range_lock);
+    const auto start = std::chrono::steady_clock::now();
+    auto e = RaisedBy([&] { File::Open(path, reader); });
+    const auto waited = std::chrono::steady_clock::now() - start;
+    ASSERT_TRUE(e);
+    EXPECT_EQ(e->number, 70);
+    EXPECT_EQ(e->last_dll_error, ERROR_SHARING_VIOLATION);
+    EXPECT_GE(waited, std::chrono::milliseconds(kLockWaitMs * 9 / 10));
+    EXPECT_FALSE(RemoveFile(path));  // an open file is not removed: purge leaves it for later
+    EXPECT_TRUE(FileExists(path));
+    holder.Close();
+    EXPECT_TRUE(File::Open(path, reader).IsOpen());
+  }
 }
 
 TEST(WindowsFiles, LocksLieBeyondTheDataAndMappedFilesAreNotCut) {
@@ -150,8 +164,9 @@ TEST(WindowsFiles, LocksLieBeyondTheDataAndMappedFilesAreNotCut) {
 }
 
 // The second process of the tests below is this program again, running only the disabled test
-// that holds a day's files: both open, the index locked when asked, as a writer holds them
-// during a write, until the file "<base>.release" appears.
+// that holds a day's files as a writer of kept files does between writes: both open, the index's
+// count mapped; and the index locked when asked, as during a write; until the file
+// "<base>.release" appears.
 constexpr char kHoldBase[] = "KIVTEST_HOLD_BASE";
 constexpr char kHoldLocked[] = "KIVTEST_HOLD_LOCKED";
 
@@ -160,6 +175,7 @@ TEST(WindowsHolder, DISABLED_HoldDayFiles) {
   OpenOptions options{Access::ReadWrite, true};
   File data = File::Open(base + u".ZLG", options);
   File index = File::Open(base + u".ZLI", options);
+  FileMap count = FileMap::Map(index, 4, true);
   if (std::getenv(kHoldLocked)) index.Lock(ShareLock::Exclusive);
   File::Open(base + u".ready", options);
   for (int i = 0; i < 2000 && !FileExists(base + u".release"); ++i) SleepMilliseconds(10);
@@ -167,6 +183,8 @@ TEST(WindowsHolder, DISABLED_HoldDayFiles) {
 
 // Starts the holder on base's files and waits until it holds them.
 HANDLE StartHolder(const String& base, bool locked) {
+  RemoveFile(base + u".ready");
+  RemoveFile(base + u".release");
   SetEnvironmentVariableA(kHoldBase, ToUtf8(base).c_str());
   SetEnvironmentVariableA(kHoldLocked, locked ? "1" : nullptr);
   wchar_t self[MAX_PATH];
@@ -196,7 +214,16 @@ bool ReleaseHolder(HANDLE holder, const String& base) {
   return ended && code == 0;
 }
 
-using WindowsProcesses = testing::DailyLogTest;
+class WindowsProcesses : public testing::DailyLogTest {
+ protected:
+  // Writes the day of APP with one event in it, between the open and close markers.
+  void WriteDay() {
+    KivLog log;
+    const int32_t id = log.EventLogOpen(u"APP", folder);
+    ASSERT_FALSE(log.EventLogWrite(id, u"S", u"x"));
+    ASSERT_FALSE(log.EventLogClose(id));
+  }
+};
 
 TEST_F(WindowsProcesses, AWriterWaitsForTheHolderOfTheDaysFilesThenGetsIn) {
   const String base = Base(u"APP");
@@ -229,10 +256,8 @@ TEST_F(WindowsProcesses, AWriterWaitsForTheHolderOfTheDaysFilesThenGetsIn) {
 
 TEST_F(WindowsProcesses, PurgeLeavesADayAnotherProcessHoldsOpen) {
   const String base = Base(u"APP");
+  WriteDay();
   KivLog log;
-  const int32_t id = log.EventLogOpen(u"APP", folder);
-  ASSERT_FALSE(log.EventLogWrite(id, u"S", u"x"));
-  ASSERT_FALSE(log.EventLogClose(id));
   HANDLE holder = StartHolder(base, false);
   ASSERT_TRUE(holder);
   Date before = DateSerial(2024, 3, 6);
@@ -242,6 +267,35 @@ TEST_F(WindowsProcesses, PurgeLeavesADayAnotherProcessHoldsOpen) {
   EXPECT_FALSE(log.EventLogPurgeEx(before, u"APP", folder));
   EXPECT_FALSE(FileExists(base + u".ZLG"));
   EXPECT_FALSE(FileExists(base + u".ZLI"));
+}
+
+// Repair works in place: it cuts the data file and rewrites the index beside a process that
+// keeps both open (renaming new files over them would fail), and waits for one that is writing.
+TEST_F(WindowsProcesses, RepairWorksInPlaceBesideAProcessThatKeepsTheFilesOpen) {
+  const String base = Base(u"APP");
+  WriteDay();
+  const std::string whole = ReadAll(base + u".ZLG");
+  const std::string cut = "UNK=5\r\nDAT=2024-03-05";  // a record a crash cut short
+  WriteAll(base + u".ZLG", whole + cut);
+
+  HANDLE holder = StartHolder(base, true);
+  ASSERT_TRUE(holder);
+  LogRepair repair;
+  EXPECT_TRUE(RebuildLogIndex(*testing::InfoFor(base), repair));  // writing: wait, then 70
+  EXPECT_EQ(Last_Error(), 70);
+  EXPECT_EQ(ReadAll(base + u".ZLG"), whole + cut);
+  ASSERT_TRUE(ReleaseHolder(holder, base));
+
+  holder = StartHolder(base, false);
+  ASSERT_TRUE(holder);
+  const std::string index = ReadAll(base + u".ZLI");
+  ASSERT_FALSE(RebuildLogIndex(*testing::InfoFor(base), repair));
+  EXPECT_EQ(repair.cut_bytes, static_cast<int64_t>(cut.size()));
+  EXPECT_EQ(repair.after, 3);
+  EXPECT_EQ(ReadAll(base + u".ZLG"), whole);
+  EXPECT_EQ(ReadAll(base + u".ZLI"), index);
+  EXPECT_EQ(ReadAll(repair.data_backup), whole + cut);
+  EXPECT_TRUE(ReleaseHolder(holder, base));
 }
 
 }  // namespace

@@ -1,12 +1,12 @@
 // kivlog export: every event of a day's log, or of several days or applications, filtered or
 // not, in any output format, to standard output or a file. Events are written as they are read,
 // a page at a time, through one buffer.
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <iostream>
 
 #include "commands.h"
+#include "console.h"
 #include "daily.h"
 #include "event_cursor.h"
 #include "event_writer.h"
@@ -36,7 +36,7 @@ int Export(const ExportArgs& a) {
   int fd = STDOUT_FILENO;
   const bool colour = a.file.empty() && ColourWanted();
   if (!a.file.empty()) {
-    fd = ::open(a.file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    fd = OpenOutputFile(a.file);
     if (fd < 0) {
       std::cerr << "kivlog: export: cannot write " << a.file << std::endl;
       return 1;

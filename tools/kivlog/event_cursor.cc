@@ -1,6 +1,5 @@
 #include "event_cursor.h"
 
-#include <CLI/CLI.hpp>
 #include <climits>
 
 #include "daily.h"
@@ -13,32 +12,7 @@ namespace {
 // Events per read. A filtered read walks as far as it takes to gather this many.
 constexpr int32_t kPage = 1000;
 
-bool HasCapital(const std::string& pattern) {
-  for (size_t i = 0; i < pattern.size(); ++i) {
-    if (pattern[i] == '\\') {
-      ++i;  // an escape ("\S") is not a capital letter of the text looked for
-      continue;
-    }
-    if (pattern[i] >= 'A' && pattern[i] <= 'Z') return true;
-  }
-  return false;
-}
-
 }  // namespace
-
-RawGrep::RawGrep(const std::string& pattern) {
-  const int flags = REG_EXTENDED | REG_NOSUB | (HasCapital(pattern) ? 0 : REG_ICASE);
-  if (const int rc = ::regcomp(&re_, pattern.c_str(), flags); rc != 0) {
-    char why[256];
-    ::regerror(rc, &re_, why, sizeof why);
-    ::regfree(&re_);
-    throw CLI::ValidationError("--grep", pattern + ": " + why);
-  }
-}
-
-bool RawGrep::Matches(const std::string& utf8) const {
-  return ::regexec(&re_, utf8.c_str(), 0, nullptr, 0) == 0;
-}
 
 EventCursor::EventCursor(kiv::KivLog& log, std::vector<kiv::String> bases,
                          std::shared_ptr<kiv::KivLogFilter> filter, bool backwards, int32_t start,

@@ -2,8 +2,6 @@
 // (its filtered walk when there is a filter), oldest first or newest first.
 #pragma once
 
-#include <regex.h>
-
 #include <functional>
 #include <memory>
 #include <string>
@@ -11,23 +9,9 @@
 
 #include "kivdbxt/error.h"
 #include "kivdbxt/kiv_log.h"
+#include "raw_grep.h"
 
 namespace kivlog {
-
-// --grep: an extended regular expression on the raw data; it ignores case unless it holds a
-// capital letter, as journalctl's does.
-class RawGrep {
- public:
-  // Raises CLI::ValidationError when the pattern is not a regular expression.
-  explicit RawGrep(const std::string& pattern);
-  ~RawGrep() { ::regfree(&re_); }
-  RawGrep(const RawGrep&) = delete;
-  RawGrep& operator=(const RawGrep&) = delete;
-  bool Matches(const std::string& utf8) const;
-
- private:
-  regex_t re_;
-};
 
 class EventCursor {
  public:

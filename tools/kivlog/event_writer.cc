@@ -47,6 +47,14 @@ constexpr Field kJsonOrder[] = {
     Field::kLog,      Field::kOffset,   Field::kOrdinal,  Field::kRawData, Field::kServer,
     Field::kSource,   Field::kType,     Field::kUnk,      Field::kUser};
 
+// CSV rows end in CR LF. On Windows standard output and export files are text streams, whose
+// every LF the C run time writes as CR LF.
+#if defined(_WIN32)
+constexpr std::string_view kCsvRowEnd = "\n";
+#else
+constexpr std::string_view kCsvRowEnd = "\r\n";
+#endif
+
 std::string_view NameOf(Field f) { return kCsvOrder[static_cast<int>(f)].name; }
 
 void AppendInt(int64_t v, std::string& out) {
@@ -332,14 +340,14 @@ void EventFormatter::AppendCsv(const EventRecord& e, std::string& out) {
       if (i > 0) out.push_back(',');
       out.append(NameOf(fields_[i]));
     }
-    out.append("\r\n");
+    out.append(kCsvRowEnd);
     header_done_ = true;
   }
   for (size_t i = 0; i < fields_.size(); ++i) {
     if (i > 0) out.push_back(',');
     AppendField(e, fields_[i], false, out);
   }
-  out.append("\r\n");
+  out.append(kCsvRowEnd);
 }
 
 void EventFormatter::Append(const EventRecord& e, std::string& out, std::string_view label) {

@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 
 #include "app.h"
+#include "console.h"
 
 namespace {
 
@@ -11,6 +12,7 @@ constexpr int kUsage = 64;
 }  // namespace
 
 int main(int argc, char** argv) {
+  kivlog::UseUtf8Console(argc, argv);
   CLI::App app;
   kivlog::BuildApp(app);
   try {

@@ -2,10 +2,24 @@
 
 #if defined(_WIN32)
 
+#include <windows.h>
+
+#include <cstdlib>
+
 namespace kivlog {
 
 // Windows' console has no pager to hand the output to: it is written straight out.
 void StartPager() {}
+
+// Colours are escape sequences, which a console shows once asked to.
+bool ColourWanted() {
+  const char* no_colour = std::getenv("NO_COLOR");
+  if (no_colour && *no_colour) return false;
+  HANDLE out = GetStdHandle(STD_OUTPUT_HANDLE);
+  DWORD mode = 0;
+  return GetConsoleMode(out, &mode) &&
+         SetConsoleMode(out, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+}
 
 }  // namespace kivlog
 

@@ -1,7 +1,8 @@
 // Files over the wide Win32 calls. The lock given at an open is the open's sharing mode, as the
-// run time's Open statement gives it: an exclusive lock lets nobody else open the file, a shared
-// one lets others open it for reading only. Lock and TryLock take a byte-range lock beyond any
-// data, which excludes what flock excludes on POSIX and blocks no read or write of the data.
+// run time's Open statement gives it, and nothing more: an exclusive lock lets nobody else open
+// the file, a shared one lets others open it for reading only. Lock and TryLock take a byte-range
+// lock beyond any data, which excludes what flock excludes on POSIX and blocks no read or write
+// of the data.
 #include "platform/file.h"
 
 #include <windows.h>
@@ -26,10 +27,19 @@ HANDLE H(void* handle) { return static_cast<HANDLE>(handle); }
 
 bool IsConflict(DWORD err) { return err == ERROR_SHARING_VIOLATION || err == ERROR_LOCK_VIOLATION; }
 
-// Runs attempt() until it succeeds or fails for a reason other than a conflict, with a short
-// back-off for at most kLockWaitMs; false with the last error when it never succeeded.
+// The longest pause between two tries of a lock, and of an open. A refused open is dearer than a
+// refused lock: the system makes a file object for each try, and Wine's server keeps the
+// descriptor of each one while any byte-range lock is on the file (closing it would drop the
+// locks), so an opener that tried every few hundred microseconds ran the server out of
+// descriptors within a second, and failed with 67 instead of 70.
+constexpr auto kLockPauseMax = std::chrono::microseconds(400);
+constexpr auto kOpenPauseMax = std::chrono::milliseconds(8);
+
+// Runs attempt() until it succeeds or fails for a reason other than a conflict, with a back-off
+// from 50 microseconds up to max_pause, for at most kLockWaitMs; false with the last error when
+// it never succeeded.
 template <typename Attempt>
-bool WithBoundedWait(Attempt attempt) {
+bool WithBoundedWait(std::chrono::microseconds max_pause, Attempt attempt) {
   if (attempt()) return true;
   if (!IsConflict(GetLastError())) return false;
   auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kLockWaitMs);
@@ -42,7 +52,7 @@ bool WithBoundedWait(Attempt attempt) {
       return false;
     }
     std::this_thread::sleep_for(pause);
-    if (pause < std::chrono::microseconds(400)) pause *= 2;  // short steps: waiters get a turn
+    pause = std::min(pause * 2, max_pause);  // short steps: waiters get a turn
   }
 }
 
@@ -124,7 +134,7 @@ File File::Open(const String& path, const OpenOptions& options) {
   // A reparse point (a symbolic link) in the last place is opened itself, and then refused.
   if (options.regular_only) flags |= FILE_FLAG_OPEN_REPARSE_POINT;
   HANDLE h = INVALID_HANDLE_VALUE;
-  const bool opened = WithBoundedWait([&] {
+  const bool opened = WithBoundedWait(kOpenPauseMax, [&] {
     h = CreateFileW(Wide(path), AccessOf(options.access), ShareModeOf(options.lock), nullptr,
                     options.create ? OPEN_ALWAYS : OPEN_EXISTING, flags, nullptr);
     return h != INVALID_HANDLE_VALUE;
@@ -142,9 +152,8 @@ File File::Open(const String& path, const OpenOptions& options) {
     throw Error{kErrPathFileAccess, RtErrorText(kErrPathFileAccess), ERROR_CANT_ACCESS_FILE};
   }
   if (options.regular_only) file.RegularSize();  // a folder or a device is refused at once
-  // The sharing mode already keeps out what the lock would; the byte-range lock is taken too, so
-  // that callers that lock an open file (Lock) see this one.
-  file.Lock(options.lock);
+  // No byte-range lock beside the sharing mode: it would keep out nobody the mode lets in, and
+  // while it stood every open the mode refuses would cost Wine's server a descriptor.
   if (options.truncate) file.Truncate(0);
   return file;
 }
@@ -226,7 +235,7 @@ void File::Sync() {
 void File::Lock(ShareLock lock) {
   if (lock == ShareLock::None) return;
   Unlock();  // a lock changes kind by being dropped and taken again, as a flock does
-  if (!WithBoundedWait([&] { return LockRange(H(handle_), lock); })) {
+  if (!WithBoundedWait(kLockPauseMax, [&] { return LockRange(H(handle_), lock); })) {
     const DWORD err = GetLastError();
     throw Error{kErrPermissionDenied, RtErrorText(kErrPermissionDenied), static_cast<int32_t>(err)};
   }
