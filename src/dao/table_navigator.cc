@@ -7,9 +7,13 @@ namespace kiv::dao::detail {
 namespace {
 
 // A condition on the row id is written with "rowid"; the engine's own name replaces it.
-std::string RowIdIn(const std::string& condition, const std::string& rowid) {
-  if (condition.compare(0, 6, "rowid ") != 0) return condition;
-  return rowid + condition.substr(5);
+void AppendCondition(std::string& sql, const std::string& condition, const std::string& rowid) {
+  if (condition.compare(0, 6, "rowid ") != 0) {
+    sql += condition;
+    return;
+  }
+  sql += rowid;
+  sql.append(condition, 5);
 }
 
 // Null sorts before every value: first in ascending order, last in descending order.
@@ -34,8 +38,30 @@ std::vector<Alternative> Beyond(bool toward_larger, bool anchor_null) {
 TableNavigator::TableNavigator(Connection& conn, std::shared_ptr<const TableSchema> schema)
     : conn_(conn), schema_(std::move(schema)), loader_(conn, schema_->name, schema_->columns) {}
 
-std::string TableNavigator::Key(size_t i) const {
-  return QuoteName(schema_->columns[key_columns_[i]].name);
+const std::string& TableNavigator::Key(size_t i) {
+  if (select_.empty()) WriteOrderTexts();
+  return keys_[i];
+}
+
+// Every move is a lookup in the index's order: the texts that depend on the index alone are
+// written once for it, at its first lookup, not at each move.
+void TableNavigator::WriteOrderTexts() {
+  const engine::Connection* db = conn_.Db();
+  rowid_ = db->RowIdName();
+  keys_.clear();
+  for (int col : key_columns_) keys_.push_back(QuoteName(schema_->columns[col].name));
+  select_ = "SELECT " + rowid_;
+  for (const std::string& key : keys_) select_ += ", " + key;
+  select_ += " FROM " + QuoteName(schema_->name);
+  for (bool forward : {false, true}) {
+    std::string& order = order_by_[forward];
+    order = " ORDER BY ";
+    for (size_t i = 0; i < keys_.size(); ++i) {
+      const bool down = descending_[i] == forward;
+      order += keys_[i] + (down ? " DESC" : "") + db->NullsOrder(down) + ", ";
+    }
+    order += rowid_ + (forward ? " LIMIT 1" : " DESC LIMIT 1");
+  }
 }
 
 void TableNavigator::SetIndex(const IndexDef* index) {
@@ -51,6 +77,7 @@ void TableNavigator::SetIndex(const IndexDef* index) {
   }
   statements_.clear();
   anchor_keys_.clear();
+  select_.clear();
 }
 
 Statement& TableNavigator::Prepared(const std::string& sql) {
@@ -61,20 +88,13 @@ Statement& TableNavigator::Prepared(const std::string& sql) {
 
 std::optional<int64_t> TableNavigator::Find(const std::vector<Condition>& conditions,
                                             bool forward) {
-  const engine::Connection* db = conn_.Db();
-  const std::string rowid = db->RowIdName();
-  std::string sql = "SELECT " + rowid;
-  for (size_t i = 0; i < key_columns_.size(); ++i) sql += ", " + Key(i);
-  sql += " FROM " + QuoteName(schema_->name);
+  if (select_.empty()) WriteOrderTexts();
+  std::string sql = select_;
   for (size_t i = 0; i < conditions.size(); ++i) {
-    sql += (i ? " AND " : " WHERE ") + RowIdIn(conditions[i].sql, rowid);
+    sql += i ? " AND " : " WHERE ";
+    AppendCondition(sql, conditions[i].sql, rowid_);
   }
-  sql += " ORDER BY ";
-  for (size_t i = 0; i < key_columns_.size(); ++i) {
-    const bool down = descending_[i] == forward;
-    sql += Key(i) + (down ? " DESC" : "") + db->NullsOrder(down) + ", ";
-  }
-  sql += rowid + (forward ? " LIMIT 1" : " DESC LIMIT 1");
+  sql += order_by_[forward];
   Statement& statement = Prepared(sql);
   int param = 1;
   for (const Condition& c : conditions) {

@@ -43,13 +43,20 @@ class TableNavigator : public Navigator {
   std::optional<int64_t> Step(bool forward);
   std::optional<int64_t> Find(const std::vector<Condition>& conditions, bool forward);
   Statement& Prepared(const std::string& sql);
-  std::string Key(size_t i) const;
+  const std::string& Key(size_t i);
+  void WriteOrderTexts();
 
   Connection& conn_;
   std::shared_ptr<const TableSchema> schema_;
   RowLoader loader_;
   std::vector<int> key_columns_;
   std::vector<bool> descending_;
+  // Written by WriteOrderTexts for the current index (none yet while select_ is empty): its key
+  // fields quoted, the engine's name
+  // of the row id, "SELECT <row id>, <keys> FROM <table>", and the order of a move backward [0]
+  // and forward [1].
+  std::vector<std::string> keys_;
+  std::string rowid_, select_, order_by_[2];
   std::map<std::string, Statement> statements_;
   int64_t anchor_rowid_ = 0;
   std::vector<engine::Value> anchor_keys_;
