@@ -5,11 +5,12 @@ Times saved on another day say little on a shared machine, where the same progra
 30% from one hour to the next. So the older commit's benchmark programs are built (once, cached
 under ~/.cache/kivdbxt/bench-<commit>/, through ccache) and run beside the current ones in the
 same session, interleaved: old, new, old, new, ... for several rounds, each program filtered to
-the benchmarks both builds have. A line's value in a round is the benchmark's time, or, where its
-program prints it against a hand-written or another product's benchmark of the same run ("target:"
-and "ratio:" lines), that ratio, which the machine's state of the moment mostly cancels out of.
-Over the rounds each side's median is taken, and the line prints new/old with `met` when it is at
-most 1.05, else `MISSED`. The hand-written and other products' benchmarks, the same code in both
+the benchmarks both builds have. A line's value in a round is the benchmark's time (see clock),
+or, where its program prints it against a hand-written or another product's benchmark of the same
+run ("target:" and "ratio:" lines), that ratio, which the machine's state of the moment mostly
+cancels out of. Over the rounds each side's median is taken (the minimum, steadier in the middle,
+strays far more on single-shot benchmarks and on ratios), and the line prints new/old with `met`
+when it is at most 1.05, else `MISSED`. The hand-written and other products' benchmarks, the same code in both
 builds, are printed as "same code:" lines: how far they stray from 1.00 is the noise of the run.
 
   bench/compare_commits.py                       build/bench against the default base, 5 rounds
