@@ -373,9 +373,13 @@ std::vector<String> TableNames(Connection& conn) {
 
 int64_t CountRows(Connection& conn, StringView table) {
   auto scan = [&] {
-    Statement count(conn.Db(), "SELECT count(*) FROM " + QuoteName(table));
+    // A wrapping log on a server counts at every report that cannot go in one round trip:
+    // prepared once per connection.
+    Statement& count = conn.Prepared("SELECT count(*) FROM " + QuoteName(table));
     count.Step();
-    return count.Int(0);
+    const int64_t n = count.Int(0);
+    count.Reset();
+    return n;
   };
   // A server counts its rows exactly, and keeps no row counters.
   if (conn.Db()->OwnCatalog()) return scan();

@@ -132,6 +132,25 @@ class Notifier {
   virtual int Wait(int timeout_ms) = 0;
 };
 
+// Statements sent to the engine together and answered together: on a server one round trip for
+// all of them, where each alone costs one. The statements run in the order queued.
+class Pipeline {
+ public:
+  virtual ~Pipeline() = default;
+  // Queues statements without parameters ("BEGIN; SELECT ...").
+  virtual void Add(const std::string& sql) = 0;
+  // Queues a statement of this connection, with the parameters bound to it now; after Run its
+  // rows are read by Step as if it had run alone.
+  virtual void Add(Statement& statement) = 0;
+  // The text of a check: a statement that lets the pipeline go on only when `condition` (an SQL
+  // truth value, which may take parameters) holds. Prepare it once, bind it, queue it with Add.
+  virtual std::string CheckSql(const std::string& condition) const = 0;
+  // Sends what was queued and reads every answer. False when a check did not hold: nothing after
+  // it ran. Raises the first failure, after which nothing ran either. A transaction left failed
+  // by either is rolled back.
+  virtual bool Run() = 0;
+};
+
 // How commits are kept: Normal may lose the last commits on a loss of power, Full never does,
 // Rollback is Full without a write-ahead log (for file systems without shared memory).
 enum class Durability { kNormal, kFull, kRollback };
@@ -161,6 +180,8 @@ class Connection {
   virtual std::string BeginWritersSql(const std::string& resource) const = 0;
   // Notices between connections; nullptr when the engine has none (a file is polled).
   virtual Notifier* Notices() = 0;
+  // A new pipeline; nullptr when statements cost no round trip (a file).
+  virtual std::unique_ptr<Pipeline> NewPipeline() = 0;
   // The row id of the last row inserted on this connection.
   virtual int64_t LastInsertId() const = 0;
   // Rows changed by the last statement.

@@ -17,6 +17,8 @@
 
 #include "dao/engine/engine.h"
 #include "dao/engine/postgres/pg_notifier.h"
+#include "dao/engine/postgres/pg_pipeline.h"
+#include "dao/engine/postgres/pg_result.h"
 #include "dao/engine/postgres/pg_sql.h"
 
 namespace kiv::dao::engine {
@@ -47,52 +49,6 @@ EngineError OpenFailure(const std::string& msg, bool needs_password) {
   if (Contains(msg, "does not exist") && Contains(msg, "role"))
     return {Failure::kAuthFailed, "the server refused the credentials"};
   return {Failure::kUnreachable, msg};
-}
-
-EngineError FromResult(const PGresult* res, const std::string& fallback) {
-  const char* state = res ? PQresultErrorField(res, PG_DIAG_SQLSTATE) : nullptr;
-  const char* primary = res ? PQresultErrorField(res, PG_DIAG_MESSAGE_PRIMARY) : nullptr;
-  const std::string msg = primary ? primary : fallback;
-  const std::string code = state ? state : "";
-  const char* table = res ? PQresultErrorField(res, PG_DIAG_TABLE_NAME) : nullptr;
-  const char* column = res ? PQresultErrorField(res, PG_DIAG_COLUMN_NAME) : nullptr;
-  const std::string subject =
-      std::string(table ? table : "") + (table && column ? "." : "") + (column ? column : "");
-  if (code == "55P03" || code == "40P01" || code == "40001") return {Failure::kBusy, msg};
-  if (code == "25006") return {Failure::kReadOnly, msg};
-  if (code == "23502") return {Failure::kNotNull, msg, subject};
-  if (code == "23514") return {Failure::kCheck, msg, subject};
-  if (code == "23505") return {Failure::kUnique, msg};
-  if (code == "42P01") return {Failure::kNoSuchTable, msg, QuotedIn(msg)};
-  if (code == "42703") return {Failure::kNoSuchColumn, msg, QuotedIn(msg)};
-  if (code == "42601") return {Failure::kSyntax, msg};
-  if (code == "42P07") {
-    return {Contains(msg, "relation") && !Contains(msg, "index") ? Failure::kTableExists
-                                                                 : Failure::kIndexExists,
-            msg, QuotedIn(msg)};
-  }
-  if (code == "53100") return {Failure::kFull, msg};
-  if (code == "53200") return {Failure::kResources, msg};
-  if (code == "22P02" || code == "42804") return {Failure::kMismatch, msg};
-  if (code == "08P01" || code == "57P01" || code == "57P03" || code.rfind("08", 0) == 0)
-    return {Failure::kUnreachable, msg};
-  if (code == "XX001" || code == "XX002") return {Failure::kCorrupt, msg};
-  return {Failure::kOther, msg};
-}
-
-struct ResultDeleter {
-  void operator()(PGresult* r) const { PQclear(r); }
-};
-using Result = std::unique_ptr<PGresult, ResultDeleter>;
-
-class PgConnection;
-
-// Checks a command's result; raises the failure it reports.
-Result Checked(PGconn* conn, PGresult* raw) {
-  Result res(raw);
-  const ExecStatusType st = res ? PQresultStatus(res.get()) : PGRES_FATAL_ERROR;
-  if (st == PGRES_COMMAND_OK || st == PGRES_TUPLES_OK || st == PGRES_EMPTY_QUERY) return res;
-  throw FromResult(res.get(), PQerrorMessage(conn));
 }
 
 // A text literal for the server, quoted and escaped by libpq.
@@ -142,6 +98,7 @@ class PgConnection : public Connection {
            Literal(conn_, resource) + "))";
   }
   Notifier* Notices() override { return &notifier_; }
+  std::unique_ptr<Pipeline> NewPipeline() override { return std::make_unique<PgPipeline>(conn_); }
   int64_t LastInsertId() const override {
     Result res(PQexec(conn_, "SELECT lastval()"));
     if (PQresultStatus(res.get()) != PGRES_TUPLES_OK || PQntuples(res.get()) != 1) return 0;
@@ -162,8 +119,12 @@ class PgConnection : public Connection {
     throw EngineError(Failure::kOther, "a server database is compacted in place (VACUUM)");
   }
   void SetDurability(Durability durability, bool) override {
+    // Asked at every open of a log, which without KeepAlive is every call: a setting the session
+    // has already costs no round trip. A SET inside a transaction goes with its rollback.
+    if (durability == durability_ && !InTransaction()) return;
     Exec(durability == Durability::kNormal ? "SET synchronous_commit = off"
                                            : "SET synchronous_commit = on");
+    durability_ = InTransaction() ? std::nullopt : std::optional(durability);
   }
   const char* RowIdName() const override { return "kiv_rowid"; }
   const char* NullsOrder(bool descending) const override {
@@ -178,11 +139,12 @@ class PgConnection : public Connection {
   std::string shown_;
   int64_t changes_ = 0;
   int64_t statements_ = 0;
+  std::optional<Durability> durability_;  // as set on the session, when known
   std::map<std::pair<Oid, int>, std::pair<std::string, std::string>> origins_;
   PgNotifier notifier_;
 };
 
-class PgStatement : public Statement {
+class PgStatement : public Statement, public PipelinedStatement {
  public:
   PgStatement(PgConnection& conn, std::string name, int params, Result description, bool read_only)
       : conn_(conn),
@@ -282,21 +244,40 @@ class PgStatement : public Statement {
     values_[i - 1] = std::move(value);
     binary_[i - 1] = binary ? 1 : 0;
   }
-  void Execute() {
-    std::vector<const char*> values(params_);
-    std::vector<int> lengths(params_);
+  // The bound parameters as libpq takes them, valid until the next bind.
+  struct Params {
+    std::vector<const char*> values;
+    std::vector<int> lengths;
+  };
+  Params Bound() const {
+    Params p{std::vector<const char*>(params_), std::vector<int>(params_)};
     for (int i = 0; i < params_; ++i) {
-      values[i] = values_[i] ? values_[i]->data() : nullptr;
-      lengths[i] = values_[i] ? static_cast<int>(values_[i]->size()) : 0;
+      p.values[i] = values_[i] ? values_[i]->data() : nullptr;
+      p.lengths[i] = values_[i] ? static_cast<int>(values_[i]->size()) : 0;
     }
+    return p;
+  }
+  void Execute() {
+    const Params p = Bound();
     PGconn* pg = conn_.Handle();
-    result_ = Checked(pg, PQexecPrepared(pg, name_.c_str(), params_, values.data(), lengths.data(),
-                                         binary_.data(), 0));
+    Receive(Checked(pg, PQexecPrepared(pg, name_.c_str(), params_, p.values.data(),
+                                       p.lengths.data(), binary_.data(), 0)));
+  }
+
+ public:
+  bool Send() override {
+    const Params p = Bound();
+    return PQsendQueryPrepared(conn_.Handle(), name_.c_str(), params_, p.values.data(),
+                               p.lengths.data(), binary_.data(), 0) != 0;
+  }
+  void Receive(Result result) override {
+    result_ = std::move(result);
     conn_.CountChanges(result_.get());
     decoded_.assign(PQnfields(result_.get()), std::string());
     row_ = -1;
   }
 
+ private:
   PgConnection& conn_;
   std::string name_;
   int params_;

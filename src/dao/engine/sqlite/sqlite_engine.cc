@@ -278,6 +278,7 @@ class SqliteConnection : public Connection {
   // BEGIN IMMEDIATE takes the file's one write lock.
   std::string BeginWritersSql(const std::string&) const override { return BeginWriteSql(); }
   Notifier* Notices() override { return nullptr; }
+  std::unique_ptr<Pipeline> NewPipeline() override { return nullptr; }
   bool BlobsWrittenInPlace() const override { return true; }
   std::string FileName() const override {
     const char* f = sqlite3_db_filename(db_, "main");
