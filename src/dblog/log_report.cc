@@ -1,5 +1,6 @@
 // KivLogFile: reporting events, the wrapping policy and purging, the LASTCHANGE mark and the
 // EventLogChanged notification.
+#include "dao/connection.h"
 #include "dblog/log_backup.h"
 #include "dblog/log_insert.h"
 #include "dblog/log_report_pipeline.h"
@@ -87,7 +88,10 @@ bool KivLogFile::Report(const String& Source, const String& StoredRawData, int32
           return EventRow{unk,  Now(),    EventType, Category, EventId,
                           User, Computer, Source,    Server,   StoredRawData};
         };
-        if (!ReportInOneTrip(*db_->Connection(), row(),
+        // On a server, one round trip when it can be; on a file, statements cost none.
+        std::unique_ptr<dao::engine::Pipeline> pipeline = db_->Connection()->Db()->NewPipeline();
+        if (!pipeline ||
+            !ReportInOneTrip(*db_->Connection(), *pipeline, row(),
                              TrimRuleOf(no_purge_.Active(), wrapping_, max_records_))) {
           // The trim, the record and LASTCHANGE go in together, or not at all.
           LogTransaction tx(*db_);

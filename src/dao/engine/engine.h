@@ -126,6 +126,9 @@ class Notifier {
   virtual void Notify(const std::string& channel, const std::string& payload) = 0;
   // The statement that does what Notify does, to go to the engine with others.
   virtual std::string NotifySql(const std::string& channel, const std::string& payload) const = 0;
+  // The same with the channel and the payload (not empty) as parameters 1 and 2, to be prepared
+  // once.
+  virtual std::string NotifyByParametersSql() const = 0;
   // From now on this connection hears `channel` (once is enough).
   virtual void Listen(const std::string& channel) = 0;
   // Waits up to `timeout_ms` for notices; takes all that came and returns how many (0: none).
@@ -178,6 +181,9 @@ class Connection {
   // writers of one database take first, held to its end: their commits then come one at a time,
   // in the order they took it. Several statements go to the engine as one (one round trip).
   virtual std::string BeginWritersSql(const std::string& resource) const = 0;
+  // The statement of BeginWritersSql that waits for that lock, after BeginWriteSql; empty when
+  // BeginWriteSql takes it itself.
+  virtual std::string LockWritersSql(const std::string& resource) const = 0;
   // Notices between connections; nullptr when the engine has none (a file is polled).
   virtual Notifier* Notices() = 0;
   // A new pipeline; nullptr when statements cost no round trip (a file).

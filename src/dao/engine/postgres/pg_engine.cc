@@ -94,7 +94,10 @@ class PgConnection : public Connection {
   // An advisory lock of the transaction, keyed by the schema and the resource: writers of one
   // log wait for each other, logs in other schemas do not.
   std::string BeginWritersSql(const std::string& resource) const override {
-    return "BEGIN; SELECT pg_advisory_xact_lock(hashtext(current_schema() || '/' || " +
+    return "BEGIN; " + LockWritersSql(resource);
+  }
+  std::string LockWritersSql(const std::string& resource) const override {
+    return "SELECT pg_advisory_xact_lock(hashtext(current_schema() || '/' || " +
            Literal(conn_, resource) + "))";
   }
   Notifier* Notices() override { return &notifier_; }
