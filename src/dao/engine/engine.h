@@ -105,6 +105,9 @@ class Statement {
   virtual bool ColumnOrigin(int col, std::string& table, std::string& column) const = 0;
   // True when the statement changes nothing.
   virtual bool ReadOnly() const = 0;
+  // True when a write on the connection leaves the rows still to come as they are, so that
+  // nothing need be read before it (a server's cursor that outlives transactions).
+  virtual bool OutlivesWrites() const { return false; }
 };
 
 // Random access to one stored long binary value.
@@ -171,6 +174,10 @@ class Connection {
   // Prepares the first statement of `sql`; `used` receives the length of the text it took.
   // nullptr when that text holds only blanks or comments.
   virtual std::unique_ptr<Statement> Prepare(std::string_view sql, size_t* used = nullptr) = 0;
+  // Prepares a query (one statement) whose rows may be many and are read as it is stepped: a
+  // server sends them a block per round trip through a cursor that outlives the connection's
+  // transactions. A file steps them as Prepare's statements do.
+  virtual std::unique_ptr<Statement> PrepareInBlocks(std::string_view sql) { return Prepare(sql); }
   // Runs statements that return no rows.
   virtual void Exec(const std::string& sql) = 0;
   // Begins the write transaction of one change: the write lock is taken first, so that writers

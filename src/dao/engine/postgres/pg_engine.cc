@@ -85,6 +85,7 @@ class PgConnection : public Connection {
   bool Origin(Oid table, int column, std::string& table_name, std::string& column_name);
 
   std::unique_ptr<Statement> Prepare(std::string_view sql, size_t* used) override;
+  std::unique_ptr<Statement> PrepareInBlocks(std::string_view sql) override;
   void Exec(const std::string& sql) override {
     Result res = Checked(conn_, PQexec(conn_, sql.c_str()));
     CountChanges(res.get());
@@ -160,8 +161,11 @@ class PgStatement : public Statement, public PipelinedStatement {
   }
   ~PgStatement() override {
     if (PQtransactionStatus(conn_.Handle()) == PQTRANS_INERROR) return;  // gone with the session
+    CloseCursor();
     PQclear(PQexec(conn_.Handle(), ("DEALLOCATE " + name_).c_str()));
   }
+  // From now on the rows come through a cursor of its own, kBlockRows at a time.
+  void ReadInBlocks(std::string server_sql) { cursor_sql_ = std::move(server_sql); }
 
   void BindNull(int i) override { Set(i, std::nullopt, false); }
   void BindInt(int i, int64_t value) override { Set(i, std::to_string(value), false); }
@@ -179,15 +183,19 @@ class PgStatement : public Statement, public PipelinedStatement {
   }
 
   bool Step() override {
-    if (!result_) Execute();
-    if (row_ + 1 >= PQntuples(result_.get())) {
-      row_ = PQntuples(result_.get());
-      return false;
+    if (!result_) cursor_sql_.empty() ? Execute() : OpenCursor();
+    while (row_ + 1 >= PQntuples(result_.get())) {
+      if (!cursor_open_ || cursor_done_) {
+        row_ = PQntuples(result_.get());
+        return false;
+      }
+      FetchBlock();
     }
     ++row_;
     return true;
   }
   void Reset() override {
+    CloseCursor();
     result_.reset();
     row_ = -1;
     for (auto& value : values_) value.reset();
@@ -240,8 +248,44 @@ class PgStatement : public Statement, public PipelinedStatement {
     return t != InvalidOid && c > 0 && conn_.Origin(t, c, table, column);
   }
   bool ReadOnly() const override { return read_only_; }
+  bool OutlivesWrites() const override { return !cursor_sql_.empty(); }
 
  private:
+  static constexpr int kBlockRows = 1000;
+
+  // WITH HOLD: the cursor stays open across the commits of writes made meanwhile.
+  void OpenCursor() {
+    const Params p = Bound();
+    PGconn* pg = conn_.Handle();
+    const std::string declare = "DECLARE " + name_ + "_c CURSOR WITH HOLD FOR " + cursor_sql_;
+    cursor_done_ = false;
+    if (params_ == 0) {  // the declaration and the first block in one round trip
+      Result block = Checked(pg, PQexec(pg, (declare + "; " + FetchSql()).c_str()));
+      cursor_open_ = true;
+      return Received(std::move(block));
+    }
+    Checked(pg, PQexecParams(pg, declare.c_str(), params_, nullptr, p.values.data(),
+                             p.lengths.data(), binary_.data(), 0));
+    cursor_open_ = true;
+    FetchBlock();
+  }
+  std::string FetchSql() const {
+    return "FETCH " + std::to_string(kBlockRows) + " FROM " + name_ + "_c";
+  }
+  void FetchBlock() {
+    PGconn* pg = conn_.Handle();
+    Received(Checked(pg, PQexec(pg, FetchSql().c_str())));
+  }
+  void Received(Result block) {
+    Receive(std::move(block));
+    cursor_done_ = PQntuples(result_.get()) < kBlockRows;
+  }
+  void CloseCursor() {
+    if (!cursor_open_) return;
+    cursor_open_ = false;
+    PQclear(PQexec(conn_.Handle(), ("CLOSE " + name_ + "_c").c_str()));
+  }
+
   void Set(int i, std::optional<std::string> value, bool binary) {
     if (i < 1 || i > params_) throw EngineError(Failure::kRange, "no such parameter");
     values_[i - 1] = std::move(value);
@@ -291,6 +335,9 @@ class PgStatement : public Statement, public PipelinedStatement {
   Result result_;
   int row_ = -1;
   mutable std::vector<std::string> decoded_;
+  std::string cursor_sql_;  // the query, when its rows come through a cursor
+  bool cursor_open_ = false;
+  bool cursor_done_ = false;  // the cursor's last block has come
 };
 
 // A long binary value read and written in slices on the server (stored uncompressed, so that a
@@ -350,6 +397,14 @@ std::unique_ptr<Statement> PgConnection::Prepare(std::string_view sql, size_t* u
   const int params = PQnparams(description.get());
   return std::make_unique<PgStatement>(*this, name, params, std::move(description),
                                        server.read_only);
+}
+
+std::unique_ptr<Statement> PgConnection::PrepareInBlocks(std::string_view sql) {
+  std::unique_ptr<Statement> statement = Prepare(sql, nullptr);
+  if (statement) {
+    static_cast<PgStatement&>(*statement).ReadInBlocks(ToServerSql(sql, nullptr).text);
+  }
+  return statement;
 }
 
 std::unique_ptr<Blob> PgConnection::OpenBlob(const std::string& table, const std::string& column,
