@@ -385,7 +385,10 @@ void BM_PgNoticeDelay(benchmark::State& state) {
     while (seen.load() < 0) std::this_thread::yield();
     watcher.CheckEventLogChanges(unk);  // the reporter's open is no notice of a report
     for (int i = 0; i < kNotices; ++i) {
-      if (watcher.WaitEventLogChanges(5000, unk) != 1) break;
+      if (watcher.WaitEventLogChanges(5000, unk) != 1) {
+        seen.store(kNotices);  // the reporter waits no more
+        break;
+      }
       const int64_t woke = Clock::now().time_since_epoch().count();
       while (committed.load() == 0) std::this_thread::yield();
       delays.push_back(std::max<double>(0, static_cast<double>(woke - committed.exchange(0))) /
