@@ -3,6 +3,7 @@
 #pragma once
 
 #include <ctime>
+#include <fstream>
 #include <string>
 
 #include "dailylog_support.h"
@@ -59,6 +60,15 @@ class KivlogCliTest : public DailyLogTest {
     Run(args, input, &rc);
     return rc;
   }
+
+  // Runs a command line under a terminal, which script(1) gives (HasTerminal: it is installed);
+  // returns what it printed, and its exit status in `rc`.
+  std::string UnderTerminal(const std::string& command, int* rc = nullptr) {
+    const std::string script = ToUtf8(folder) + "/run.sh";
+    std::ofstream(script) << command << "\n";
+    return kivtest::RunShell("script -qec 'sh " + script + "' /dev/null", rc);
+  }
+  static bool HasTerminal() { return ::system("command -v script >/dev/null 2>&1") == 0; }
 
   std::string env;  // more of the tool's environment, "NAME=value " each
   const std::string tool_ = kivtest::KivlogPath();
