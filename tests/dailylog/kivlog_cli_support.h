@@ -2,7 +2,6 @@
 // user runs it.
 #pragma once
 
-#include <ctime>
 #include <fstream>
 #include <string>
 
@@ -10,24 +9,6 @@
 #include "support/kivlog_tool.h"
 
 namespace kiv::testing {
-
-// The UTC text of a local date, as --utc prints it in JSON and CSV.
-inline std::string UtcStamp(Date local) {
-  DateParts p = SplitDate(local);
-  std::tm tm{};
-  tm.tm_year = p.year - 1900;
-  tm.tm_mon = p.month - 1;
-  tm.tm_mday = p.day;
-  tm.tm_hour = p.hour;
-  tm.tm_min = p.minute;
-  tm.tm_sec = p.second;
-  tm.tm_isdst = -1;
-  std::time_t t = std::mktime(&tm);
-  gmtime_r(&t, &tm);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &tm);
-  return text;
-}
 
 class KivlogCliTest : public DailyLogTest {
  protected:
