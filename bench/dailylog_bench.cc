@@ -3,14 +3,18 @@
 // cost of reading the last page of a small and a large day, and the speed of a filtered walk
 // through a whole day, next to grep -c of the same key.
 #include <benchmark/benchmark.h>
+#ifdef KIV_BENCH_POSIX
 #include <fcntl.h>
-#include <spdlog/sinks/daily_file_sink.h>
-#include <spdlog/spdlog.h>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
+#ifdef KIV_BENCH_SPDLOG
+#include <spdlog/sinks/daily_file_sink.h>
+#include <spdlog/spdlog.h>
+#endif
 
 #include <climits>
 #include <cstdio>
@@ -31,6 +35,7 @@ using kivbench::BenchFolder;
 using kivbench::DayOfEvents;
 using kivbench::kRaw;
 
+#ifdef KIV_BENCH_POSIX
 // The record the library writes for the bench's event, for the writes by hand.
 std::string BenchRecord() {
   return "UNK=1234567890\r\nDAT=2024-03-05 10:00:00\r\nSRC=bench\r\nTYP=4\r\nCAT=cat\r\nEID=7\r\n"
@@ -91,6 +96,7 @@ void KeptFloorWrite(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations());
 }
+#endif  // KIV_BENCH_POSIX
 
 // A write that opens and closes the files (argument 0), or with KIVLIOPT_KEEPOPEN (argument 1).
 void LibraryWrite(benchmark::State& state) {
@@ -146,6 +152,7 @@ void ThousandWrites(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * 1000);
 }
 
+#ifdef KIV_BENCH_POSIX
 // The same work by hand, system call for system call: open both files (regular files only),
 // lock the index, then the data file (the writers' turnstile), check that both are regular
 // files and take their sizes, read the count and the last entry, read the last record (where a
@@ -182,7 +189,9 @@ void BaselineWrite(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations());
 }
+#endif  // KIV_BENCH_POSIX
 
+#ifdef KIV_BENCH_SPDLOG
 // The same event through spdlog's daily file (Debian's libspdlog-dev), flushed after every
 // message as a log that must survive a crash is: about 100 bytes a line with its prefix.
 void SpdlogDailyWrite(benchmark::State& state) {
@@ -193,6 +202,9 @@ void SpdlogDailyWrite(benchmark::State& state) {
   for (auto _ : state) logger.info("bench cat 7 {}", kRaw);
   state.SetItemsProcessed(state.iterations());
 }
+#endif  // KIV_BENCH_SPDLOG
+
+#ifdef KIV_BENCH_POSIX
 
 // Four processes writing kEvents each to one day at once: the library's writers keeping their
 // files open (argument 1), or plain O_APPEND writes of the same records to one file (0).
@@ -252,6 +264,7 @@ void FourWriters(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * kProcesses * kEvents);
 }
+#endif  // KIV_BENCH_POSIX
 
 void ReadBackLastPage(benchmark::State& state) {
   const int events = static_cast<int>(state.range(0));
@@ -286,6 +299,7 @@ void FilteredWalk(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * bytes);
 }
 
+#ifdef KIV_BENCH_POSIX
 // A walk through the whole day keeping the events of one source, as `kivlog export --source`
 // does (one event in 7 passes), or of one event id (one in 100), next to `grep -c` of the same
 // key line on the same data file.
@@ -336,18 +350,27 @@ void GrepCount(benchmark::State& state) {
   }
   state.SetBytesProcessed(state.iterations() * bytes);
 }
+#endif  // KIV_BENCH_POSIX
 
 BENCHMARK(LibraryWrite)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
+#ifdef KIV_BENCH_POSIX
 BENCHMARK(BaselineWrite)->Unit(benchmark::kMicrosecond);
+#endif
+#ifdef KIV_BENCH_SPDLOG
 BENCHMARK(SpdlogDailyWrite)->Unit(benchmark::kMicrosecond);
+#endif
+#ifdef KIV_BENCH_POSIX
 BENCHMARK(KeptFloorWrite)->Unit(benchmark::kMicrosecond);
 BENCHMARK(FourWriters)->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
+#endif
 BENCHMARK(ThousandWrites)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(ReadBackLastPage)->Arg(10000)->Arg(1000000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(FilteredWalk)->Arg(100000)->Unit(benchmark::kMillisecond);
+#ifdef KIV_BENCH_POSIX
 BENCHMARK(FilteredWalkSource)->Arg(1000000)->Unit(benchmark::kMillisecond);
 BENCHMARK(FilteredWalkId)->Arg(1000000)->Unit(benchmark::kMillisecond);
 BENCHMARK(GrepCount)->Arg(1000000)->Unit(benchmark::kMillisecond);
+#endif
 
 }  // namespace
 

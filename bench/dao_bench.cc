@@ -4,8 +4,16 @@
 //   build/bench/dao_bench --benchmark_filter=Chunks
 //   build/bench/dao_bench --benchmark_filter=Table
 #include <benchmark/benchmark.h>
+#ifdef KIV_BENCH_POSIX
 #include <stdlib.h>
 #include <sys/resource.h>
+#else
+// psapi.h needs windows.h before it.
+// clang-format off
+#include <windows.h>
+#include <psapi.h>
+// clang-format on
+#endif
 
 #include <filesystem>
 #include <map>
@@ -22,16 +30,29 @@ namespace {
 
 std::string Folder() {
   static const std::string folder = [] {
+#ifdef KIV_BENCH_POSIX
     std::string pattern = (std::filesystem::temp_directory_path() / "kivbench.XXXXXX").string();
     return std::string(mkdtemp(pattern.data()));
+#else
+    const auto dir = std::filesystem::temp_directory_path() / "kivbench-dao";
+    std::filesystem::remove_all(dir);
+    std::filesystem::create_directories(dir);
+    return dir.string();
+#endif
   }();
   return folder;
 }
 
 double PeakRssMb() {
+#ifdef KIV_BENCH_POSIX
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);
   return static_cast<double>(usage.ru_maxrss) / 1024.0;
+#else
+  PROCESS_MEMORY_COUNTERS counters{};
+  GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
+  return static_cast<double>(counters.PeakWorkingSetSize) / (1 << 20);
+#endif
 }
 
 // Writes a field of `bytes` bytes in 4096-byte chunks, then reads it back the same way.

@@ -2,17 +2,22 @@
 // a store of 10,000 and of 1,000,000 records, inserts and reads against SQLite, a read against
 // LMDB's, compaction of a 64 MB and a 640 MB store, and a record of 256 MB.
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <lmdb.h>
 #include <sqlite3.h>
+#include <zlib.h>
+#ifdef KIV_BENCH_POSIX
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
-#include <zlib.h>
+#endif
+#ifdef KIV_BENCH_LMDB
+#include <lmdb.h>
+#endif
 
 #include <algorithm>
 #include <bit>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <random>
 #include <string>
@@ -59,6 +64,7 @@ void LibraryWriteNew4K(benchmark::State& state) {
   }
 }
 
+#ifdef KIV_BENCH_POSIX
 // The writes a new record needs, by hand: its sector, its chain entry and its directory entry,
 // with the CRC-32 of the data and of the entry.
 void BaselineWriteNew4K(benchmark::State& state) {
@@ -85,6 +91,7 @@ void BaselineWriteNew4K(benchmark::State& state) {
   ::close(fat);
   ::close(sec);
 }
+#endif  // KIV_BENCH_POSIX
 
 void LibraryRead4K(benchmark::State& state) {
   kiv::KivSector s;
@@ -103,6 +110,7 @@ void LibraryRead4K(benchmark::State& state) {
   }
 }
 
+#ifdef KIV_BENCH_POSIX
 // A read by hand: one pread of the record's sector into a buffer of the record's size, and the
 // CRC-32 of what came back.
 void BaselineRead4K(benchmark::State& state) {
@@ -137,6 +145,7 @@ void PreadRead4K(benchmark::State& state) {
   }
   ::close(sec);
 }
+#endif  // KIV_BENCH_POSIX
 
 // --- Cost against the size of the store --------------------------------------------------------
 
@@ -174,6 +183,7 @@ kiv::String BulkStore(int64_t records, const std::string& copy = "") {
   }
   for (auto [ext, bytes] :
        {std::pair{".QVD", &dir}, std::pair{".QVF", &fat}, std::pair{".QVS", &sec}}) {
+#ifdef KIV_BENCH_POSIX
     const int fd = ::open((base + ext).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     // In pages, as a store grown record by record is written: one large write would leave the
     // file in the page cache in large folios, which make every later small write slower.
@@ -181,6 +191,10 @@ kiv::String BulkStore(int64_t records, const std::string& copy = "") {
       ::pwrite(fd, bytes->data() + at, std::min<size_t>(kPage, bytes->size() - at), at);
     }
     ::close(fd);
+#else
+    std::ofstream(base + ext, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes->data()), std::streamsize(bytes->size()));
+#endif
   }
   return made[name] = kiv::FromUtf8(base);
 }
@@ -207,6 +221,7 @@ void RewriteAt(benchmark::State& state) {
   }
 }
 
+#ifdef KIV_BENCH_POSIX
 // What any reader and writer of these files must do at least, by hand, in a store of range(0)
 // records: the floor under the two ratios above, set by the caches and the kernel's page cache
 // rather than by the store's own work. A read: the entry from a mapping of the ".QVD", its CRC,
@@ -270,6 +285,7 @@ void BaselineRewriteAt(benchmark::State& state) {
     free_sector = target != old ? old : -1;
   }
 }
+#endif  // KIV_BENCH_POSIX
 
 // A rewrite by one open store, then a read by another: the reader's cached table is then of an
 // older generation, and its chain comes from the table file instead of a reload of the table.
@@ -359,6 +375,7 @@ void SqliteRead4K(benchmark::State& state) {
   sqlite3_close(db);
 }
 
+#ifdef KIV_BENCH_LMDB
 // --- Against LMDB ----------------------------------------------------------------------------
 
 // The same 1,000 records of 4 KB by key in LMDB, a memory-mapped store: each read in its own
@@ -396,6 +413,7 @@ void LmdbRead4K(benchmark::State& state) {
   mdb_txn_abort(txn);
   mdb_env_close(env);
 }
+#endif  // KIV_BENCH_LMDB
 
 // --- Compaction and large records --------------------------------------------------------------
 
@@ -416,6 +434,7 @@ void Compact(benchmark::State& state) {
   state.SetBytesProcessed(state.range(0) << 20);
 }
 
+#ifdef KIV_BENCH_POSIX
 // The floor under compaction's ratio: the same moves done by hand in a file of range(0) records
 // of 1 MB, every other one a hole, the upper half of the rest read and written down into the
 // holes in 1 MB calls, and the file cut to half.
@@ -435,6 +454,7 @@ void BaselineCompact(benchmark::State& state) {
   ::close(fd);
   state.SetBytesProcessed(n << 20);
 }
+#endif  // KIV_BENCH_POSIX
 
 void LargeRecord(benchmark::State& state) {
   kiv::KivSector s;
@@ -451,21 +471,31 @@ void LargeRecord(benchmark::State& state) {
 }
 
 BENCHMARK(LibraryWriteNew4K)->Iterations(20000);
+#ifdef KIV_BENCH_POSIX
 BENCHMARK(BaselineWriteNew4K)->Iterations(20000);
+#endif
 BENCHMARK(LibraryRead4K);
+#ifdef KIV_BENCH_POSIX
 BENCHMARK(BaselineRead4K);
 BENCHMARK(PreadRead4K);
+#endif
 BENCHMARK(ReadAt)->Arg(10000)->Arg(1000000);
 BENCHMARK(RewriteAt)->Arg(10000)->Arg(1000000);
+#ifdef KIV_BENCH_POSIX
 BENCHMARK(BaselineReadAt)->Arg(10000)->Arg(1000000);
 BENCHMARK(BaselineRewriteAt)->Arg(10000)->Arg(1000000);
+#endif
 BENCHMARK(RewriteThenReadElsewhere)->Arg(1000000);
 BENCHMARK(RewriteInTurns)->Arg(1000000);
 BENCHMARK(SqliteInsert4K)->Iterations(20000);
 BENCHMARK(SqliteRead4K);
+#ifdef KIV_BENCH_LMDB
 BENCHMARK(LmdbRead4K);
+#endif
 BENCHMARK(Compact)->Arg(64)->Arg(640)->Iterations(1)->Unit(benchmark::kMillisecond);
+#ifdef KIV_BENCH_POSIX
 BENCHMARK(BaselineCompact)->Arg(64)->Arg(640)->Iterations(1)->Unit(benchmark::kMillisecond);
+#endif
 BENCHMARK(LargeRecord)->Arg(256)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -15,9 +15,10 @@ set(widl ${KIV_WIDL} -m64 --nostdinc -I${KIV_WINE_IDL_DIR} -L${KIV_WINE_TLB_DIR}
 add_custom_command(
   OUTPUT ${KIV_COM_TLB} ${KIV_COM_HEADER}
   COMMAND ${CMAKE_COMMAND} -E make_directory ${KIV_COM_GEN}/com
-  COMMAND ${widl} -t -o ${KIV_COM_TLB} ${KIV_COM_IDL}
+  COMMAND ${CMAKE_COMMAND} "-DWIDL_COMMAND=${widl};-t;-o;${KIV_COM_TLB};${KIV_COM_IDL}"
+          -P ${PROJECT_SOURCE_DIR}/cmake/widl.cmake
   COMMAND ${widl} -h -o ${KIV_COM_HEADER} ${KIV_COM_IDL}
-  DEPENDS ${KIV_COM_IDL}
+  DEPENDS ${KIV_COM_IDL} ${PROJECT_SOURCE_DIR}/cmake/widl.cmake
   COMMENT "widl: the type library KivDbXtOle"
   VERBATIM)
 add_custom_target(kivdbxt_typelib DEPENDS ${KIV_COM_TLB} ${KIV_COM_HEADER})

@@ -16,6 +16,30 @@ def folder(tmp_path):
     return str(tmp_path)
 
 
+def _server_uri():
+    """The URI of the test server CTest starts (the pg_server fixture), or None."""
+    state = os.environ.get("KIV_TEST_PG_STATE")
+    if not state or not os.path.exists(state + "/uri"):
+        return None
+    with open(state + "/uri") as f:
+        return f.read().strip()
+
+
+@pytest.fixture(params=["file", "server"])
+def log_name(request, folder):
+    """Where a database log goes: a file, or a schema of its own on the test server."""
+    if request.param == "file":
+        return folder + "/events.db"
+    uri = _server_uri()
+    if uri is None:
+        pytest.skip("no test server: run through ctest")
+    schema = "py_%d_%d" % (os.getpid(), request.node.nodeid.__hash__() & 0xFFFFFF)
+    db = kivdbxt.dao.DBEngine().OpenDatabase(uri)
+    db.Execute("CREATE SCHEMA " + schema)
+    db.Close()
+    return uri + "&options=-csearch_path%3D" + schema + "%2Cpublic"
+
+
 @pytest.fixture(autouse=True)
 def clean_errors():
     kivdbxt.ClearLastError()

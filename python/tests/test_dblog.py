@@ -7,8 +7,8 @@ MINE = "where SOURCE <> 'KIVEVENTLOG'"
 IN_ORDER = "order by UNK"
 
 
-def make_log(folder, n):
-    path = folder + "/events.db"
+def make_log(folder, n, path=None):
+    path = path or folder + "/events.db"
     log = kivdbxt.KivLogFile()
     assert log.CreateEventLog(path, 100, kivdbxt.KLFWM_OVERWRITEASNEEDED) is False
     seen = []
@@ -72,8 +72,9 @@ def test_read_only_look_changes_nothing(folder):
     assert viewer.CloseEventLog() is False
 
 
-def test_follow_by_id_and_wait_for_changes(folder):
-    log, path, _ = make_log(folder, 2)
+def test_follow_by_id_and_wait_for_changes(folder, log_name):
+    """On a file and on a server (a postgresql:// URI): the same calls, the same answers."""
+    log, path, _ = make_log(folder, 2, log_name)
     follower = kivdbxt.KivLogFile()
     assert follower.OpenEventLogReadOnly(path) is False
     result, last, n = follower.ReadEventLogAfter(-1)

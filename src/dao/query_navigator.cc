@@ -48,7 +48,7 @@ std::optional<int64_t> QueryNavigator::First() {
 }
 
 std::optional<int64_t> QueryNavigator::Last() {
-  FinishReads();
+  Fetch(SIZE_MAX - 1);
   for (size_t i = ids_.size(); i-- > 0;) {
     if (!dead_[i]) return Land(i);
   }
@@ -106,6 +106,7 @@ void QueryNavigator::Deleted() {
 
 // DAO shows the rows a dynaset adds at its end.
 void QueryNavigator::Added(int64_t rowid) {
+  Fetch(SIZE_MAX - 1);
   FinishReads();
   ids_.push_back(rowid);
   dead_.push_back(false);
@@ -113,7 +114,8 @@ void QueryNavigator::Added(int64_t rowid) {
 }
 
 void QueryNavigator::FinishReads() {
-  Fetch(SIZE_MAX - 1);
+  // A read in progress would hold a file's read lock; a server's cursor minds no write.
+  if (!statement_.Valid() || !statement_.Raw().OutlivesWrites()) Fetch(SIZE_MAX - 1);
   if (loader_) loader_->CloseBlob();
 }
 

@@ -30,9 +30,16 @@ std::optional<Statement> KeysetStatement(Connection& conn, StringView sql,
   // aggregate above all) cannot stand beside one: their queries are snapshots.
   schema = server ? conn.FindSchema(shape->table) : conn.Schema(shape->table);
   if (!schema || (server && shape->select_list.find(u'(') != String::npos)) return std::nullopt;
-  Statement keyset(conn.Db(), Utf8(u"SELECT " + FromUtf8(QuoteName(schema->name)) + u"." +
-                                   FromUtf8(conn.Db()->RowIdName()) + u", " + shape->select_list +
-                                   u" FROM " + shape->after_from));
+  const std::string keyset_sql = Utf8(u"SELECT " + FromUtf8(QuoteName(schema->name)) + u"." +
+                                      FromUtf8(conn.Db()->RowIdName()) + u", " +
+                                      shape->select_list + u" FROM " + shape->after_from);
+  // Row ids only, but perhaps millions: read a block at a time as the recordset moves on.
+  engine::Connection* db = conn.Db();
+  Statement keyset(db,
+                   EngineCall(
+                       db, [&] { return db->PrepareInBlocks(keyset_sql); }, keyset_sql),
+                   keyset_sql);
+  if (!keyset.Valid()) RaiseDao(kDaoInvalidStatement);
   for (int i = 1; i < keyset.ColumnCount(); ++i) {
     std::string table, origin;
     const bool plain = keyset.Raw().ColumnOrigin(i, table, origin);

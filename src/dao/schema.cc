@@ -267,115 +267,147 @@ void SchemaChange::Commit() {
   done_ = true;
 }
 
-void CreateSystemTables(Connection& conn) {
-  if (conn.Db()->OwnCatalog()) return server::CreateSystemTables(conn);
-  ExecSql(conn, std::string("CREATE TABLE IF NOT EXISTS ") + kCountTable +
-                    " (name TEXT PRIMARY KEY COLLATE NOCASE, n INTEGER NOT NULL)");
+namespace {
+
+// A file's catalog is its own schema: declared types and index names carry DAO's definitions.
+class FileCatalog final : public Catalog {
+ public:
+  void CreateSystemTables(Connection& conn) const override {
+    ExecSql(conn, std::string("CREATE TABLE IF NOT EXISTS ") + kCountTable +
+                      " (name TEXT PRIMARY KEY COLLATE NOCASE, n INTEGER NOT NULL)");
+  }
+  void CreateTable(Connection& conn, const TableSchema& table) const override {
+    if (table.columns.empty()) RaiseDao(kDaoNoFieldDefined);
+    SchemaChange change(conn);
+    CreateSystemTables(conn);
+    std::string sql = "CREATE TABLE " + QuoteName(table.name) + " (";
+    for (size_t i = 0; i < table.columns.size(); ++i) {
+      sql += (i ? ", " : "") + ColumnSql(table.columns[i]);
+    }
+    ExecSql(conn, sql + ")");
+    const std::string name = Utf8(table.name);
+    const std::string lit = QuoteLiteral(table.name);
+    const std::string counter = "UPDATE " + std::string(kCountTable);
+    ExecSql(conn, "CREATE TRIGGER " +
+                      QuoteName(FromUtf8(std::string(kCountTable) + "!" + name + "!add")) +
+                      " AFTER INSERT ON " + QuoteName(table.name) + " BEGIN " + counter +
+                      " SET n = n + 1 WHERE name = " + lit + "; END");
+    ExecSql(conn, "CREATE TRIGGER " +
+                      QuoteName(FromUtf8(std::string(kCountTable) + "!" + name + "!del")) +
+                      " AFTER DELETE ON " + QuoteName(table.name) + " BEGIN " + counter +
+                      " SET n = n - 1 WHERE name = " + lit + "; END");
+    ExecSql(conn, "INSERT OR REPLACE INTO " + std::string(kCountTable) + " (name, n) VALUES (" +
+                      lit + ", 0)");
+    for (const IndexDef& index : table.indexes) CreateIndex(conn, table.name, index);
+    change.Commit();
+  }
+  void AddColumn(Connection& conn, StringView table, const ColumnDef& column) const override {
+    conn.BeforeWrite();
+    ExecSql(conn, "ALTER TABLE " + QuoteName(table) + " ADD COLUMN " + ColumnSql(column));
+  }
+  void CreateIndex(Connection& conn, StringView table, const IndexDef& index) const override {
+    if (index.keys.empty()) RaiseDao(kDaoNoFieldDefined);
+    conn.BeforeWrite();
+    std::string sql = std::string("CREATE ") + (index.unique || index.primary ? "UNIQUE " : "") +
+                      "INDEX " + IndexSqlName(table, index) + " ON " + QuoteName(table) + " (";
+    for (size_t i = 0; i < index.keys.size(); ++i) {
+      sql += (i ? ", " : "") + QuoteName(index.keys[i].field) +
+             (index.keys[i].descending ? " DESC" : "");
+    }
+    ExecSql(conn, sql + ")");
+  }
+  void DropTable(Connection& conn, StringView table) const override {
+    SchemaChange change(conn);
+    ExecSql(conn, "DROP TABLE " + QuoteName(table));
+    if (LoadSchema(conn, FromUtf8(kCountTable))) {
+      ExecSql(conn,
+              "DELETE FROM " + std::string(kCountTable) + " WHERE name = " + QuoteLiteral(table));
+    }
+    change.Commit();
+  }
+  void DropIndex(Connection& conn, StringView table, StringView index) const override {
+    auto schema = LoadSchema(conn, table);
+    const IndexDef* def = schema ? schema->Index(index) : nullptr;
+    if (!def) RaiseDao(kDaoItemNotFound);
+    conn.BeforeWrite();
+    ExecSql(conn, "DROP INDEX " + IndexSqlName(schema->name, *def));
+  }
+  void DropColumn(Connection& conn, StringView table, StringView column) const override {
+    conn.BeforeWrite();
+    ExecSql(conn, "ALTER TABLE " + QuoteName(table) + " DROP COLUMN " + QuoteName(column));
+  }
+  std::shared_ptr<TableSchema> LoadSchema(Connection& conn, StringView table) const override {
+    Statement find(conn.Db(),
+                   "SELECT name, sql FROM sqlite_master WHERE type = 'table' AND name = ?1 "
+                   "COLLATE NOCASE");
+    find.BindText(1, table);
+    if (!find.Step()) return nullptr;
+    auto schema = std::make_shared<TableSchema>();
+    schema->name = find.Text(0);
+    const String table_sql = find.Text(1);
+    find.Reset();
+    LoadColumns(conn, *schema, table_sql);
+    LoadIndexes(conn, *schema);
+    return schema;
+  }
+  std::vector<String> TableNames(Connection& conn) const override {
+    Statement list(conn.Db(),
+                   "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE "
+                   "'sqlite\\_%' ESCAPE '\\' AND name NOT LIKE 'MSys%' ORDER BY rowid");
+    std::vector<String> names;
+    while (list.Step()) names.push_back(list.Text(0));
+    return names;
+  }
+};
+
+}  // namespace
+
+const Catalog& CatalogOf(Connection& conn) {
+  static const FileCatalog file;
+  return conn.Db()->OwnCatalog() ? ServerCatalog() : file;
 }
 
+void CreateSystemTables(Connection& conn) { return CatalogOf(conn).CreateSystemTables(conn); }
+
 void CreateTable(Connection& conn, const TableSchema& table) {
-  if (conn.Db()->OwnCatalog()) return server::CreateTable(conn, table);
-  if (table.columns.empty()) RaiseDao(kDaoNoFieldDefined);
-  SchemaChange change(conn);
-  CreateSystemTables(conn);
-  std::string sql = "CREATE TABLE " + QuoteName(table.name) + " (";
-  for (size_t i = 0; i < table.columns.size(); ++i) {
-    sql += (i ? ", " : "") + ColumnSql(table.columns[i]);
-  }
-  ExecSql(conn, sql + ")");
-  const std::string name = Utf8(table.name);
-  const std::string lit = QuoteLiteral(table.name);
-  const std::string counter = "UPDATE " + std::string(kCountTable);
-  ExecSql(conn, "CREATE TRIGGER " +
-                    QuoteName(FromUtf8(std::string(kCountTable) + "!" + name + "!add")) +
-                    " AFTER INSERT ON " + QuoteName(table.name) + " BEGIN " + counter +
-                    " SET n = n + 1 WHERE name = " + lit + "; END");
-  ExecSql(conn, "CREATE TRIGGER " +
-                    QuoteName(FromUtf8(std::string(kCountTable) + "!" + name + "!del")) +
-                    " AFTER DELETE ON " + QuoteName(table.name) + " BEGIN " + counter +
-                    " SET n = n - 1 WHERE name = " + lit + "; END");
-  ExecSql(conn, "INSERT OR REPLACE INTO " + std::string(kCountTable) + " (name, n) VALUES (" + lit +
-                    ", 0)");
-  for (const IndexDef& index : table.indexes) CreateIndex(conn, table.name, index);
-  change.Commit();
+  return CatalogOf(conn).CreateTable(conn, table);
 }
 
 void AddColumn(Connection& conn, StringView table, const ColumnDef& column) {
-  if (conn.Db()->OwnCatalog()) return server::AddColumn(conn, table, column);
-  conn.BeforeWrite();
-  ExecSql(conn, "ALTER TABLE " + QuoteName(table) + " ADD COLUMN " + ColumnSql(column));
+  return CatalogOf(conn).AddColumn(conn, table, column);
 }
 
 void CreateIndex(Connection& conn, StringView table, const IndexDef& index) {
-  if (conn.Db()->OwnCatalog()) return server::CreateIndex(conn, table, index);
-  if (index.keys.empty()) RaiseDao(kDaoNoFieldDefined);
-  conn.BeforeWrite();
-  std::string sql = std::string("CREATE ") + (index.unique || index.primary ? "UNIQUE " : "") +
-                    "INDEX " + IndexSqlName(table, index) + " ON " + QuoteName(table) + " (";
-  for (size_t i = 0; i < index.keys.size(); ++i) {
-    sql += (i ? ", " : "") + QuoteName(index.keys[i].field) +
-           (index.keys[i].descending ? " DESC" : "");
-  }
-  ExecSql(conn, sql + ")");
+  return CatalogOf(conn).CreateIndex(conn, table, index);
 }
 
 void DropTable(Connection& conn, StringView table) {
-  if (conn.Db()->OwnCatalog()) return server::DropTable(conn, table);
-  SchemaChange change(conn);
-  ExecSql(conn, "DROP TABLE " + QuoteName(table));
-  if (LoadSchema(conn, FromUtf8(kCountTable))) {
-    ExecSql(conn,
-            "DELETE FROM " + std::string(kCountTable) + " WHERE name = " + QuoteLiteral(table));
-  }
-  change.Commit();
+  return CatalogOf(conn).DropTable(conn, table);
 }
 
 void DropIndex(Connection& conn, StringView table, StringView index) {
-  if (conn.Db()->OwnCatalog()) return server::DropIndex(conn, table, index);
-  auto schema = LoadSchema(conn, table);
-  const IndexDef* def = schema ? schema->Index(index) : nullptr;
-  if (!def) RaiseDao(kDaoItemNotFound);
-  conn.BeforeWrite();
-  ExecSql(conn, "DROP INDEX " + IndexSqlName(schema->name, *def));
+  return CatalogOf(conn).DropIndex(conn, table, index);
 }
 
 void DropColumn(Connection& conn, StringView table, StringView column) {
-  if (conn.Db()->OwnCatalog()) return server::DropColumn(conn, table, column);
-  conn.BeforeWrite();
-  ExecSql(conn, "ALTER TABLE " + QuoteName(table) + " DROP COLUMN " + QuoteName(column));
+  return CatalogOf(conn).DropColumn(conn, table, column);
 }
 
 std::shared_ptr<TableSchema> LoadSchema(Connection& conn, StringView table) {
-  if (conn.Db()->OwnCatalog()) return server::LoadSchema(conn, table);
-  Statement find(conn.Db(),
-                 "SELECT name, sql FROM sqlite_master WHERE type = 'table' AND name = ?1 "
-                 "COLLATE NOCASE");
-  find.BindText(1, table);
-  if (!find.Step()) return nullptr;
-  auto schema = std::make_shared<TableSchema>();
-  schema->name = find.Text(0);
-  const String table_sql = find.Text(1);
-  find.Reset();
-  LoadColumns(conn, *schema, table_sql);
-  LoadIndexes(conn, *schema);
-  return schema;
+  return CatalogOf(conn).LoadSchema(conn, table);
 }
 
-std::vector<String> TableNames(Connection& conn) {
-  if (conn.Db()->OwnCatalog()) return server::TableNames(conn);
-  Statement list(conn.Db(),
-                 "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE "
-                 "'sqlite\\_%' ESCAPE '\\' AND name NOT LIKE 'MSys%' ORDER BY rowid");
-  std::vector<String> names;
-  while (list.Step()) names.push_back(list.Text(0));
-  return names;
-}
+std::vector<String> TableNames(Connection& conn) { return CatalogOf(conn).TableNames(conn); }
 
 int64_t CountRows(Connection& conn, StringView table) {
   auto scan = [&] {
-    Statement count(conn.Db(), "SELECT count(*) FROM " + QuoteName(table));
+    // A wrapping log on a server counts at every report that cannot go in one round trip:
+    // prepared once per connection.
+    Statement& count = conn.Prepared("SELECT count(*) FROM " + QuoteName(table));
     count.Step();
-    return count.Int(0);
+    const int64_t n = count.Int(0);
+    count.Reset();
+    return n;
   };
   // A server counts its rows exactly, and keeps no row counters.
   if (conn.Db()->OwnCatalog()) return scan();

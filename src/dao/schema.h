@@ -61,6 +61,26 @@ int32_t DefaultAttributes(int16_t type);
 // The column's definition in CREATE TABLE and ALTER TABLE.
 std::string ColumnSql(const ColumnDef& column);
 
+// Where a database keeps its tables' DAO definitions: a file in its own schema (declared types,
+// index names), a server in the model's catalog table. The functions below take the connection's
+// own.
+class Catalog {
+ public:
+  virtual ~Catalog() = default;
+  virtual void CreateSystemTables(Connection& conn) const = 0;
+  virtual void CreateTable(Connection& conn, const TableSchema& table) const = 0;
+  virtual void AddColumn(Connection& conn, StringView table, const ColumnDef& column) const = 0;
+  virtual void CreateIndex(Connection& conn, StringView table, const IndexDef& index) const = 0;
+  virtual void DropTable(Connection& conn, StringView table) const = 0;
+  virtual void DropIndex(Connection& conn, StringView table, StringView index) const = 0;
+  virtual void DropColumn(Connection& conn, StringView table, StringView column) const = 0;
+  virtual std::shared_ptr<TableSchema> LoadSchema(Connection& conn, StringView table) const = 0;
+  virtual std::vector<String> TableNames(Connection& conn) const = 0;
+};
+
+// The catalog of the connection's database.
+const Catalog& CatalogOf(Connection& conn);
+
 // The system tables every database made here carries.
 void CreateSystemTables(Connection& conn);
 void CreateTable(Connection& conn, const TableSchema& table);

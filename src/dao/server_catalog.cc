@@ -19,7 +19,7 @@
 #include "kivdbxt/dao.h"
 #include "platform/text_compare.h"
 
-namespace kiv::dao::detail::server {
+namespace kiv::dao::detail {
 namespace {
 
 constexpr char kCatalog[] = "kiv_catalog";
@@ -123,7 +123,7 @@ template <class F>
 void ChangeTable(Connection& conn, StringView name, F&& change) {
   conn.BeforeWrite();
   WriteTransaction tx(conn.Db(), "kiv_schema");
-  auto table = server::LoadSchema(conn, name);
+  auto table = ServerCatalog().LoadSchema(conn, name);
   if (!table) RaiseDao(kDaoTableNotFound, name);
   change(*table);
   Store(conn, *table);
@@ -145,116 +145,120 @@ void IndexOn(Connection& conn, StringView table, const IndexDef& index) {
 
 }  // namespace
 
-void CreateSystemTables(Connection& conn) {
-  ExecSql(conn, std::string("CREATE TABLE IF NOT EXISTS ") + kCatalog +
-                    " (seq bigint GENERATED ALWAYS AS IDENTITY, name text NOT NULL, "
-                    "definition text NOT NULL)");
-  ExecSql(conn, std::string("CREATE UNIQUE INDEX IF NOT EXISTS kiv_catalog_name ON ") + kCatalog +
-                    " (lower(name))");
-}
+namespace {
 
-void CreateTable(Connection& conn, const TableSchema& table) {
-  if (table.columns.empty()) RaiseDao(kDaoNoFieldDefined);
-  conn.BeforeWrite();
-  WriteTransaction tx(conn.Db(), "kiv_schema");
-  server::CreateSystemTables(conn);
-  // The server would name the table as it folds it.
-  if (server::LoadSchema(conn, table.name)) RaiseDao(kDaoTableExists, table.name);
-  std::string sql = "CREATE TABLE " + QuoteName(table.name) +
-                    " (kiv_rowid bigint GENERATED ALWAYS AS IDENTITY PRIMARY KEY";
-  for (const ColumnDef& column : table.columns) sql += ", " + ColumnDefinition(column);
-  ExecSql(conn, sql + ")");
-  for (const ColumnDef& column : table.columns) {
-    if (column.type == dbLongBinary) {
-      ExecSql(conn, "ALTER TABLE " + QuoteName(table.name) + " ALTER COLUMN " +
-                        QuoteName(column.name) + " SET STORAGE EXTERNAL");
-    }
+class ServerCatalogImpl final : public Catalog {
+ public:
+  void CreateSystemTables(Connection& conn) const override {
+    ExecSql(conn, std::string("CREATE TABLE IF NOT EXISTS ") + kCatalog +
+                      " (seq bigint GENERATED ALWAYS AS IDENTITY, name text NOT NULL, "
+                      "definition text NOT NULL)");
+    ExecSql(conn, std::string("CREATE UNIQUE INDEX IF NOT EXISTS kiv_catalog_name ON ") + kCatalog +
+                      " (lower(name))");
   }
-  Statement add(conn.Db(),
-                std::string("INSERT INTO ") + kCatalog + " (name, definition) VALUES (?1, ?2)");
-  TableSchema bare = table;
-  bare.indexes.clear();
-  add.BindText(1, table.name);
-  add.BindText(2, FromUtf8(Describe(bare)));
-  add.Run();
-  for (const IndexDef& index : table.indexes) server::CreateIndex(conn, table.name, index);
-  tx.Commit();
-}
-
-void AddColumn(Connection& conn, StringView table, const ColumnDef& column) {
-  ChangeTable(conn, table, [&](TableSchema& schema) {
-    ExecSql(conn, "ALTER TABLE " + QuoteName(table) + " ADD COLUMN " + ColumnDefinition(column));
-    if (column.type == dbLongBinary) {
-      ExecSql(conn, "ALTER TABLE " + QuoteName(table) + " ALTER COLUMN " + QuoteName(column.name) +
-                        " SET STORAGE EXTERNAL");
-    }
-    schema.columns.push_back(column);
-  });
-}
-
-void CreateIndex(Connection& conn, StringView table, const IndexDef& index) {
-  ChangeTable(conn, table, [&](TableSchema& schema) {
-    if (schema.Index(index.name)) RaiseDao(kDaoObjectExists, index.name);
-    IndexOn(conn, schema.name, index);
-    schema.indexes.push_back(index);
-  });
-}
-
-void DropTable(Connection& conn, StringView table) {
-  conn.BeforeWrite();
-  WriteTransaction tx(conn.Db(), "kiv_schema");
-  ExecSql(conn, "DROP TABLE " + QuoteName(table));
-  if (HasCatalog(conn)) {
-    Statement drop(conn.Db(),
-                   std::string("DELETE FROM ") + kCatalog + " WHERE lower(name) = lower(?1)");
-    drop.BindText(1, table);
-    drop.Run();
-  }
-  tx.Commit();
-}
-
-void DropIndex(Connection& conn, StringView table, StringView index) {
-  auto schema = server::LoadSchema(conn, table);
-  const IndexDef* def = schema ? schema->Index(index) : nullptr;
-  if (!def) RaiseDao(kDaoItemNotFound);
-  ChangeTable(conn, table, [&](TableSchema& changed) {
-    ExecSql(conn, "DROP INDEX " + IndexName(changed.name, *def));
-    std::erase_if(changed.indexes, [&](const IndexDef& i) { return TextEquals(i.name, index); });
-  });
-}
-
-void DropColumn(Connection& conn, StringView table, StringView column) {
-  ChangeTable(conn, table, [&](TableSchema& schema) {
-    // The server drops the indexes on the column with it.
-    ExecSql(conn, "ALTER TABLE " + QuoteName(table) + " DROP COLUMN " + QuoteName(column));
-    std::erase_if(schema.columns, [&](const ColumnDef& c) { return TextEquals(c.name, column); });
-    std::erase_if(schema.indexes, [&](const IndexDef& i) {
-      for (const IndexKey& k : i.keys) {
-        if (TextEquals(k.field, column)) return true;
+  void CreateTable(Connection& conn, const TableSchema& table) const override {
+    if (table.columns.empty()) RaiseDao(kDaoNoFieldDefined);
+    conn.BeforeWrite();
+    WriteTransaction tx(conn.Db(), "kiv_schema");
+    CreateSystemTables(conn);
+    // The server would name the table as it folds it.
+    if (LoadSchema(conn, table.name)) RaiseDao(kDaoTableExists, table.name);
+    std::string sql = "CREATE TABLE " + QuoteName(table.name) +
+                      " (kiv_rowid bigint GENERATED ALWAYS AS IDENTITY PRIMARY KEY";
+    for (const ColumnDef& column : table.columns) sql += ", " + ColumnDefinition(column);
+    ExecSql(conn, sql + ")");
+    for (const ColumnDef& column : table.columns) {
+      if (column.type == dbLongBinary) {
+        ExecSql(conn, "ALTER TABLE " + QuoteName(table.name) + " ALTER COLUMN " +
+                          QuoteName(column.name) + " SET STORAGE EXTERNAL");
       }
-      return false;
+    }
+    Statement add(conn.Db(),
+                  std::string("INSERT INTO ") + kCatalog + " (name, definition) VALUES (?1, ?2)");
+    TableSchema bare = table;
+    bare.indexes.clear();
+    add.BindText(1, table.name);
+    add.BindText(2, FromUtf8(Describe(bare)));
+    add.Run();
+    for (const IndexDef& index : table.indexes) CreateIndex(conn, table.name, index);
+    tx.Commit();
+  }
+  void AddColumn(Connection& conn, StringView table, const ColumnDef& column) const override {
+    ChangeTable(conn, table, [&](TableSchema& schema) {
+      ExecSql(conn, "ALTER TABLE " + QuoteName(table) + " ADD COLUMN " + ColumnDefinition(column));
+      if (column.type == dbLongBinary) {
+        ExecSql(conn, "ALTER TABLE " + QuoteName(table) + " ALTER COLUMN " +
+                          QuoteName(column.name) + " SET STORAGE EXTERNAL");
+      }
+      schema.columns.push_back(column);
     });
-  });
+  }
+  void CreateIndex(Connection& conn, StringView table, const IndexDef& index) const override {
+    ChangeTable(conn, table, [&](TableSchema& schema) {
+      if (schema.Index(index.name)) RaiseDao(kDaoObjectExists, index.name);
+      IndexOn(conn, schema.name, index);
+      schema.indexes.push_back(index);
+    });
+  }
+  void DropTable(Connection& conn, StringView table) const override {
+    conn.BeforeWrite();
+    WriteTransaction tx(conn.Db(), "kiv_schema");
+    ExecSql(conn, "DROP TABLE " + QuoteName(table));
+    if (HasCatalog(conn)) {
+      Statement drop(conn.Db(),
+                     std::string("DELETE FROM ") + kCatalog + " WHERE lower(name) = lower(?1)");
+      drop.BindText(1, table);
+      drop.Run();
+    }
+    tx.Commit();
+  }
+  void DropIndex(Connection& conn, StringView table, StringView index) const override {
+    auto schema = LoadSchema(conn, table);
+    const IndexDef* def = schema ? schema->Index(index) : nullptr;
+    if (!def) RaiseDao(kDaoItemNotFound);
+    ChangeTable(conn, table, [&](TableSchema& changed) {
+      ExecSql(conn, "DROP INDEX " + IndexName(changed.name, *def));
+      std::erase_if(changed.indexes, [&](const IndexDef& i) { return TextEquals(i.name, index); });
+    });
+  }
+  void DropColumn(Connection& conn, StringView table, StringView column) const override {
+    ChangeTable(conn, table, [&](TableSchema& schema) {
+      // The server drops the indexes on the column with it.
+      ExecSql(conn, "ALTER TABLE " + QuoteName(table) + " DROP COLUMN " + QuoteName(column));
+      std::erase_if(schema.columns, [&](const ColumnDef& c) { return TextEquals(c.name, column); });
+      std::erase_if(schema.indexes, [&](const IndexDef& i) {
+        for (const IndexKey& k : i.keys) {
+          if (TextEquals(k.field, column)) return true;
+        }
+        return false;
+      });
+    });
+  }
+  std::shared_ptr<TableSchema> LoadSchema(Connection& conn, StringView table) const override {
+    if (!HasCatalog(conn)) return nullptr;
+    Statement find(conn.Db(), std::string("SELECT name, definition FROM ") + kCatalog +
+                                  " WHERE lower(name) = lower(?1)");
+    find.BindText(1, table);
+    if (!find.Step()) return nullptr;
+    auto schema = std::make_shared<TableSchema>();
+    schema->name = find.Text(0);
+    Parse(Utf8(find.Text(1)), *schema);
+    return schema;
+  }
+  std::vector<String> TableNames(Connection& conn) const override {
+    std::vector<String> names;
+    if (!HasCatalog(conn)) return names;
+    Statement list(conn.Db(), std::string("SELECT name FROM ") + kCatalog + " ORDER BY seq");
+    while (list.Step()) names.push_back(list.Text(0));
+    return names;
+  }
+};
+
+}  // namespace
+
+const Catalog& ServerCatalog() {
+  static const ServerCatalogImpl catalog;
+  return catalog;
 }
 
-std::shared_ptr<TableSchema> LoadSchema(Connection& conn, StringView table) {
-  if (!HasCatalog(conn)) return nullptr;
-  Statement find(conn.Db(), std::string("SELECT name, definition FROM ") + kCatalog +
-                                " WHERE lower(name) = lower(?1)");
-  find.BindText(1, table);
-  if (!find.Step()) return nullptr;
-  auto schema = std::make_shared<TableSchema>();
-  schema->name = find.Text(0);
-  Parse(Utf8(find.Text(1)), *schema);
-  return schema;
-}
-
-std::vector<String> TableNames(Connection& conn) {
-  std::vector<String> names;
-  if (!HasCatalog(conn)) return names;
-  Statement list(conn.Db(), std::string("SELECT name FROM ") + kCatalog + " ORDER BY seq");
-  while (list.Step()) names.push_back(list.Text(0));
-  return names;
-}
-
-}  // namespace kiv::dao::detail::server
+}  // namespace kiv::dao::detail

@@ -1,5 +1,6 @@
 // KivLogFile: following a log as other processes report into it: waiting for a change, and
 // reading on from the last record seen.
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -22,13 +23,11 @@ constexpr int32_t kSafetyMs = 1000;
 
 String Text(int64_t n) { return FromUtf8(std::to_string(n)); }
 
-// The row id a bookmark holds.
+// The column of a block's query that holds each record's row id.
+constexpr char16_t kAfterId[] = u"kiv_after";
+
 int64_t IdOf(dao::Recordset& rs) {
-  const std::vector<uint8_t> bytes = rs.Bookmark().Bytes();
-  uint64_t id = 0;
-  for (size_t i = 0; i < bytes.size() && i < 8; ++i)
-    id |= static_cast<uint64_t>(bytes[i]) << (8 * i);
-  return static_cast<int64_t>(id);
+  return static_cast<int64_t>(rs.Fields()[kAfterId]->Value().ToDouble().value_or(0));
 }
 
 }  // namespace
@@ -99,10 +98,15 @@ int32_t KivLogFile::ReadEventLogAfter(int64_t& LastId, int32_t& MaxRecords) {
           LastId = newest();
           MaxRecords = 0;
         } else {
+          // One block in one query: the id as a computed column makes the query a snapshot of
+          // its values, not a keyset whose rows are read one at a time (a round trip each on a
+          // server, and a follower must keep up with every reporter at once).
           auto after = [&](int64_t from) {
-            return db_->OpenRecordset(u"select * from " + String(kEventsTable) + u" where " + id +
-                                          u" > " + Text(from) + u" order by " + id,
-                                      dao::dbOpenDynaset);
+            return db_->OpenRecordset(u"select " + id + u" + 0 as " + kAfterId + u", * from " +
+                                          kEventsTable + u" where " + id + u" > " + Text(from) +
+                                          u" order by " + id + u" limit " +
+                                          Text(std::max(MaxRecords, 0)),
+                                      dao::dbOpenSnapshot);
           };
           auto rs = after(LastId);
           if (rs->EOF_() && newest() < LastId) {  // emptied: its ids started again

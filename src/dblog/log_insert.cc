@@ -12,8 +12,7 @@ StringView Left255(StringView s) { return s.substr(0, kTextLimit); }
 
 }  // namespace
 
-void InsertEvent(dao::detail::Connection& conn, const EventRow& row) {
-  conn.BeforeWrite();
+dao::detail::Statement& BoundInsert(dao::detail::Connection& conn, const EventRow& row) {
   dao::detail::Statement& insert = conn.Prepared(
       R"(INSERT INTO "EVENTS" ("DATE", "TYPE", "CATEGORY", "ID", "UNK", "USER", "COMPUTER", )"
       R"("SOURCE", "SERVER", "RAWDATA") VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?))");
@@ -32,7 +31,12 @@ void InsertEvent(dao::detail::Connection& conn, const EventRow& row) {
     const std::vector<uint8_t> bytes = QvDbXtMod::StringBytes(row.raw_data);
     insert.BindBlob(10, bytes.data(), bytes.size());
   }
-  insert.Run();
+  return insert;
+}
+
+void InsertEvent(dao::detail::Connection& conn, const EventRow& row) {
+  conn.BeforeWrite();
+  BoundInsert(conn, row).Run();
 }
 
 }  // namespace kiv

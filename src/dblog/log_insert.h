@@ -9,7 +9,8 @@ namespace kiv {
 
 namespace dao::detail {
 struct Connection;
-}
+class Statement;
+}  // namespace dao::detail
 
 struct EventRow {
   int32_t unk;
@@ -28,5 +29,7 @@ struct EventRow {
 // per character (two, little-endian, when a character is above 255). Raises the DAO error of a
 // failed write.
 void InsertEvent(dao::detail::Connection& conn, const EventRow& row);
+// The same INSERT with every field bound, not run (to go in a pipeline).
+dao::detail::Statement& BoundInsert(dao::detail::Connection& conn, const EventRow& row);
 
 }  // namespace kiv

@@ -4,15 +4,20 @@
 
 namespace kiv {
 
-void WriteParm(dao::detail::Connection& conn, StringView key, StringView value) {
-  conn.BeforeWrite();
-  // Written at every report (LASTCHANGE): statements prepared once per connection, and in the
-  // usual case of one row per key a single UPDATE.
+dao::detail::Statement& BoundParmUpdate(dao::detail::Connection& conn, StringView key,
+                                        StringView value) {
+  // Written at every report (LASTCHANGE): prepared once per connection.
   dao::detail::Statement& update =
       conn.Prepared(R"(UPDATE "PARMS" SET "VALUE" = ?2 WHERE "KEY" = ?1)");
   update.BindText(1, key);
   update.BindText(2, value);
-  update.Run();
+  return update;
+}
+
+void WriteParm(dao::detail::Connection& conn, StringView key, StringView value) {
+  conn.BeforeWrite();
+  // In the usual case of one row per key a single UPDATE.
+  BoundParmUpdate(conn, key, value).Run();
   const int64_t changed = conn.Db()->Changes();
   if (changed == 1) return;
   if (changed == 0) {

@@ -8,10 +8,15 @@ namespace kiv {
 
 namespace dao::detail {
 struct Connection;
-}
+class Statement;
+}  // namespace dao::detail
 
 // Raises the DAO error of a failed write. Run it inside a transaction: the look-up and the
 // addition must be one step for processes writing the same new key.
 void WriteParm(dao::detail::Connection& conn, StringView key, StringView value);
+// The UPDATE that gives the rows of `key` the value, bound and not run (to go in a pipeline): the
+// whole of WriteParm when the key has exactly one row.
+dao::detail::Statement& BoundParmUpdate(dao::detail::Connection& conn, StringView key,
+                                        StringView value);
 
 }  // namespace kiv

@@ -1,7 +1,9 @@
 // KivLogFile: reporting events, the wrapping policy and purging, the LASTCHANGE mark and the
 // EventLogChanged notification.
+#include "dao/connection.h"
 #include "dblog/log_backup.h"
 #include "dblog/log_insert.h"
+#include "dblog/log_report_pipeline.h"
 #include "dblog/log_schema.h"
 #include "dblog/log_transaction.h"
 #include "frame/error.h"
@@ -18,6 +20,22 @@ namespace kiv {
 namespace {
 
 constexpr int32_t kWrapBatch = 100;  // overwrite-as-needed trims this many oldest at a time
+
+// When the wrapping step of a report trims the log (never while purges are held off).
+TrimRule TrimRuleOf(bool purges_held, int32_t wrapping, int32_t max_records) {
+  TrimRule rule;
+  if (purges_held) return rule;
+  if (wrapping == KLFWM_OVERWRITEASNEEDED) {
+    rule.kind = TrimRule::Kind::kCount;
+    rule.max_records = max_records;
+  } else if (wrapping >= 1) {
+    // A record is trimmed when it is Wrapping calendar days old or more: one dated from the
+    // start of the day Wrapping - 1 days ago is not.
+    rule.kind = TrimRule::Kind::kAge;
+    rule.keep_from = DateOnly(Now()) - wrapping + 1;
+  }
+  return rule;
+}
 
 }  // namespace
 
@@ -65,17 +83,23 @@ bool KivLogFile::Report(const String& Source, const String& StoredRawData, int32
         PassOn(OpenLog(false));
         in_use_.Step(true);
         holding = true;
-        {
+        auto row = [&] {
+          unk = static_cast<int32_t>(TickCount());
+          return EventRow{unk,  Now(),    EventType, Category, EventId,
+                          User, Computer, Source,    Server,   StoredRawData};
+        };
+        // On a server, one round trip when it can be; on a file, statements cost none.
+        std::unique_ptr<dao::engine::Pipeline> pipeline = db_->Connection()->Db()->NewPipeline();
+        if (!pipeline ||
+            !ReportInOneTrip(*db_->Connection(), *pipeline, row(),
+                             TrimRuleOf(no_purge_.Active(), wrapping_, max_records_))) {
           // The trim, the record and LASTCHANGE go in together, or not at all.
           LogTransaction tx(*db_);
           PassOn(Purge(0, 0));
-          unk = static_cast<int32_t>(TickCount());
-          InsertEvent(*db_->Connection(), {unk, Now(), EventType, Category, EventId, User, Computer,
-                                           Source, Server, StoredRawData});
+          InsertEvent(*db_->Connection(), row());
           // The record is stored: a failure to move LASTCHANGE is recorded but fails nothing.
           UpdateLastLog(unk);
-          tx.Notify(std::to_string(unk) + " " + std::to_string(EventType) + " " +
-                    std::to_string(EventId));
+          tx.Notify(unk, EventType, EventId);
           tx.Commit();
         }
         in_use_.Step(false);

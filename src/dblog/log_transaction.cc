@@ -3,11 +3,10 @@
 #include "kivdbxt/dao.h"
 
 namespace kiv {
-namespace {
 
-constexpr const char* kWritersLock = "kivlog";
-
-}  // namespace
+std::string NoticePayload(int32_t unk, int32_t type, int32_t id) {
+  return std::to_string(unk) + " " + std::to_string(type) + " " + std::to_string(id);
+}
 
 LogTransaction::LogTransaction(dao::Database& db) : conn_(db.Connection()) {
   // Inside the report's transaction a purge or a parameter write is part of it: its failure fails
@@ -25,10 +24,11 @@ LogTransaction::~LogTransaction() {
   if (tx_ && !conn_->IsOpen()) tx_->Abandon();
 }
 
-void LogTransaction::Notify(const std::string& payload) {
+void LogTransaction::Notify(int32_t unk, int32_t type, int32_t id) {
   dao::engine::Connection* db = conn_->Db();
   dao::engine::Notifier* notices = db->Notices();
   if (!notices) return;
+  const std::string payload = NoticePayload(unk, type, id);
   // With the commit when this transaction makes it: one call to the server for both.
   if (tx_) {
     notice_sql_ = notices->NotifySql(kLogChannel, payload);

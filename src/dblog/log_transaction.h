@@ -6,6 +6,7 @@
 // of its change behind. Inside another transaction it is a savepoint of that one.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,8 +15,12 @@
 
 namespace kiv {
 
-// The channel of the log's change notices.
+// The channel of the log's change notices, and the resource of its writers' lock.
 inline constexpr char kLogChannel[] = "kivlog";
+inline constexpr char kWritersLock[] = "kivlog";
+
+// What a notice of a report tells its listeners: "<unk> <type> <id>".
+std::string NoticePayload(int32_t unk, int32_t type, int32_t id);
 
 namespace dao {
 class Database;
@@ -29,9 +34,9 @@ class LogTransaction {
   LogTransaction(const LogTransaction&) = delete;
   LogTransaction& operator=(const LogTransaction&) = delete;
   void Commit();
-  // Tells every listener of the log, on any machine, of the change at the commit (nothing on a
+  // Tells every listener of the log, on any machine, of the report at the commit (nothing on a
   // file, whose readers poll LASTCHANGE).
-  void Notify(const std::string& payload);
+  void Notify(int32_t unk, int32_t type, int32_t id);
 
  private:
   std::shared_ptr<dao::detail::Connection> conn_;

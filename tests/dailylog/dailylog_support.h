@@ -97,6 +97,56 @@ inline std::shared_ptr<KivLogInfo> InfoFor(const String& base) {
   return info;
 }
 
+// Every event of a day, read forwards in one call that must succeed.
+inline std::vector<std::shared_ptr<KivLogEvent>> ReadDay(const String& base) {
+  auto info = InfoFor(base);
+  EXPECT_FALSE(KivLog().EventLogRead(info, 1, 1000000)) << ToUtf8(LastErrorRecord().Description);
+  return Events(*info);
+}
+
+inline std::vector<String> RawDatas(const String& base) {
+  std::vector<String> out;
+  for (const auto& e : ReadDay(base)) out.push_back(e->EvRawData());
+  return out;
+}
+
+// A collection of events, as EventLogWriteBatch takes it.
+inline std::shared_ptr<Collection> Batch(const std::vector<std::shared_ptr<KivLogEvent>>& events) {
+  auto out = std::make_shared<Collection>();
+  for (const auto& e : events) out->Add(Variant(std::static_pointer_cast<Object>(e)));
+  return out;
+}
+
+// A batch of events of one source, one for each raw data.
+inline std::shared_ptr<Collection> Batch(const String& source, const std::vector<String>& raws) {
+  std::vector<std::shared_ptr<KivLogEvent>> events;
+  for (const String& raw : raws) {
+    events.push_back(std::make_shared<KivLogEvent>());
+    events.back()->EvSource(source);
+    events.back()->EvRawData(raw);
+  }
+  return Batch(events);
+}
+
+// One record of a data file: its UNK and DAT lines, its other lines, its END line.
+inline std::string RecordBytes(const std::string& unk, const std::string& date,
+                               const std::string& body) {
+  return "UNK=" + unk + "\r\nDAT=" + date + "\r\n" + body + "END=-----------------------\r\n";
+}
+
+// Writes a day holding these records, each with its entry; returns the index.
+inline std::vector<int32_t> WriteDay(const String& base, const std::vector<std::string>& records) {
+  std::string data;
+  std::vector<int32_t> index{static_cast<int32_t>(records.size())};
+  for (const std::string& r : records) {
+    index.push_back(static_cast<int32_t>(data.size()) + 1);
+    data += r;
+  }
+  WriteAll(base + u".ZLG", data);
+  WriteAll(base + u".ZLI", IndexBytes(index));
+  return index;
+}
+
 inline std::string U8(const String& s) { return ToUtf8(s); }
 
 }  // namespace kiv::testing

@@ -15,7 +15,7 @@ namespace {
 using FilteredWalkTest = DailyLogTest;
 
 std::string Record(const std::string& body) {
-  return "UNK=7\r\nDAT=2024-03-05 10:00:00\r\n" + body + "END=-----------------------\r\n";
+  return RecordBytes("7", "2024-03-05 10:00:00", body);
 }
 
 // A day of records with everything Load accepts that a plain record does not show.
@@ -44,17 +44,6 @@ std::vector<std::string> OddRecords() {
       // The last record without the line end of its END line.
       "UNK=9\r\nDAT=2024-03-05 11:00:00\r\nSRC=alpha\r\nEID=5\r\nEND=",
   };
-}
-
-void WriteDay(const String& base, const std::vector<std::string>& records) {
-  std::string data;
-  std::vector<int32_t> index{static_cast<int32_t>(records.size())};
-  for (const std::string& r : records) {
-    index.push_back(static_cast<int32_t>(data.size()) + 1);
-    data += r;
-  }
-  WriteAll(base + u".ZLG", data);
-  WriteAll(base + u".ZLI", IndexBytes(index));
 }
 
 std::vector<std::shared_ptr<KivLogFilter>> Filters() {

@@ -2,31 +2,13 @@
 // user runs it.
 #pragma once
 
-#include <ctime>
+#include <fstream>
 #include <string>
 
 #include "dailylog_support.h"
 #include "support/kivlog_tool.h"
 
 namespace kiv::testing {
-
-// The UTC text of a local date, as --utc prints it in JSON and CSV.
-inline std::string UtcStamp(Date local) {
-  DateParts p = SplitDate(local);
-  std::tm tm{};
-  tm.tm_year = p.year - 1900;
-  tm.tm_mon = p.month - 1;
-  tm.tm_mday = p.day;
-  tm.tm_hour = p.hour;
-  tm.tm_min = p.minute;
-  tm.tm_sec = p.second;
-  tm.tm_isdst = -1;
-  std::time_t t = std::mktime(&tm);
-  gmtime_r(&t, &tm);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &tm);
-  return text;
-}
 
 class KivlogCliTest : public DailyLogTest {
  protected:
@@ -59,6 +41,15 @@ class KivlogCliTest : public DailyLogTest {
     Run(args, input, &rc);
     return rc;
   }
+
+  // Runs a command line under a terminal, which script(1) gives (HasTerminal: it is installed);
+  // returns what it printed, and its exit status in `rc`.
+  std::string UnderTerminal(const std::string& command, int* rc = nullptr) {
+    const std::string script = ToUtf8(folder) + "/run.sh";
+    std::ofstream(script) << command << "\n";
+    return kivtest::RunShell("script -qec 'sh " + script + "' /dev/null", rc);
+  }
+  static bool HasTerminal() { return ::system("command -v script >/dev/null 2>&1") == 0; }
 
   std::string env;  // more of the tool's environment, "NAME=value " each
   const std::string tool_ = kivtest::KivlogPath();

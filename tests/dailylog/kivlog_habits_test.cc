@@ -140,12 +140,10 @@ TEST_F(KivlogHabitsTest, OutputFieldsAndColours) {
 
   const std::string red = "\x1b[1;31m";
   EXPECT_EQ(Run("show" + sel).find(red), std::string::npos);  // a pipe: no colours
-  if (::system("command -v script >/dev/null 2>&1") != 0) GTEST_SKIP() << "no script(1)";
-  const std::string script = ToUtf8(folder) + "/run.sh";
+  if (!HasTerminal()) GTEST_SKIP() << "no script(1)";
   auto under_terminal = [&](const std::string& env_vars) {
-    std::ofstream(script) << env_vars << " KIV_PROGRAMFILESDIR='" << ToUtf8(folder) << "' "
-                          << kivtest::KivlogPath() << " --no-pager show" << sel << "\n";
-    return kivtest::RunShell("script -qec 'sh " + script + "' /dev/null");
+    return UnderTerminal(env_vars + " KIV_PROGRAMFILESDIR='" + ToUtf8(folder) + "' " +
+                         kivtest::KivlogPath() + " --no-pager show" + sel);
   };
   const std::string coloured = under_terminal("TERM=xterm");
   EXPECT_NE(coloured.find(red + "#2  "), std::string::npos) << coloured;
@@ -178,15 +176,14 @@ TEST_F(KivlogHabitsTest, PurgeTakesBackupsAndKeepsTheNewestWithinASize) {
   };
   EXPECT_EQ(Status("purge --app P --day 2024-03-06" + path), 0);
   EXPECT_EQ(Status("purge --app P --before 2024-03-06" + path), 0);
-  const std::string p7 =
-      "P_20240307.ZLG P_20240307.ZLG.bak P_20240307.ZLG.bak2 P_20240307.ZLI "
-      "P_20240307.ZLI.bak P_20240307.ZLI.bak2 ";
-  const std::string p8 =
-      "P_20240308.ZLG P_20240308.ZLG.bak P_20240308.ZLG.bak2 P_20240308.ZLI "
-      "P_20240308.ZLI.bak P_20240308.ZLI.bak2 ";
-  const std::string q =
-      "Q_20240305.ZLG Q_20240305.ZLG.bak Q_20240305.ZLG.bak2 Q_20240305.ZLI "
-      "Q_20240305.ZLI.bak Q_20240305.ZLI.bak2 ";
+  auto day = [](const std::string& base) {
+    std::string names;
+    for (const char* ext : {".ZLG", ".ZLG.bak", ".ZLG.bak2", ".ZLI", ".ZLI.bak", ".ZLI.bak2"}) {
+      names += base + ext + " ";
+    }
+    return names;
+  };
+  const std::string p7 = day("P_20240307"), p8 = day("P_20240308"), q = day("Q_20240305");
   EXPECT_EQ(left(), p7 + p8 + q);
   // Each P day holds a little over 1,000 bytes: 2K keeps only the newest, and leaves Q alone.
   const std::string newest = ToUtf8(Base(u"P", Day1At() + 3));

@@ -11,10 +11,6 @@ std::string Block(const std::vector<std::string>& lines) {
   return out;
 }
 
-std::string Record(const std::string& unk, const std::string& date, const std::string& rest) {
-  return "UNK=" + unk + "\r\nDAT=" + date + "\r\n" + rest + "END=-----------------------\r\n";
-}
-
 class KivlogOutputTest : public KivlogCliTest {
  protected:
   // Nine entries: Windows-1252 text over two raw lines, UTF-8 text, binary raw data, a date
@@ -22,39 +18,35 @@ class KivlogOutputTest : public KivlogCliTest {
   // entry past the data file, and one more sound record after them.
   void MakeDay() {
     const std::vector<std::string> records = {
-        Record("-7", "2024-03-05 10:00:00",
-               Block({"SRC=Caf\xe9", "TYP=1", "CAT=a,b", "EID=9", "USR=ann", "COM=pc", "SVR=srv",
-                      "DTP=0", "RWD=line \"one\" \x80", "RWD=tab\there \\ \x01\x7f end"})),
-        Record("0", "2024-03-05 11:30:05",
-               Block({"SRC=KIVLOG", "TYP=4", "CAT=", "EID=0", "USR=", "COM=", "SVR=", "DTP=0",
-                      "RWD=caf\xc3\xa9 \xe2\x98\x83 \xf0\x9f\x98\x80"})),
-        Record("3", "2024-03-05 12:00:00",
-               Block({"SRC=BIN", "TYP=2", "CAT=bin", "EID=77", "USR=u", "COM=c", "SVR=", "DTP=1",
-                      "RWD=00FF41"})),
-        Record("2147483647", "2024-03-05",
-               Block({"SRC=MIDNIGHT", "TYP=8", "CAT=", "EID=-1", "USR=", "COM=host",
-                      "SVR=", "DTP=0", "RWD="})),
-        Record("5", "2024-03-05 23:59:59",
-               Block({"SRC=s,\"q\"", "TYP=16", "CAT=\"", "EID=5", "USR=x", "COM=", "SVR=", "DTP=0",
-                      "RWD=x,\"y\""})),
-        Record("6", "2024-03-05 13:00:00",
-               Block({"SRC=LINES", "TYP=4", "CAT=c", "EID=6", "USR=", "COM=", "SVR=", "DTP=0",
-                      "RWD=a", "RWD=", "RWD=b"})),
+        RecordBytes(
+            "-7", "2024-03-05 10:00:00",
+            Block({"SRC=Caf\xe9", "TYP=1", "CAT=a,b", "EID=9", "USR=ann", "COM=pc", "SVR=srv",
+                   "DTP=0", "RWD=line \"one\" \x80", "RWD=tab\there \\ \x01\x7f end"})),
+        RecordBytes("0", "2024-03-05 11:30:05",
+                    Block({"SRC=KIVLOG", "TYP=4", "CAT=", "EID=0", "USR=", "COM=", "SVR=", "DTP=0",
+                           "RWD=caf\xc3\xa9 \xe2\x98\x83 \xf0\x9f\x98\x80"})),
+        RecordBytes("3", "2024-03-05 12:00:00",
+                    Block({"SRC=BIN", "TYP=2", "CAT=bin", "EID=77", "USR=u", "COM=c",
+                           "SVR=", "DTP=1", "RWD=00FF41"})),
+        RecordBytes("2147483647", "2024-03-05",
+                    Block({"SRC=MIDNIGHT", "TYP=8", "CAT=", "EID=-1", "USR=", "COM=host",
+                           "SVR=", "DTP=0", "RWD="})),
+        RecordBytes("5", "2024-03-05 23:59:59",
+                    Block({"SRC=s,\"q\"", "TYP=16", "CAT=\"", "EID=5", "USR=x",
+                           "COM=", "SVR=", "DTP=0", "RWD=x,\"y\""})),
+        RecordBytes("6", "2024-03-05 13:00:00",
+                    Block({"SRC=LINES", "TYP=4", "CAT=c", "EID=6", "USR=", "COM=", "SVR=", "DTP=0",
+                           "RWD=a", "RWD=", "RWD=b"})),
         "XNK=1\r\nDAT=2024-03-05 13:00:00\r\nEND=-----------------------\r\n",
-        Record("9", "2024-03-05 14:00:00",
-               Block({"SRC=AFTER", "TYP=4", "CAT=", "EID=9", "USR=", "COM=", "SVR=", "DTP=0",
-                      "RWD=after the damage"})),
+        RecordBytes("9", "2024-03-05 14:00:00",
+                    Block({"SRC=AFTER", "TYP=4", "CAT=", "EID=9", "USR=", "COM=", "SVR=", "DTP=0",
+                           "RWD=after the damage"})),
     };
-    std::string data;
-    std::vector<int32_t> index = {9};
-    for (const std::string& r : records) {
-      index.push_back(static_cast<int32_t>(data.size()) + 1);
-      data += r;
-    }
-    // The eighth entry points past the data file; the ninth is the last record.
-    index.insert(index.begin() + 8, static_cast<int32_t>(data.size()) + 100);
     base = Base(u"OUT");
-    WriteAll(base + u".ZLG", data);
+    std::vector<int32_t> index = WriteDay(base, records);
+    // The eighth entry points past the data file; the ninth is the last record.
+    index[0] = 9;
+    index.insert(index.begin() + 8, static_cast<int32_t>(ReadAll(base + u".ZLG").size()) + 100);
     WriteAll(base + u".ZLI", IndexBytes(index));
     env = "TZ=Europe/Rome ";
   }

@@ -70,8 +70,7 @@ TEST_F(LogBatchTest, ABatchWritesTheBytesOfTheSameSingleWrites) {
 
       const int32_t batched = OpenWithTail(log, many, folder, Base(many), tail, options);
       ASSERT_NE(batched, 0);
-      auto events = std::make_shared<Collection>();
-      for (const auto& e : Sample()) events->Add(Variant(std::static_pointer_cast<Object>(e)));
+      const auto events = Batch(Sample());
       ASSERT_FALSE(log.EventLogWriteBatch(batched, events));
       ASSERT_FALSE(log.EventLogClose(batched));
 
@@ -99,8 +98,7 @@ TEST_F(LogBatchTest, ABatchWritesTheBytesOfTheSameSingleWrites) {
 TEST_F(LogBatchTest, FailuresOfABatch) {
   const String base = Base(u"APP");
   KivLog log;
-  auto events = std::make_shared<Collection>();
-  for (const auto& e : Sample()) events->Add(Variant(std::static_pointer_cast<Object>(e)));
+  const auto events = Batch(Sample());
 
   EXPECT_TRUE(log.EventLogWriteBatch(77, events));
   EXPECT_EQ(LastErrorRecord().Description, u"Eventlog not started.");
@@ -114,8 +112,7 @@ TEST_F(LogBatchTest, FailuresOfABatch) {
   EXPECT_EQ(LastErrorRecord().Number, 91);
 
   // An item that is not an event: nothing is written.
-  auto mixed = std::make_shared<Collection>();
-  mixed->Add(Variant(std::static_pointer_cast<Object>(Sample()[0])));
+  auto mixed = Batch({Sample()[0]});
   mixed->Add(Variant(String(u"text")));
   EXPECT_TRUE(log.EventLogWriteBatch(id, mixed));
   EXPECT_EQ(kivtest::LastRecorded(), kivtest::Recorded(13, u"KivLog.EventLogWriteBatch"));

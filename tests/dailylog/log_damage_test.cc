@@ -67,14 +67,8 @@ class LogDamageTest : public DailyLogTest {
     const std::map<int32_t, std::string> before = Readable(base);
     const std::string data = ReadAll(base + u".ZLG");
     if (batch) {
-      auto events = std::make_shared<Collection>();
-      for (const String& raw : raws) {
-        auto e = std::make_shared<KivLogEvent>();
-        e->EvSource(u"NEW");
-        e->EvRawData(raw);
-        events->Add(Variant(std::static_pointer_cast<Object>(e)));
-      }
-      ASSERT_FALSE(log.EventLogWriteBatch(id, events)) << U8(LastErrorRecord().Description);
+      ASSERT_FALSE(log.EventLogWriteBatch(id, Batch(u"NEW", raws)))
+          << U8(LastErrorRecord().Description);
     } else {
       for (const String& raw : raws) {
         ASSERT_FALSE(log.EventLogWrite(id, u"NEW", raw)) << U8(LastErrorRecord().Description);
@@ -178,12 +172,7 @@ TEST_F(LogDamageTest, WritersKilledInsideABatchLeaveADayThatReadsWhole) {
     if (pid == 0) {
       KivLog writer;
       const int32_t w = writer.EventLogOpen(u"APP", folder, ELOF_CREATE_ALWAYS);
-      auto events = std::make_shared<Collection>();
-      for (int k = 0; k < kBatch; ++k) {
-        auto e = std::make_shared<KivLogEvent>();
-        e->EvRawData(big);
-        events->Add(Variant(std::static_pointer_cast<Object>(e)));
-      }
+      const auto events = Batch(u"", std::vector<String>(kBatch, big));
       while (w != 0 && !writer.EventLogWriteBatch(w, events)) {
       }
       ::_exit(1);
@@ -207,14 +196,10 @@ TEST_F(LogDamageTest, AKillAfterAnyFileChangeCostsNothingThatRead) {
       KivLog w;
       const int32_t wid = w.EventLogOpen(u"APP", folder);
       w.EventLogOptions(wid, options);
-      auto events = std::make_shared<Collection>();
-      for (int k = 0; k < writes; ++k) {
-        auto e = std::make_shared<KivLogEvent>();
-        e->EvRawData(u"new " + IntText(k));
-        if (batch) events->Add(Variant(std::static_pointer_cast<Object>(e)));
-        if (!batch) w.EventLogWrite(wid, u"NEW", e->EvRawData());
-      }
-      if (batch) w.EventLogWriteBatch(wid, events);
+      std::vector<String> raws;
+      for (int k = 0; k < writes; ++k) raws.push_back(u"new " + IntText(k));
+      if (batch) w.EventLogWriteBatch(wid, Batch(u"", raws));
+      for (size_t k = 0; !batch && k < raws.size(); ++k) w.EventLogWrite(wid, u"NEW", raws[k]);
     };
   };
   // The last entry dropped and the count lowered, as an append killed before its entry leaves.

@@ -1,13 +1,13 @@
 // Logs that keep their files open between writes: locked per write, reopened when another
 // process has purged or renamed the day's files, closed by a close, a day change or the object's
 // end.
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <functional>
 
 #include "dailylog_support.h"
+#include "support/in_child.h"
 
 namespace kiv::testing {
 namespace {
@@ -33,23 +33,15 @@ int32_t OpenKeepingFiles(KivLog& log, const String& folder) {
   return id;
 }
 
-// Runs `work` in another process and waits for it.
+// Runs `work` in another process, which must succeed.
 template <typename F>
 void InAnotherProcess(F work) {
-  const pid_t pid = ::fork();
-  ASSERT_GE(pid, 0);
-  if (pid == 0) ::_exit(work() ? 0 : 1);
-  int status = 0;
-  ASSERT_EQ(::waitpid(pid, &status, 0), pid);
-  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(kivtest::InChild([&] { return kivtest::Check(work(), "failed"); }), "");
 }
 
 std::vector<String> Sources(const String& base) {
-  KivLog reader;
-  auto info = InfoFor(base);
-  EXPECT_FALSE(reader.EventLogRead(info, 1, 100));
   std::vector<String> out;
-  for (const auto& e : Events(*info)) out.push_back(e->EvSource() + u":" + e->EvRawData());
+  for (const auto& e : ReadDay(base)) out.push_back(e->EvSource() + u":" + e->EvRawData());
   return out;
 }
 

@@ -1,15 +1,17 @@
 // Purging one open log, or every day of a folder before a date.
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "dailylog_support.h"
+#include "support/in_child.h"
 #include "support/last_error.h"
 
 namespace kiv::testing {
 namespace {
 
 using LogPurgeTest = DailyLogTest;
+using kivtest::Check;
+using kivtest::LastErrorIs;
 
 void MakeLog(const String& base) {
   WriteAll(base + u".ZLG", "data");
@@ -91,32 +93,6 @@ TEST_F(LogPurgeTest, PurgeOfAnOpenLogRemovesItsCurrentDayOnly) {
   EXPECT_FALSE(log.EventLogPurge(again));
 }
 
-// Runs checks in a child process that has given up root, so that a file it does not own in a
-// sticky folder cannot be removed. Returns the child's report ("" when every check held).
-template <class Checks>
-std::string AsNobody(Checks checks) {
-  int fds[2];
-  if (::pipe(fds) != 0) return "pipe failed";
-  pid_t pid = ::fork();
-  if (pid == 0) {
-    ::close(fds[0]);
-    std::string report = ::setgid(65534) == 0 && ::setuid(65534) == 0 ? checks() : "setuid";
-    if (::write(fds[1], report.data(), report.size()) < 0) ::_exit(2);
-    ::_exit(0);
-  }
-  ::close(fds[1]);
-  std::string report;
-  char buf[512];
-  for (ssize_t n; (n = ::read(fds[0], buf, sizeof buf)) > 0;)
-    report.append(buf, static_cast<size_t>(n));
-  ::close(fds[0]);
-  int status = 0;
-  ::waitpid(pid, &status, 0);
-  return report;
-}
-
-std::string Expect(bool ok, const std::string& what) { return ok ? "" : what + "; "; }
-
 TEST_F(LogPurgeTest, FilesThatCannotBeRemovedStopThePurge) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs root to hand files to another user";
   const String shared = folder + u"/shared";
@@ -137,30 +113,28 @@ TEST_F(LogPurgeTest, FilesThatCannotBeRemovedStopThePurge) {
     ASSERT_EQ(::chmod(ToUtf8(today + ext).c_str(), 0666), 0);
   }
 
-  std::string report = AsNobody([&] {
-    std::string r;
-    KivLog log;
-    // The first log cannot go: the purge stops there and the second stays.
-    r += Expect(log.EventLogPurgeEx(Day1At(), u"", shared), "PurgeEx did not fail");
-    ErrorRecord err = LastErrorRecord();
-    r += Expect(err.Number == 20000, "number");
-    r += Expect(err.Source == u"KivLog.EventLogPurgeEx", "source " + ToUtf8(err.Source));
-    r += Expect(err.Description == u"Unable to remove log file " + root_owned + u".ZLI",
-                "description " + ToUtf8(err.Description));
-    r += Expect(HasData(root_owned), "data file of the first log removed");
-    r += Expect(HasIndex(nobody_owned) && HasData(nobody_owned), "second log removed");
+  // Run as nobody, for whom a file of root's in a sticky folder cannot be removed.
+  EXPECT_EQ(kivtest::InChild([&] {
+              if (::setgid(65534) != 0 || ::setuid(65534) != 0) return std::string("setuid");
+              KivLog log;
+              // The first log cannot go: the purge stops there and the second stays.
+              std::string r =
+                  Check(log.EventLogPurgeEx(Day1At(), u"", shared), "PurgeEx did not fail");
+              r += LastErrorIs(20000, u"KivLog.EventLogPurgeEx",
+                               u"Unable to remove log file " + root_owned + u".ZLI");
+              r += Check(HasData(root_owned), "data file of the first log removed");
+              r += Check(HasIndex(nobody_owned) && HasData(nobody_owned), "second log removed");
 
-    // A failed purge of an open log keeps its Id.
-    int32_t id = log.EventLogOpen(u"A", shared);
-    r += Expect(id != 0, "open");
-    r += Expect(log.EventLogPurge(id), "Purge did not fail");
-    err = LastErrorRecord();
-    r += Expect(err.Source == u"KivLog.EventLogPurge", "purge source");
-    r += Expect(err.Description == u"Unable to remove log file " + today + u".ZLI", "purge text");
-    r += Expect(!log.EventLogWrite(id, u"still open"), "Id forgotten");
-    return r;
-  });
-  EXPECT_EQ(report, "");
+              // A failed purge of an open log keeps its Id.
+              int32_t id = log.EventLogOpen(u"A", shared);
+              r += Check(id != 0, "open");
+              r += Check(log.EventLogPurge(id), "Purge did not fail");
+              r += LastErrorIs(20000, u"KivLog.EventLogPurge",
+                               u"Unable to remove log file " + today + u".ZLI");
+              r += Check(!log.EventLogWrite(id, u"still open"), "Id forgotten");
+              return r;
+            }),
+            "");
 }
 
 }  // namespace

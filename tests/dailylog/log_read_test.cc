@@ -87,10 +87,16 @@ TEST_F(LogReadTest, ForwardAndBackwardPages) {
   EXPECT_EQ(Events(*info)[4]->EvDate(), Day1At());
 }
 
+// A filter passing the events of these EventIds.
+std::shared_ptr<KivLogFilter> IdFilter(std::initializer_list<int32_t> ids) {
+  auto f = std::make_shared<KivLogFilter>();
+  f->Checks(LGFF_CHECKID);
+  for (int32_t id : ids) f->IdsAdd(id);
+  return f;
+}
+
 TEST_F(LogReadTest, FiltersAndTheForwardAdjust) {
-  auto none = std::make_shared<KivLogFilter>();
-  none->Checks(LGFF_CHECKID);
-  none->IdsAdd(999);
+  const auto none = IdFilter({999});
   for (bool adjust : {false, true}) {
     // Nothing passes: the day is walked and the read succeeds with nothing.
     int32_t start = 6;
@@ -100,9 +106,7 @@ TEST_F(LogReadTest, FiltersAndTheForwardAdjust) {
     EXPECT_EQ(info->LogData()->Count(), 0);
   }
 
-  auto some = std::make_shared<KivLogFilter>();
-  some->Checks(LGFF_CHECKID);
-  for (int id : {2, 5, 8, 9}) some->IdsAdd(id);
+  const auto some = IdFilter({2, 5, 8, 9});
   ASSERT_FALSE(log.EventLogFilterBack(info, 10, some, 2));
   EXPECT_EQ(Ordinals(*info), (std::vector<int32_t>{8, 9}));
   ASSERT_FALSE(log.EventLogFilter(info, 3, some, 2));
@@ -111,10 +115,7 @@ TEST_F(LogReadTest, FiltersAndTheForwardAdjust) {
   ASSERT_FALSE(log.EventLogFilterBack(info, 4, some, 3, true));
   EXPECT_EQ(Ordinals(*info), (std::vector<int32_t>{2, 5, 8}));
   // Nothing passes from 4 down to 1 (only id 9 wanted): Adjust restarts after Start.
-  auto nine = std::make_shared<KivLogFilter>();
-  nine->Checks(LGFF_CHECKID);
-  nine->IdsAdd(9);
-  ASSERT_FALSE(log.EventLogFilterBack(info, 4, nine, 3, true));
+  ASSERT_FALSE(log.EventLogFilterBack(info, 4, IdFilter({9}), 3, true));
   EXPECT_EQ(Ordinals(*info), (std::vector<int32_t>{9}));
   // A null filter passes everything.
   ASSERT_FALSE(log.EventLogFilter(info, 2, nullptr, 2));

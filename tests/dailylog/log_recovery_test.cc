@@ -31,15 +31,6 @@ class LogRecoveryTest : public DailyLogTest {
     ASSERT_EQ(index.size(), 4u);
   }
 
-  // The raw data of every event of the day, in ordinal order; the read must succeed.
-  std::vector<String> RawDatas() {
-    auto info = InfoFor(base);
-    EXPECT_FALSE(KivLog().EventLogRead(info, 1, 1000)) << U8(LastErrorRecord().Description);
-    std::vector<String> out;
-    for (const auto& e : Events(*info)) out.push_back(e->EvRawData());
-    return out;
-  }
-
   const std::vector<String> kThree{u"Open", u"one", u"two"};
   KivLog log;
   int32_t id = 0;
@@ -74,7 +65,7 @@ TEST_F(LogRecoveryTest, LostOrDamagedIndexIsRebuiltBeforeTheAppend) {
     EXPECT_EQ(std::vector<int32_t>(now.begin() + 1, now.begin() + 4),
               std::vector<int32_t>(index.begin() + 1, index.end()));
     EXPECT_EQ(now[4], static_cast<int32_t>(data.size()) + 1);
-    EXPECT_EQ(RawDatas(), (std::vector<String>{u"Open", u"one", u"two", u"new"}));
+    EXPECT_EQ(RawDatas(base), (std::vector<String>{u"Open", u"one", u"two", u"new"}));
   }
 
   // Records written after the last entry (an index restored from an old copy) are taken in too.
@@ -83,7 +74,7 @@ TEST_F(LogRecoveryTest, LostOrDamagedIndexIsRebuiltBeforeTheAppend) {
   ASSERT_FALSE(log.EventLogWrite(id, u"S", u"three"));
   WriteAll(base + u".ZLI", IndexBytes({2, index[1], index[2]}));
   ASSERT_FALSE(log.EventLogWrite(id, u"S", u"four"));
-  EXPECT_EQ(RawDatas(), (std::vector<String>{u"Open", u"one", u"two", u"three", u"four"}));
+  EXPECT_EQ(RawDatas(base), (std::vector<String>{u"Open", u"one", u"two", u"three", u"four"}));
   EXPECT_EQ(IndexValues(base).size(), 6u);
 }
 
@@ -99,7 +90,7 @@ TEST_F(LogRecoveryTest, CrashLeftoversAreTakenBackAndTheirOrdinalReused) {
   ASSERT_EQ(now.size(), 5u);
   EXPECT_EQ(now[0], 4);
   EXPECT_EQ(now[4], static_cast<int32_t>(data.size()) + 1);
-  EXPECT_EQ(RawDatas(), (std::vector<String>{u"Open", u"one", u"two", u"after phantom"}));
+  EXPECT_EQ(RawDatas(base), (std::vector<String>{u"Open", u"one", u"two", u"after phantom"}));
 
   // A record of more than 16 MiB cut inside its raw data, with its count and entry written.
   std::string cut = "UNK=77\r\nDAT=2024-03-05 10:00:00\r\nSRC=S\r\nDTP=0\r\nRWD=";
@@ -114,7 +105,7 @@ TEST_F(LogRecoveryTest, CrashLeftoversAreTakenBackAndTheirOrdinalReused) {
   EXPECT_EQ(IndexValues(base)[4], static_cast<int32_t>(data.size() + cut.size() + 2) + 1);
   EXPECT_EQ(ReadAll(base + u".ZLG").substr(0, data.size() + cut.size() + 6),
             data + cut + "\r\nUNK=");
-  EXPECT_EQ(RawDatas(), (std::vector<String>{u"Open", u"one", u"two", u"after cut"}));
+  EXPECT_EQ(RawDatas(base), (std::vector<String>{u"Open", u"one", u"two", u"after cut"}));
 
   // Bytes that end inside a line are not merged into the next record: it starts a line of its
   // own, so that it is found again by a rebuild of the index.
@@ -126,8 +117,8 @@ TEST_F(LogRecoveryTest, CrashLeftoversAreTakenBackAndTheirOrdinalReused) {
   EXPECT_EQ(ReadAll(base + u".ZLG").substr(data.size(), 11), "stray\r\nUNK=");
   WriteAll(base + u".ZLI", "");
   ASSERT_FALSE(log.EventLogWrite(id, u"S", u"rebuilt"));
-  EXPECT_EQ(RawDatas(), (std::vector<String>{u"Open", u"one", u"two", u"after cut", u"after stray",
-                                             u"rebuilt"}));
+  EXPECT_EQ(RawDatas(base), (std::vector<String>{u"Open", u"one", u"two", u"after cut",
+                                                 u"after stray", u"rebuilt"}));
 }
 
 // Records after the last entry's are taken in only when they read as Load reads them: one whose
@@ -139,7 +130,7 @@ TEST_F(LogRecoveryTest, OnlyRecordsThatReadAreTakenIn) {
   EXPECT_EQ(IndexValues(base),
             (std::vector<int32_t>{4, index[1], index[2], index[3],
                                   static_cast<int32_t>(data.size() + unreadable.size()) + 1}));
-  EXPECT_EQ(RawDatas(), (std::vector<String>{u"Open", u"one", u"two", u"new"}));
+  EXPECT_EQ(RawDatas(base), (std::vector<String>{u"Open", u"one", u"two", u"new"}));
 }
 
 // Any line beginning "END=" ends a record, the day's last one included.
@@ -150,11 +141,11 @@ TEST_F(LogRecoveryTest, AnyEndLineEndsTheLastRecord) {
     SCOPED_TRACE(end_line);
     WriteAll(base + u".ZLG", data.substr(0, static_cast<size_t>(index[3] - 1)) + body + end_line);
     WriteAll(base + u".ZLI", IndexBytes(index));
-    EXPECT_EQ(RawDatas(), kThree);
+    EXPECT_EQ(RawDatas(base), kThree);
   }
   // The next record starts a line of its own after an END line without its line end.
   ASSERT_FALSE(log.EventLogWrite(id, u"S", u"next"));
-  EXPECT_EQ(RawDatas(), (std::vector<String>{u"Open", u"one", u"two", u"next"}));
+  EXPECT_EQ(RawDatas(base), (std::vector<String>{u"Open", u"one", u"two", u"next"}));
 }
 
 void ExpectOpenRefused(const String& base, const String& source, int expected_errno) {

@@ -149,4 +149,40 @@ TEST_F(PgServer, ALockHeldByAnotherConnectionGivesTheBusyErrorsOfALockedFile) {
   holder->Exec("DROP TABLE pg_busy");
 }
 
+// A keyset of more rows than one block: the ids come a block at a time through a cursor that
+// writes made meanwhile leave open, and RecordCount counts the rows visited.
+TEST_F(PgServer, AKeysetReadsItsRowIdsInBlocksAcrossWrites) {
+  auto db = Open();
+  db->Execute(u"DROP TABLE IF EXISTS pg_blocks");
+  auto t = db->CreateTableDef(u"pg_blocks");
+  t->Fields().Append(t->CreateField(u"N", dbLong));
+  db->TableDefs().Append(t);
+  db->Execute(u"INSERT INTO pg_blocks (n) SELECT g FROM generate_series(0, 2499) g", dbFailOnError);
+  auto rs = db->OpenRecordset(u"select * from pg_blocks order by N", dbOpenDynaset);
+  EXPECT_EQ(rs->RecordCount(), 1);
+  int32_t expected = 0;
+  for (; !rs->EOF_(); rs->MoveNext(), ++expected) {
+    ASSERT_EQ(rs->Fields()[u"N"]->Value(), Variant(expected));
+    if (expected == 999 || expected == 1000 || expected == 2001) {  // at the blocks' edges
+      rs->Edit();
+      rs->Fields()[u"N"]->Value(Variant(-expected));
+      rs->Update();
+    }
+  }
+  EXPECT_EQ(expected, 2500);
+  EXPECT_EQ(rs->RecordCount(), 2500);
+  rs->Close();
+  rs = db->OpenRecordset(u"select * from pg_blocks where N < 0 order by N", dbOpenDynaset);
+  rs->MoveLast();
+  EXPECT_EQ(rs->RecordCount(), 3);
+  EXPECT_EQ(rs->Fields()[u"N"]->Value(), Variant(int32_t{-999}));
+  rs->Close();
+  // The last row of a keyset not yet read to its end.
+  rs = db->OpenRecordset(u"select * from pg_blocks", dbOpenDynaset);
+  rs->MoveLast();
+  EXPECT_EQ(rs->RecordCount(), 2500);
+  rs->Close();
+  db->Execute(u"DROP TABLE pg_blocks");
+}
+
 }  // namespace

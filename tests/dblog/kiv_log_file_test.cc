@@ -563,9 +563,13 @@ TEST_P(KivLogFileTest, DuplicateParameterRowsAreReadFirstAndMendedByTheNextWrite
     db->Execute(u"insert into PARMS (KEY, VALUE) values ('WRAPPING', '-2')", dao::dbFailOnError);
     db->Execute(u"insert into PARMS (KEY, VALUE) values ('lock', '1')", dao::dbFailOnError);
     db->Execute(u"insert into PARMS (KEY, VALUE) values ('LOCK', '1')", dao::dbFailOnError);
+    db->Execute(u"insert into PARMS (KEY, VALUE) values ('lastchange', '1')", dao::dbFailOnError);
     db->Close();
   }
   ASSERT_FALSE(log.OpenEventLog(file, true));
+  // The open's own report moved LASTCHANGE, in one row again.
+  const auto opened = ParmRows(file);
+  EXPECT_EQ(opened.count(u"LASTCHANGE") + opened.count(u"lastchange"), 1u);
   int32_t w = 9, d = 9;
   ASSERT_FALSE(log.WrappingGet(w, d));
   EXPECT_EQ(w, KLFWM_OVERWRITEASNEEDED);  // the first row, not the later "-2"
@@ -577,6 +581,38 @@ TEST_P(KivLogFileTest, DuplicateParameterRowsAreReadFirstAndMendedByTheNextWrite
   EXPECT_EQ(rows.find(u"WRAPPING")->second, u"3");
   EXPECT_EQ(rows.count(u"LOCK") + rows.count(u"lock"), 1u);
   EXPECT_EQ(rows.size(), 5u);
+}
+
+// A report the database refuses leaves neither its record nor a new LASTCHANGE, fails with the
+// report's Source, and the next report on the same open log is stored as usual.
+TEST_P(KivLogFileTest, RefusedReportLeavesNothingAndTheNextOneIsStored) {
+  CreateOpen(1000, KLFWM_OVERWRITEASNEEDED, true);
+  ASSERT_FALSE(log.ReportEvent(u"OK", u"Afirst"));
+  {
+    auto db = dao::DBEngine::ForThread()->OpenDatabase(file);
+    db->Execute(dbs.OnServer() ? u"ALTER TABLE events ADD CONSTRAINT refuse CHECK (source <> 'BAD')"
+                               : u"CREATE TRIGGER refuse BEFORE INSERT ON EVENTS WHEN NEW.SOURCE = "
+                                 u"'BAD' BEGIN SELECT RAISE(ABORT, 'refused'); END",
+                dao::dbFailOnError);
+    db->Close();
+  }
+  int32_t unk = 0;
+  ASSERT_EQ(log.CheckEventLogChanges(unk), 1);
+  const int32_t count = Count(log);
+
+  EXPECT_TRUE(log.ReportEvent(u"BAD", u"Ano"));
+  EXPECT_NE(Last_Error(), 0);
+  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.ReportEvent");
+  EXPECT_EQ(log.CheckEventLogChanges(unk), 0);
+  EXPECT_EQ(Count(log), count);
+
+  ASSERT_FALSE(log.ReportEvent(u"OK", u"Asecond")) << ToUtf8(LastErrorRecord().Description);
+  std::vector<String> raws;
+  for (const auto& r : All(log)) {
+    if (r.EvSource == u"OK") raws.push_back(r.EvRawData);
+  }
+  EXPECT_EQ(raws, (std::vector<String>{u"Afirst", u"Asecond"}));
+  ASSERT_FALSE(log.CloseEventLog());
 }
 
 // Looking at a log changes nothing in it, works where the file may only be read, and refuses

@@ -1,5 +1,5 @@
 // What a report leaves in the file, read back with SQLite itself: each field's storage class and
-// bytes, the LASTCHANGE row and the row counter, and nothing at all from a report that failed.
+// bytes, the LASTCHANGE row and the row counter.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -59,30 +59,6 @@ TEST_P(ReportRow, EachFieldIsStoredWithItsTypeAndBytes) {
                     "SELECT n = (SELECT count(*) FROM EVENTS) FROM MSysRowCounts WHERE name = "
                     "'EVENTS'"),
             (std::vector<std::vector<std::string>>{{"1"}}));
-}
-
-// A report the database refuses leaves neither its record nor its LASTCHANGE, and the next
-// report on the same open log is stored as usual.
-TEST_P(ReportRow, RefusedReportLeavesNothingAndTheNextOneIsStored) {
-  CreateOpen(1000, KLFWM_DONTOVERWRITE, true);
-  ASSERT_FALSE(log.ReportEvent(u"OK", u"Afirst"));
-  SqlRows(file,
-          "CREATE TRIGGER refuse BEFORE INSERT ON EVENTS WHEN NEW.SOURCE = 'BAD' BEGIN "
-          "SELECT RAISE(ABORT, 'refused'); END");
-  const auto before = SqlRows(file, "SELECT VALUE FROM PARMS WHERE KEY = 'LASTCHANGE'");
-  const auto count = SqlRows(file, "SELECT count(*) FROM EVENTS");
-
-  EXPECT_TRUE(log.ReportEvent(u"BAD", u"Ano"));
-  EXPECT_NE(Last_Error(), 0);
-  EXPECT_EQ(LastErrorRecord().Source, u"KivLogFile.ReportEvent");
-  EXPECT_EQ(SqlRows(file, "SELECT VALUE FROM PARMS WHERE KEY = 'LASTCHANGE'"), before);
-  EXPECT_EQ(SqlRows(file, "SELECT count(*) FROM EVENTS"), count);
-
-  ASSERT_FALSE(log.ReportEvent(u"OK", u"Asecond")) << ToUtf8(LastErrorRecord().Description);
-  const auto ok =
-      SqlRows(file, "SELECT hex(RAWDATA) FROM EVENTS WHERE SOURCE = 'OK' ORDER BY rowid");
-  EXPECT_EQ(ok, (std::vector<std::vector<std::string>>{{"416669727374"}, {"417365636F6E64"}}));
-  ASSERT_FALSE(log.CloseEventLog());
 }
 
 }  // namespace

@@ -36,8 +36,6 @@ class SectorHostileTest : public SectorTest {
   }
 };
 
-std::string Check(bool ok, const std::string& what) { return ok ? "" : what + "; "; }
-
 // The open fails with 75 and the system's error; an open that succeeds anyway writes a record,
 // to show where it would have gone.
 std::string OpenRefused(const String& base, bool read_only, int err) {

@@ -39,7 +39,20 @@ std::optional<Described> Describe(const std::vector<uint8_t>& data) {
   return d;
 }
 
-using SectorProcessesTest = SectorTest;
+class SectorProcessesTest : public SectorTest {
+ protected:
+  // A new store whose records 1 to 8 hold Payload(k, 0, size(k)).
+  void CreateEight(int32_t sector_size, uint32_t (*size)(uint32_t)) {
+    KivSector s;
+    CreateOpen(s, sector_size);
+    for (uint32_t key = 1; key <= 8; ++key) {
+      int32_t id = 0;
+      ASSERT_FALSE(s.SectorWrite(id, Payload(key, 0, size(key))));
+    }
+  }
+};
+
+uint32_t Grown(uint32_t key) { return 300 * key; }
 
 constexpr int kPerWriter = 300;
 constexpr uint32_t kShared = 1;  // the record both writers rewrite
@@ -197,14 +210,7 @@ int RunRewriter(const String& base, std::chrono::milliseconds time) {
 // the sectors they are about to read, a read gives the record's own bytes, never older than what
 // an earlier read gave, or reports the record missing.
 TEST_F(SectorProcessesTest, ReadsRacingAWriterThatReusesTheirSectorsStayWholeAndCurrent) {
-  {
-    KivSector s;
-    CreateOpen(s, 128);
-    for (uint32_t key = 1; key <= 8; ++key) {
-      int32_t id = 0;
-      ASSERT_FALSE(s.SectorWrite(id, Payload(key, 0, 100)));
-    }
-  }
+  CreateEight(128, [](uint32_t) { return 100u; });
   KivSector reader;
   ASSERT_FALSE(reader.SectorOpen(base, true));
   const pid_t pid = ::fork();
@@ -271,14 +277,7 @@ TEST_F(SectorProcessesTest, ReadsRacingAWriterThatReusesTheirSectorsStayWholeAnd
 }
 
 TEST_F(SectorProcessesTest, WritersKilledAtRandomMomentsLeaveEveryRecordWhole) {
-  {
-    KivSector s;
-    CreateOpen(s, 256);
-    for (uint32_t key = 1; key <= 8; ++key) {
-      int32_t id = 0;
-      ASSERT_FALSE(s.SectorWrite(id, Payload(key, 0, 300 * key)));
-    }
-  }
+  CreateEight(256, Grown);
   KivSector checker;  // stays open: its cached state must follow what the dead writers left
   ASSERT_FALSE(checker.SectorOpen(base));
   std::mt19937 rng(4242);
@@ -342,17 +341,10 @@ TEST_F(SectorProcessesTest, AKillAfterAnyFileChangeLeavesEveryRecordOldOrNew) {
   int n = 1;
   for (;; ++n) {
     SCOPED_TRACE("killed after file change " + std::to_string(n));
-    {
-      for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
-        std::filesystem::remove(entry.path());
-      }
-      KivSector s;
-      CreateOpen(s, 256);
-      for (uint32_t key = 1; key <= 8; ++key) {
-        int32_t id = 0;
-        ASSERT_FALSE(s.SectorWrite(id, Payload(key, 0, 300 * key)));
-      }
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
+      std::filesystem::remove(entry.path());
     }
+    CreateEight(256, Grown);
     if (!RunKilledAfterChange(n, work)) break;
     KivSector s;
     ASSERT_FALSE(s.SectorOpen(base)) << ToUtf8(LastErrorRecord().Description);

@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 #if !defined(_WIN32)
 #include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #endif
 #include <zlib.h>
 
@@ -17,10 +15,17 @@
 
 #include "kivdbxt/kivdbxt.h"
 #include "platform/file.h"
+#include "support/in_child.h"
 #include "support/last_error.h"
 #include "support/temp_dir.h"
 
 namespace kiv::testing {
+
+using kivtest::Check;
+using kivtest::LastErrorIs;
+#if !defined(_WIN32)
+using kivtest::InChild;
+#endif
 
 inline std::string Le32(uint32_t v) {
   std::string s(4, '\0');
@@ -84,41 +89,6 @@ class SectorTest : public ::testing::Test {
 inline int32_t DamagedCount(KivSector& s) {
   auto damaged = std::make_shared<Collection>();
   return s.SectorVerify(damaged) ? -1 : damaged->Count();
-}
-
-#if !defined(_WIN32)
-// Runs checks in a child process and returns its report: "" when every check held, else what did
-// not, or how the child died (SIGALRM: it still waited after `seconds`).
-template <class Checks>
-std::string InChild(Checks checks, unsigned seconds = 20) {
-  int fds[2];
-  if (::pipe(fds) != 0) return "pipe failed";
-  const pid_t pid = ::fork();
-  if (pid == 0) {
-    ::close(fds[0]);
-    ::alarm(seconds);
-    const std::string report = checks();
-    if (::write(fds[1], report.data(), report.size()) < 0) ::_exit(2);
-    ::_exit(0);
-  }
-  ::close(fds[1]);
-  std::string report;
-  char buf[512];
-  for (ssize_t n; (n = ::read(fds[0], buf, sizeof buf)) > 0;) report.append(buf, size_t(n));
-  ::close(fds[0]);
-  int status = 0;
-  ::waitpid(pid, &status, 0);
-  if (WIFSIGNALED(status)) report += "killed by signal " + std::to_string(WTERMSIG(status));
-  return report;
-}
-#endif
-
-// A child's check: "" when the last error is this one, else what it is.
-inline std::string LastErrorIs(int32_t number, const String& source, const String& description) {
-  const ErrorRecord e = LastErrorRecord();
-  if (e.Number == number && e.Source == source && e.Description == description) return "";
-  return ToUtf8(source) + " gave " + std::to_string(e.Number) + " " + ToUtf8(e.Source) + " \"" +
-         ToUtf8(e.Description) + "\"; ";
 }
 
 // The last recorded error is the store's own, with this Source and text.

@@ -105,6 +105,9 @@ class Statement {
   virtual bool ColumnOrigin(int col, std::string& table, std::string& column) const = 0;
   // True when the statement changes nothing.
   virtual bool ReadOnly() const = 0;
+  // True when a write on the connection leaves the rows still to come as they are, so that
+  // nothing need be read before it (a server's cursor that outlives transactions).
+  virtual bool OutlivesWrites() const { return false; }
 };
 
 // Random access to one stored long binary value.
@@ -126,10 +129,32 @@ class Notifier {
   virtual void Notify(const std::string& channel, const std::string& payload) = 0;
   // The statement that does what Notify does, to go to the engine with others.
   virtual std::string NotifySql(const std::string& channel, const std::string& payload) const = 0;
+  // The same with the channel and the payload (not empty) as parameters 1 and 2, to be prepared
+  // once.
+  virtual std::string NotifyByParametersSql() const = 0;
   // From now on this connection hears `channel` (once is enough).
   virtual void Listen(const std::string& channel) = 0;
   // Waits up to `timeout_ms` for notices; takes all that came and returns how many (0: none).
   virtual int Wait(int timeout_ms) = 0;
+};
+
+// Statements sent to the engine together and answered together: on a server one round trip for
+// all of them, where each alone costs one. The statements run in the order queued.
+class Pipeline {
+ public:
+  virtual ~Pipeline() = default;
+  // Queues statements without parameters ("BEGIN; SELECT ...").
+  virtual void Add(const std::string& sql) = 0;
+  // Queues a statement of this connection, with the parameters bound to it now; after Run its
+  // rows are read by Step as if it had run alone.
+  virtual void Add(Statement& statement) = 0;
+  // The text of a check: a statement that lets the pipeline go on only when `condition` (an SQL
+  // truth value, which may take parameters) holds. Prepare it once, bind it, queue it with Add.
+  virtual std::string CheckSql(const std::string& condition) const = 0;
+  // Sends what was queued and reads every answer. False when a check did not hold: nothing after
+  // it ran. Raises the first failure, after which nothing ran either. A transaction left failed
+  // by either is rolled back.
+  virtual bool Run() = 0;
 };
 
 // How commits are kept: Normal may lose the last commits on a loss of power, Full never does,
@@ -149,6 +174,10 @@ class Connection {
   // Prepares the first statement of `sql`; `used` receives the length of the text it took.
   // nullptr when that text holds only blanks or comments.
   virtual std::unique_ptr<Statement> Prepare(std::string_view sql, size_t* used = nullptr) = 0;
+  // Prepares a query (one statement) whose rows may be many and are read as it is stepped: a
+  // server sends them a block per round trip through a cursor that outlives the connection's
+  // transactions. A file steps them as Prepare's statements do.
+  virtual std::unique_ptr<Statement> PrepareInBlocks(std::string_view sql) { return Prepare(sql); }
   // Runs statements that return no rows.
   virtual void Exec(const std::string& sql) = 0;
   // Begins the write transaction of one change: the write lock is taken first, so that writers
@@ -159,8 +188,13 @@ class Connection {
   // writers of one database take first, held to its end: their commits then come one at a time,
   // in the order they took it. Several statements go to the engine as one (one round trip).
   virtual std::string BeginWritersSql(const std::string& resource) const = 0;
+  // The statement of BeginWritersSql that waits for that lock, after BeginWriteSql; empty when
+  // BeginWriteSql takes it itself.
+  virtual std::string LockWritersSql(const std::string& resource) const = 0;
   // Notices between connections; nullptr when the engine has none (a file is polled).
   virtual Notifier* Notices() = 0;
+  // A new pipeline; nullptr when statements cost no round trip (a file).
+  virtual std::unique_ptr<Pipeline> NewPipeline() = 0;
   // The row id of the last row inserted on this connection.
   virtual int64_t LastInsertId() const = 0;
   // Rows changed by the last statement.

@@ -17,6 +17,8 @@
 
 #include "dao/engine/engine.h"
 #include "dao/engine/postgres/pg_notifier.h"
+#include "dao/engine/postgres/pg_pipeline.h"
+#include "dao/engine/postgres/pg_result.h"
 #include "dao/engine/postgres/pg_sql.h"
 
 namespace kiv::dao::engine {
@@ -47,52 +49,6 @@ EngineError OpenFailure(const std::string& msg, bool needs_password) {
   if (Contains(msg, "does not exist") && Contains(msg, "role"))
     return {Failure::kAuthFailed, "the server refused the credentials"};
   return {Failure::kUnreachable, msg};
-}
-
-EngineError FromResult(const PGresult* res, const std::string& fallback) {
-  const char* state = res ? PQresultErrorField(res, PG_DIAG_SQLSTATE) : nullptr;
-  const char* primary = res ? PQresultErrorField(res, PG_DIAG_MESSAGE_PRIMARY) : nullptr;
-  const std::string msg = primary ? primary : fallback;
-  const std::string code = state ? state : "";
-  const char* table = res ? PQresultErrorField(res, PG_DIAG_TABLE_NAME) : nullptr;
-  const char* column = res ? PQresultErrorField(res, PG_DIAG_COLUMN_NAME) : nullptr;
-  const std::string subject =
-      std::string(table ? table : "") + (table && column ? "." : "") + (column ? column : "");
-  if (code == "55P03" || code == "40P01" || code == "40001") return {Failure::kBusy, msg};
-  if (code == "25006") return {Failure::kReadOnly, msg};
-  if (code == "23502") return {Failure::kNotNull, msg, subject};
-  if (code == "23514") return {Failure::kCheck, msg, subject};
-  if (code == "23505") return {Failure::kUnique, msg};
-  if (code == "42P01") return {Failure::kNoSuchTable, msg, QuotedIn(msg)};
-  if (code == "42703") return {Failure::kNoSuchColumn, msg, QuotedIn(msg)};
-  if (code == "42601") return {Failure::kSyntax, msg};
-  if (code == "42P07") {
-    return {Contains(msg, "relation") && !Contains(msg, "index") ? Failure::kTableExists
-                                                                 : Failure::kIndexExists,
-            msg, QuotedIn(msg)};
-  }
-  if (code == "53100") return {Failure::kFull, msg};
-  if (code == "53200") return {Failure::kResources, msg};
-  if (code == "22P02" || code == "42804") return {Failure::kMismatch, msg};
-  if (code == "08P01" || code == "57P01" || code == "57P03" || code.rfind("08", 0) == 0)
-    return {Failure::kUnreachable, msg};
-  if (code == "XX001" || code == "XX002") return {Failure::kCorrupt, msg};
-  return {Failure::kOther, msg};
-}
-
-struct ResultDeleter {
-  void operator()(PGresult* r) const { PQclear(r); }
-};
-using Result = std::unique_ptr<PGresult, ResultDeleter>;
-
-class PgConnection;
-
-// Checks a command's result; raises the failure it reports.
-Result Checked(PGconn* conn, PGresult* raw) {
-  Result res(raw);
-  const ExecStatusType st = res ? PQresultStatus(res.get()) : PGRES_FATAL_ERROR;
-  if (st == PGRES_COMMAND_OK || st == PGRES_TUPLES_OK || st == PGRES_EMPTY_QUERY) return res;
-  throw FromResult(res.get(), PQerrorMessage(conn));
 }
 
 // A text literal for the server, quoted and escaped by libpq.
@@ -129,6 +85,7 @@ class PgConnection : public Connection {
   bool Origin(Oid table, int column, std::string& table_name, std::string& column_name);
 
   std::unique_ptr<Statement> Prepare(std::string_view sql, size_t* used) override;
+  std::unique_ptr<Statement> PrepareInBlocks(std::string_view sql) override;
   void Exec(const std::string& sql) override {
     Result res = Checked(conn_, PQexec(conn_, sql.c_str()));
     CountChanges(res.get());
@@ -138,10 +95,14 @@ class PgConnection : public Connection {
   // An advisory lock of the transaction, keyed by the schema and the resource: writers of one
   // log wait for each other, logs in other schemas do not.
   std::string BeginWritersSql(const std::string& resource) const override {
-    return "BEGIN; SELECT pg_advisory_xact_lock(hashtext(current_schema() || '/' || " +
+    return "BEGIN; " + LockWritersSql(resource);
+  }
+  std::string LockWritersSql(const std::string& resource) const override {
+    return "SELECT pg_advisory_xact_lock(hashtext(current_schema() || '/' || " +
            Literal(conn_, resource) + "))";
   }
   Notifier* Notices() override { return &notifier_; }
+  std::unique_ptr<Pipeline> NewPipeline() override { return std::make_unique<PgPipeline>(conn_); }
   int64_t LastInsertId() const override {
     Result res(PQexec(conn_, "SELECT lastval()"));
     if (PQresultStatus(res.get()) != PGRES_TUPLES_OK || PQntuples(res.get()) != 1) return 0;
@@ -162,8 +123,12 @@ class PgConnection : public Connection {
     throw EngineError(Failure::kOther, "a server database is compacted in place (VACUUM)");
   }
   void SetDurability(Durability durability, bool) override {
+    // Asked at every open of a log, which without KeepAlive is every call: a setting the session
+    // has already costs no round trip. A SET inside a transaction goes with its rollback.
+    if (durability == durability_ && !InTransaction()) return;
     Exec(durability == Durability::kNormal ? "SET synchronous_commit = off"
                                            : "SET synchronous_commit = on");
+    durability_ = InTransaction() ? std::nullopt : std::optional(durability);
   }
   const char* RowIdName() const override { return "kiv_rowid"; }
   const char* NullsOrder(bool descending) const override {
@@ -178,11 +143,12 @@ class PgConnection : public Connection {
   std::string shown_;
   int64_t changes_ = 0;
   int64_t statements_ = 0;
+  std::optional<Durability> durability_;  // as set on the session, when known
   std::map<std::pair<Oid, int>, std::pair<std::string, std::string>> origins_;
   PgNotifier notifier_;
 };
 
-class PgStatement : public Statement {
+class PgStatement : public Statement, public PipelinedStatement {
  public:
   PgStatement(PgConnection& conn, std::string name, int params, Result description, bool read_only)
       : conn_(conn),
@@ -195,8 +161,11 @@ class PgStatement : public Statement {
   }
   ~PgStatement() override {
     if (PQtransactionStatus(conn_.Handle()) == PQTRANS_INERROR) return;  // gone with the session
+    CloseCursor();
     PQclear(PQexec(conn_.Handle(), ("DEALLOCATE " + name_).c_str()));
   }
+  // From now on the rows come through a cursor of its own, kBlockRows at a time.
+  void ReadInBlocks(std::string server_sql) { cursor_sql_ = std::move(server_sql); }
 
   void BindNull(int i) override { Set(i, std::nullopt, false); }
   void BindInt(int i, int64_t value) override { Set(i, std::to_string(value), false); }
@@ -214,15 +183,19 @@ class PgStatement : public Statement {
   }
 
   bool Step() override {
-    if (!result_) Execute();
-    if (row_ + 1 >= PQntuples(result_.get())) {
-      row_ = PQntuples(result_.get());
-      return false;
+    if (!result_) cursor_sql_.empty() ? Execute() : OpenCursor();
+    while (row_ + 1 >= PQntuples(result_.get())) {
+      if (!cursor_open_ || cursor_done_) {
+        row_ = PQntuples(result_.get());
+        return false;
+      }
+      FetchBlock();
     }
     ++row_;
     return true;
   }
   void Reset() override {
+    CloseCursor();
     result_.reset();
     row_ = -1;
     for (auto& value : values_) value.reset();
@@ -275,28 +248,83 @@ class PgStatement : public Statement {
     return t != InvalidOid && c > 0 && conn_.Origin(t, c, table, column);
   }
   bool ReadOnly() const override { return read_only_; }
+  bool OutlivesWrites() const override { return !cursor_sql_.empty(); }
 
  private:
+  static constexpr int kBlockRows = 1000;
+
+  // WITH HOLD: the cursor stays open across the commits of writes made meanwhile.
+  void OpenCursor() {
+    const Params p = Bound();
+    PGconn* pg = conn_.Handle();
+    const std::string declare = "DECLARE " + name_ + "_c CURSOR WITH HOLD FOR " + cursor_sql_;
+    cursor_done_ = false;
+    if (params_ == 0) {  // the declaration and the first block in one round trip
+      Result block = Checked(pg, PQexec(pg, (declare + "; " + FetchSql()).c_str()));
+      cursor_open_ = true;
+      return Received(std::move(block));
+    }
+    Checked(pg, PQexecParams(pg, declare.c_str(), params_, nullptr, p.values.data(),
+                             p.lengths.data(), binary_.data(), 0));
+    cursor_open_ = true;
+    FetchBlock();
+  }
+  std::string FetchSql() const {
+    return "FETCH " + std::to_string(kBlockRows) + " FROM " + name_ + "_c";
+  }
+  void FetchBlock() {
+    PGconn* pg = conn_.Handle();
+    Received(Checked(pg, PQexec(pg, FetchSql().c_str())));
+  }
+  void Received(Result block) {
+    Receive(std::move(block));
+    cursor_done_ = PQntuples(result_.get()) < kBlockRows;
+  }
+  void CloseCursor() {
+    if (!cursor_open_) return;
+    cursor_open_ = false;
+    PQclear(PQexec(conn_.Handle(), ("CLOSE " + name_ + "_c").c_str()));
+  }
+
   void Set(int i, std::optional<std::string> value, bool binary) {
     if (i < 1 || i > params_) throw EngineError(Failure::kRange, "no such parameter");
     values_[i - 1] = std::move(value);
     binary_[i - 1] = binary ? 1 : 0;
   }
-  void Execute() {
-    std::vector<const char*> values(params_);
-    std::vector<int> lengths(params_);
+  // The bound parameters as libpq takes them, valid until the next bind.
+  struct Params {
+    std::vector<const char*> values;
+    std::vector<int> lengths;
+  };
+  Params Bound() const {
+    Params p{std::vector<const char*>(params_), std::vector<int>(params_)};
     for (int i = 0; i < params_; ++i) {
-      values[i] = values_[i] ? values_[i]->data() : nullptr;
-      lengths[i] = values_[i] ? static_cast<int>(values_[i]->size()) : 0;
+      p.values[i] = values_[i] ? values_[i]->data() : nullptr;
+      p.lengths[i] = values_[i] ? static_cast<int>(values_[i]->size()) : 0;
     }
+    return p;
+  }
+  void Execute() {
+    const Params p = Bound();
     PGconn* pg = conn_.Handle();
-    result_ = Checked(pg, PQexecPrepared(pg, name_.c_str(), params_, values.data(), lengths.data(),
-                                         binary_.data(), 0));
+    Receive(Checked(pg, PQexecPrepared(pg, name_.c_str(), params_, p.values.data(),
+                                       p.lengths.data(), binary_.data(), 0)));
+  }
+
+ public:
+  bool Send() override {
+    const Params p = Bound();
+    return PQsendQueryPrepared(conn_.Handle(), name_.c_str(), params_, p.values.data(),
+                               p.lengths.data(), binary_.data(), 0) != 0;
+  }
+  void Receive(Result result) override {
+    result_ = std::move(result);
     conn_.CountChanges(result_.get());
     decoded_.assign(PQnfields(result_.get()), std::string());
     row_ = -1;
   }
 
+ private:
   PgConnection& conn_;
   std::string name_;
   int params_;
@@ -307,6 +335,9 @@ class PgStatement : public Statement {
   Result result_;
   int row_ = -1;
   mutable std::vector<std::string> decoded_;
+  std::string cursor_sql_;  // the query, when its rows come through a cursor
+  bool cursor_open_ = false;
+  bool cursor_done_ = false;  // the cursor's last block has come
 };
 
 // A long binary value read and written in slices on the server (stored uncompressed, so that a
@@ -366,6 +397,14 @@ std::unique_ptr<Statement> PgConnection::Prepare(std::string_view sql, size_t* u
   const int params = PQnparams(description.get());
   return std::make_unique<PgStatement>(*this, name, params, std::move(description),
                                        server.read_only);
+}
+
+std::unique_ptr<Statement> PgConnection::PrepareInBlocks(std::string_view sql) {
+  std::unique_ptr<Statement> statement = Prepare(sql, nullptr);
+  if (statement) {
+    static_cast<PgStatement&>(*statement).ReadInBlocks(ToServerSql(sql, nullptr).text);
+  }
+  return statement;
 }
 
 std::unique_ptr<Blob> PgConnection::OpenBlob(const std::string& table, const std::string& column,

@@ -5,13 +5,10 @@
 #include <chrono>
 #include <memory>
 
+#include "dao/engine/postgres/pg_result.h"
+
 namespace kiv::dao::engine::postgres {
 namespace {
-
-struct ResultDeleter {
-  void operator()(PGresult* r) const { PQclear(r); }
-};
-using Result = std::unique_ptr<PGresult, ResultDeleter>;
 
 Result Run(PGconn* conn, const char* sql, const std::string& a, const std::string& b = {}) {
   const char* params[] = {a.c_str(), b.c_str()};

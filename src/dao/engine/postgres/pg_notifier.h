@@ -16,6 +16,9 @@ class PgNotifier : public Notifier {
   explicit PgNotifier(PGconn* conn) : conn_(conn) {}
   void Notify(const std::string& channel, const std::string& payload) override;
   std::string NotifySql(const std::string& channel, const std::string& payload) const override;
+  std::string NotifyByParametersSql() const override {
+    return "SELECT pg_notify(?1 || '@' || current_schema(), ?2)";
+  }
   void Listen(const std::string& channel) override;
   int Wait(int timeout_ms) override;
 

@@ -277,7 +277,9 @@ class SqliteConnection : public Connection {
   bool OwnCatalog() const override { return false; }
   // BEGIN IMMEDIATE takes the file's one write lock.
   std::string BeginWritersSql(const std::string&) const override { return BeginWriteSql(); }
+  std::string LockWritersSql(const std::string&) const override { return {}; }
   Notifier* Notices() override { return nullptr; }
+  std::unique_ptr<Pipeline> NewPipeline() override { return nullptr; }
   bool BlobsWrittenInPlace() const override { return true; }
   std::string FileName() const override {
     const char* f = sqlite3_db_filename(db_, "main");
