@@ -1,16 +1,9 @@
 // Opening, writing and closing: the exact bytes of both files, the open modes, the day change,
 // the size limit and the table of open logs.
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
-#include <csignal>
 #include <functional>
 
 #include "dailylog_support.h"
 #include "platform/text_codec.h"
-#include "support/in_child.h"
 #include "support/last_error.h"
 
 namespace kiv::testing {
@@ -173,28 +166,12 @@ TEST_F(LogWriteTest, OpenModesAndTheirFailures) {
   EXPECT_TRUE(FileExists(base + u"-02.ZLG"));
 
   // Files that cannot be opened: the run time's number and text after the log's name.
-  WriteAll(folder + u"/plainfile", "x");
-  const String bad = folder + u"/plainfile/sub";
+  WriteAll(folder + kPathSeparator + u"plainfile", "x");
+  const String bad = folder + kPathSeparator + u"plainfile" + kPathSeparator + u"sub";
   EXPECT_EQ(log.EventLogOpen(u"APP", bad), 0);
   ExpectLastError(76, u"KivLog.EventLogOpenEx",
-                  u"Impossibile aprire il file di log " + bad + u"/APP_20240305\r\nPath not found");
-}
-
-TEST_F(LogWriteTest, LockedFilesFailAfterTheBoundedWait) {
-  const String base = Base(u"APP");
-  int32_t id = log.EventLogOpen(u"APP", folder);
-  ASSERT_NE(id, 0);
-  // Another holder of the data file's lock keeps writers out.
-  int fd = ::open(ToUtf8(base + u".ZLG").c_str(), O_RDONLY);
-  ASSERT_GE(fd, 0);
-  ASSERT_EQ(::flock(fd, LOCK_SH), 0);
-  EXPECT_TRUE(log.EventLogWrite(id, u"blocked"));
-  ExpectLastError(70, u"KivLog.EventLogWrite",
-                  u"Impossibile aprire il file di log " + base + u"\r\nPermission denied");
-  ::close(fd);
-  EXPECT_EQ(IndexValues(base)[0], 1);
-  EXPECT_FALSE(log.EventLogWrite(id, u"free again"));
-  EXPECT_EQ(IndexValues(base)[0], 2);
+                  u"Impossibile aprire il file di log " + bad + kPathSeparator +
+                      u"APP_20240305\r\nPath not found");
 }
 
 TEST_F(LogWriteTest, WritesAfterMidnightFollowTheDayUnlessTold) {
@@ -258,37 +235,6 @@ TEST_F(LogWriteTest, SizeLimitRefusesEventsPastTheLimit) {
   info->FileName(folder + u"/ELSEWHERE_20240305");
   EXPECT_FALSE(log.EventLogWrite(id, u"still here"));
   EXPECT_EQ(IndexValues(base)[0], 4);
-}
-
-// A record the disk refuses half way (here the file size limit) is taken back: the count and the
-// data file stay as they were, and the writes after it leave a log that reads whole.
-TEST_F(LogWriteTest, RecordRefusedHalfWayIsTakenBack) {
-  const String base = Base(u"APP");
-  int32_t id = log.EventLogOpen(u"APP", folder);
-  ASSERT_NE(id, 0);
-  ASSERT_FALSE(log.EventLogWrite(id, u"S", u"first"));
-  const std::string data = ReadAll(base + u".ZLG");
-  const std::vector<int32_t> index = IndexValues(base);
-
-  EXPECT_EQ(kivtest::InChild([&] {
-              // Only 40 more bytes of data may be written: the record is cut inside its first
-              // lines.
-              ::signal(SIGXFSZ, SIG_IGN);
-              rlimit limit{static_cast<rlim_t>(data.size() + 40), RLIM_INFINITY};
-              ::setrlimit(RLIMIT_FSIZE, &limit);
-              return kivtest::Check(log.EventLogWrite(id, u"S", u"refused"), "write succeeded");
-            }),
-            "");
-  EXPECT_EQ(ReadAll(base + u".ZLG"), data);
-  EXPECT_EQ(IndexValues(base)[0], index[0]);
-
-  ASSERT_FALSE(log.EventLogWrite(id, u"S", u"next"));
-  ASSERT_FALSE(log.EventLogClose(id));
-  auto events = ReadDay(base);
-  ASSERT_EQ(events.size(), 4u);
-  EXPECT_EQ(events[1]->EvRawData(), u"first");
-  EXPECT_EQ(events[2]->EvRawData(), u"next");
-  EXPECT_EQ(events[2]->Offset(), static_cast<int32_t>(data.size()) + 1);
 }
 
 TEST_F(LogWriteTest, DestroyingTheObjectClosesEveryOpenLog) {
