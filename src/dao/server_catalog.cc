@@ -113,8 +113,12 @@ void Store(Connection& conn, const TableSchema& table) {
   put.Run();
 }
 
+// Looked for in the current schema only: another database's catalog further along the search
+// path is not this one's (and its owner may not even let this role read it). Once the current
+// schema has one, the plain name below finds it first.
 bool HasCatalog(Connection& conn) {
-  Statement find(conn.Db(), std::string("SELECT to_regclass('") + kCatalog + "') IS NOT NULL");
+  Statement find(conn.Db(), std::string("SELECT to_regclass(quote_ident(current_schema()) || '.") +
+                                kCatalog + "') IS NOT NULL");
   return find.Step() && find.Int(0) != 0;
 }
 

@@ -1,6 +1,7 @@
 // The PostgreSQL engine: the text sent to the server, the names shown, opening, and the DAO
 // errors of the server's failures.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "dao/dao_errors.h"
 #include "dao/dao_test_util.h"
@@ -147,6 +148,34 @@ TEST_F(PgServer, ALockHeldByAnotherConnectionGivesTheBusyErrorsOfALockedFile) {
   db->Execute(u"INSERT INTO pg_busy VALUES (1)", dbFailOnError);
   EXPECT_EQ(db->RecordsAffected(), 1);
   holder->Exec("DROP TABLE pg_busy");
+}
+
+// The model's catalog is the current schema's: one further along the search path (another
+// database's) is neither listed nor read, nor does it stop a table of the same name.
+TEST_F(PgServer, TheCatalogIsTheCurrentSchemasNotOneFurtherOnTheSearchPath) {
+  const std::string a = "kiv_path_a" + std::to_string(getpid());
+  const std::string b = "kiv_path_b" + std::to_string(getpid());
+  auto admin = engine::OpenPostgres(uri_, {});
+  admin->Exec("CREATE SCHEMA " + a + "; CREATE SCHEMA " + b);
+  auto on_path = [&](const std::string& path) {
+    return kivtest::Engine()->OpenDatabase(FromUtf8(uri_ + "&options=-csearch_path%3D" + path),
+                                           false, false);
+  };
+  auto make_t = [](const std::shared_ptr<Database>& db) {
+    auto t = db->CreateTableDef(u"T");
+    t->Fields().Append(t->CreateField(u"N", dbLong));
+    db->TableDefs().Append(t);
+  };
+  auto first = on_path(a + "%2Cpublic");
+  make_t(first);
+  auto second = on_path(b + "%2C" + a + "%2Cpublic");
+  EXPECT_EQ(second->TableDefs().Count(), 0);
+  make_t(second);
+  EXPECT_EQ(second->TableDefs().Count(), 1);
+  EXPECT_EQ(first->TableDefs().Count(), 1);
+  first->Close();
+  second->Close();
+  admin->Exec("DROP SCHEMA " + a + " CASCADE; DROP SCHEMA " + b + " CASCADE");
 }
 
 // A keyset of more rows than one block: the ids come a block at a time through a cursor that
