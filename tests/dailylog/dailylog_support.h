@@ -149,4 +149,12 @@ inline std::vector<int32_t> WriteDay(const String& base, const std::vector<std::
 
 inline std::string U8(const String& s) { return ToUtf8(s); }
 
+// A day of base with a little data and an empty index, for the purges to remove.
+inline void MakeLog(const String& base) {
+  WriteAll(base + u".ZLG", "data");
+  WriteAll(base + u".ZLI", IndexBytes({0}));
+}
+inline bool HasData(const String& base) { return FileExists(base + u".ZLG"); }
+inline bool HasIndex(const String& base) { return FileExists(base + u".ZLI"); }
+
 }  // namespace kiv::testing

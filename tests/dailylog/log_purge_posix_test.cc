@@ -13,14 +13,6 @@ using LogPurgePosixTest = DailyLogTest;
 using kivtest::Check;
 using kivtest::LastErrorIs;
 
-void MakeLog(const String& base) {
-  WriteAll(base + u".ZLG", "data");
-  WriteAll(base + u".ZLI", IndexBytes({0}));
-}
-
-bool HasData(const String& base) { return FileExists(base + u".ZLG"); }
-bool HasIndex(const String& base) { return FileExists(base + u".ZLI"); }
-
 TEST_F(LogPurgePosixTest, FilesThatCannotBeRemovedStopThePurge) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs root to hand files to another user";
   const String shared = folder + u"/shared";

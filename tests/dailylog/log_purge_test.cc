@@ -7,14 +7,6 @@ namespace {
 
 using LogPurgeTest = DailyLogTest;
 
-void MakeLog(const String& base) {
-  WriteAll(base + u".ZLG", "data");
-  WriteAll(base + u".ZLI", IndexBytes({0}));
-}
-
-bool HasData(const String& base) { return FileExists(base + u".ZLG"); }
-bool HasIndex(const String& base) { return FileExists(base + u".ZLI"); }
-
 TEST_F(LogPurgeTest, PurgeExRemovesDaysBeforeTheDate) {
   const String f = folder + kPathSeparator;
   for (const char16_t* name : {u"A_20240303", u"A_20240304", u"B_20240304", u"A_20240305",

@@ -12,12 +12,7 @@ namespace {
 
 // 100 rows left of 2,000 wide ones: most of the file is free pages.
 std::shared_ptr<Database> FragmentedDb(const String& name) {
-  auto db = kivtest::Engine()->CreateDatabase(name, dbLangGeneral);
-  auto t = db->CreateTableDef(u"T");
-  t->Fields().Append(t->CreateField(u"WHO", dbLong));
-  t->Fields().Append(t->CreateField(u"PAD", dbMemo));
-  kivtest::AddIndex(*t, u"WHO", u"WHO");
-  db->TableDefs().Append(t);
+  auto db = kivtest::CountersDb(name);
   db->Execute(
       u"WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2000) "
       u"INSERT INTO T SELECT i, printf('%.500c', 'x') FROM n",

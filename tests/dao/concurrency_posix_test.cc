@@ -11,16 +11,6 @@ using kivtest::NumberRaisedBy;
 
 namespace {
 
-std::shared_ptr<Database> CountersDb(const String& name) {
-  auto db = kivtest::Engine()->CreateDatabase(name, dbLangGeneral);
-  auto t = db->CreateTableDef(u"T");
-  t->Fields().Append(t->CreateField(u"WHO", dbLong));
-  t->Fields().Append(t->CreateField(u"PAD", dbMemo));
-  kivtest::AddIndex(*t, u"WHO", u"WHO");
-  db->TableDefs().Append(t);
-  return db;
-}
-
 void AddRow(Recordset& rs, int32_t who) {
   rs.AddNew();
   rs.Fields()[u"WHO"]->Value(Variant(who));
@@ -49,7 +39,7 @@ int InChild(F body) {
 TEST(DaoConcurrency, TwoProcessesShareOneDatabase) {
   kivtest::TempFolder dir;
   const String name = dir.File("shared.mdb");
-  auto db = CountersDb(name);
+  auto db = kivtest::CountersDb(name);
   auto rs = db->OpenRecordset(u"T", dbOpenTable);
   rs->Index(u"WHO");
   AddRow(*rs, 1);

@@ -30,4 +30,15 @@ inline void AddIndex(kiv::dao::TableDef& t, const char16_t* name, const char16_t
   t.Indexes().Append(index);
 }
 
+// A new database `name` with table T (WHO long, indexed; PAD memo).
+inline std::shared_ptr<kiv::dao::Database> CountersDb(const kiv::String& name) {
+  auto db = Engine()->CreateDatabase(name, kiv::dao::dbLangGeneral);
+  auto t = db->CreateTableDef(u"T");
+  t->Fields().Append(t->CreateField(u"WHO", kiv::dao::dbLong));
+  t->Fields().Append(t->CreateField(u"PAD", kiv::dao::dbMemo));
+  AddIndex(*t, u"WHO", u"WHO");
+  db->TableDefs().Append(t);
+  return db;
+}
+
 }  // namespace kivtest
