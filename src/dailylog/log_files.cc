@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "dailylog/index_cursor.h"
 #include "event/record_scan.h"
 #include "frame/error.h"
 #include "platform/fs.h"
@@ -26,6 +27,7 @@ File OpenOne(const std::string& path, bool read_only) {
   OpenOptions options{Access::ReadWrite, true, false, ShareLock::None};
   if (read_only) options = OpenOptions{Access::Read, false, false, ShareLock::None};
   options.regular_only = true;
+  options.type_checked_after_lock = true;  // OpenBoth's RegularSize, under the locks
   return File::OpenNative(path, options);
 }
 
@@ -102,25 +104,20 @@ void WriteIndexCount(LogFiles& files, int32_t count) {
   if (!files.count.Store(0, b.data(), 4)) Raise(kErrBadFileNumber);
 }
 
-int32_t WrittenEvents(const LogFiles& files, int32_t counted, std::optional<RecordSpan>* last) {
-  // The last entry alone first (the usual case: it is written), then blocks walking back.
-  std::string bytes;
-  for (int32_t n = counted, block = 1; n > 0; block = 1024) {
-    const int32_t first = std::max(1, n - block + 1);
-    bytes.resize(static_cast<size_t>(n - first + 1) * 4);
-    if (files.index.ReadAt(IndexEntryOffset(first), bytes.data(), bytes.size()) != bytes.size()) {
-      Raise(kErrInputPastEnd);
-    }
-    const auto* b = reinterpret_cast<const unsigned char*>(bytes.data());
-    for (; n >= first; --n) {
-      const int64_t start = int64_t{DecodeIndexValue(b + 4 * (n - first))} - 1;
-      if (start >= files.data_size) continue;  // its record never reached the disk
-      if (start < 0) return n;                 // damaged: reading it reports the damage
-      const RecordSpan span = ScanRecord(files.data, start, files.data_size);
-      if (span.kind == RecordSpan::kCut) return n - 1;
-      if (last) *last = span;
-      return n;
-    }
+int32_t WrittenEvents(const LogFiles& files, int32_t counted, std::optional<RecordSpan>* last,
+                      IndexCursor* cursor) {
+  // Walking back from the last entry (the usual case: its record is written, and only it, or the
+  // reader's block that holds it, is read).
+  IndexCursor own(files.index, 1);
+  IndexCursor& entries = cursor ? *cursor : own;
+  for (int32_t n = counted; n > 0; --n) {
+    const int64_t start = int64_t{entries.Position(n, counted)} - 1;
+    if (start >= files.data_size) continue;  // its record never reached the disk
+    if (start < 0) return n;                 // damaged: reading it reports the damage
+    const RecordSpan span = ScanRecord(files.data, start, files.data_size);
+    if (span.kind == RecordSpan::kCut) return n - 1;
+    if (last) *last = span;
+    return n;
   }
   return 0;
 }

@@ -20,6 +20,8 @@
 
 namespace kiv {
 
+class IndexCursor;
+
 inline constexpr char16_t kExtLogData[] = u".ZLG";
 inline constexpr char16_t kExtLogIndex[] = u".ZLI";
 
@@ -157,9 +159,10 @@ void AppendIndexValue(std::string& out, int32_t value);
 // entries at the end that point at or past the data file's end, or at a last record the end of
 // the file cuts short: those count as never written. A record that is there but damaged counts,
 // so that reading it reports the damage. `last`, when given, receives what ScanRecord found at
-// the last written entry's record, when the walk looked at it.
+// the last written entry's record, when the walk looked at it. The entries are read through
+// `cursor` when given (a reader's, which then holds the block its page starts in).
 int32_t WrittenEvents(const LogFiles& files, int32_t counted,
-                      std::optional<RecordSpan>* last = nullptr);
+                      std::optional<RecordSpan>* last = nullptr, IndexCursor* cursor = nullptr);
 
 // 0-based offset of the index entry of an ordinal.
 inline int64_t IndexEntryOffset(int64_t ordinal) { return 4 * ordinal; }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "dailylog/filtered_walk.h"
+#include "dailylog/index_cursor.h"
 #include "dailylog/log_files.h"
 #include "event/event_access.h"
 #include "frame/error.h"
@@ -16,38 +17,6 @@
 
 namespace kiv {
 namespace {
-
-// The record positions of the index, read in aligned blocks so that a walk in either direction
-// reads each entry once and a page near the end of a large day reads only its own block.
-class IndexCursor {
- public:
-  explicit IndexCursor(const File& file) : file_(file) {}
-
-  int32_t Position(int32_t ordinal, int32_t events) {
-    if (ordinal < first_ || ordinal >= first_ + static_cast<int32_t>(block_.size())) {
-      Load(ordinal, events);
-    }
-    return block_[static_cast<size_t>(ordinal - first_)];
-  }
-
- private:
-  static constexpr int32_t kBlock = 1024;
-
-  void Load(int32_t ordinal, int32_t events) {
-    first_ = (ordinal - 1) / kBlock * kBlock + 1;
-    int32_t n = std::min(kBlock, events - first_ + 1);
-    block_.resize(static_cast<size_t>(n));
-    const size_t want = static_cast<size_t>(n) * 4;
-    std::string bytes(want, '\0');
-    if (file_.ReadAt(IndexEntryOffset(first_), bytes.data(), want) != want) Raise(kErrInputPastEnd);
-    const auto* b = reinterpret_cast<const unsigned char*>(bytes.data());
-    for (int32_t i = 0; i < n; ++i) block_[static_cast<size_t>(i)] = DecodeIndexValue(b + 4 * i);
-  }
-
-  const File& file_;
-  int32_t first_ = 0;
-  std::vector<int32_t> block_;
-};
 
 std::shared_ptr<KivLogEvent> LoadEvent(int32_t data, int32_t position) {
   auto event = std::make_shared<KivLogEvent>();
@@ -126,7 +95,7 @@ bool ReadEventLog(const std::shared_ptr<KivLogInfo>& EvLog, int32_t& Start, int3
         data.Clear();
         OpenLogFiles(*EvLog, files, true, false);
         IndexCursor index(files.index);
-        const int32_t events = WrittenEvents(files, EvLog->Events());
+        const int32_t events = WrittenEvents(files, EvLog->Events(), nullptr, &index);
         std::optional<FilteredWalk> walk;
         if (Filter && Filter->Checks() != 0) {
           walk.emplace(files.data.Duplicate(), files.data_size, *Filter);

@@ -30,6 +30,10 @@ struct OpenOptions {
   // it is a symlink (error 75; LastDllError ELOOP, on Windows ERROR_CANT_ACCESS_FILE), and a FIFO
   // or a device is refused at once (75, EINVAL), never waited on.
   bool regular_only = false;
+  // With regular_only, on a system whose locks are not the open itself: the caller looks at the
+  // file's type (RegularSize) once it holds its locks, as it must for the size anyway, so the
+  // open spares a look of its own. A FIFO opened this way still never blocks the open.
+  bool type_checked_after_lock = false;
 };
 
 // Which file an open file or a path is, and its size, from one look at it.

@@ -81,7 +81,7 @@ File File::OpenNative(const std::string& path, const OpenOptions& options) {
   // A FIFO or a device opened as a regular file is refused before anything waits on it.
   struct stat st;
   if (options.regular_only) {
-    file.RegularSize();
+    if (!options.type_checked_after_lock) file.RegularSize();
   } else if (options.access == Access::Read && fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
     Raise(kErrPathFileAccess);
   }
