@@ -11,6 +11,7 @@
 #include "dao/engine/engine.h"
 #include "kivdbxt/dao.h"
 #include "platform/file.h"
+#include "platform/fs.h"
 #include "platform/system.h"
 
 namespace kiv::log_connections {
@@ -137,7 +138,8 @@ void Keep(const String& name, bool read_only, Handles handles) {
   if (known) cache.out.erase(out);
   const auto& conn = k.handles.db->Connection();
   const bool keepable = known && conn->IsOpen() && !conn->Db()->InTransaction() &&
-                        (OnServer(name) || k.stamp.size >= 0) && StillThere(k);
+                        (OnServer(name) || (kOpenFilesCanBeRemoved && k.stamp.size >= 0)) &&
+                        StillThere(k);
   // One kept connection per database and mode: a second one (two objects on one file) goes.
   bool taken = false;
   for (const Kept& other : cache.kept) taken |= other.name == name && other.read_only == read_only;

@@ -7,7 +7,9 @@
 // means a fresh open; a file compacted in place is still the same file). A connection idle for
 // kIdleMs is closed, by a thread of this cache. What stays across calls is an open handle with
 // no lock and no transaction: another process sees nothing of it but the open file (and, for a
-// WAL log, the -wal and -shm files it keeps).
+// WAL log, the -wal and -shm files it keeps). Where a file held open cannot be removed or
+// renamed by another process (Windows), connections to files are not kept: each call opens and
+// closes its file as it would without this cache; connections to servers are kept everywhere.
 #pragma once
 
 #include <functional>

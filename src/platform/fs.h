@@ -9,6 +9,14 @@
 
 namespace kiv {
 
+// Whether another process can remove or rename a file that this one holds open (POSIX), or not
+// until it is closed (Windows).
+#if defined(_WIN32)
+inline constexpr bool kOpenFilesCanBeRemoved = false;
+#else
+inline constexpr bool kOpenFilesCanBeRemoved = true;
+#endif
+
 KIV_INTERNAL_API bool FileExists(const String& path);  // a regular file
 bool FolderExists(const String& path);
 // Removes a file; never raises (a missing or busy file is left to the caller's existence test).

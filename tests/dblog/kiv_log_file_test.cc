@@ -553,6 +553,16 @@ TEST_P(KivLogFileTest, DamagedOrForeignFilesFailCleanlyAndStayAsTheyWere) {
   EXPECT_FALSE(FileExists(dir.File("missing.db")));  // opening never creates
 }
 
+// A log that disappears under an open object: the report fails where the open failed.
+TEST_P(KivLogFileTest, ReportOnALogRemovedUnderTheOpenObjectFailsAtTheOpen) {
+  KIV_FILES_ONLY();
+  ASSERT_FALSE(log.CreateEventLog(file));
+  ASSERT_FALSE(log.OpenEventLog(file));
+  ASSERT_TRUE(RemoveFile(file));
+  EXPECT_TRUE(log.ReportEvent(u"S", u"Ax"));
+  EXPECT_EQ(LastRecorded(), Recorded(3024, u"KivLogFile.OpenLog"));
+}
+
 // Rows added twice by older versions: reads take the first, and the next write of the key leaves
 // one row.
 TEST_P(KivLogFileTest, DuplicateParameterRowsAreReadFirstAndMendedByTheNextWrite) {
