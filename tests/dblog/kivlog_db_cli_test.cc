@@ -14,6 +14,7 @@
 #include "dao/engine/engine.h"
 #include "kivdbxt/dao.h"
 #include "kivdbxt/kiv_log_file.h"
+#include "sqlite_rows.h"
 #include "support/kivlog_tool.h"
 #include "support/temp_dir.h"
 #include "support/test_database.h"
@@ -203,6 +204,27 @@ TEST_P(KivlogDb, WatchPrintsEveryRecordOnceInOrder) {
   ASSERT_GE(last_ids.size(), 2u);
   EXPECT_EQ(std::vector<int>(last_ids.end() - 2, last_ids.end()), (std::vector<int>{6, 7}));
   EXPECT_EQ(last_ids.size(), 7u);
+}
+
+// A log file made by the version before servers, stored as it made it: it shows exactly what that
+// version showed, and a report adds its rows without touching a table, index or trigger.
+TEST(KivlogDbOldFile, ALogMadeBeforeServersShowsAsBeforeAndKeepsItsSchema) {
+  if (!std::filesystem::exists(Tool())) GTEST_SKIP() << "kivlog not built";
+  const std::string data = KIV_DBLOG_DATA;
+  TempDir dir;
+  const std::string file = dir.FileU8("log_before_servers.db");
+  std::filesystem::copy_file(data + "/log_before_servers.db", file);
+  auto schema = [&] {
+    return SqlRows(FromUtf8(file), "SELECT type, name, sql FROM sqlite_master ORDER BY 1, 2");
+  };
+  const auto before = schema();
+  ASSERT_EQ(before.size(), 10u);
+  const std::string cd = "cd '" + dir.FileU8("") + "' && ";
+  EXPECT_EQ(kivtest::RunShell(cd + Tool() + " --json --utc db show log_before_servers.db"),
+            ReadBytes(data + "/log_before_servers.json"));
+  EXPECT_EQ(RunTool("db report --source New --raw after '" + file + "'"), "");
+  EXPECT_EQ(RunTool("db show --mode count '" + file + "'"), "9\n");  // with the open's "Started"
+  EXPECT_EQ(schema(), before);
 }
 
 // Every db subcommand takes a server URI with a password: the password is used, and neither the
