@@ -141,7 +141,9 @@ class KIV_API KivLogFile : public Object {
 
   // ---- Following a log (additions of this library) ----
   // Waits up to TimeoutMs for a change of LASTCHANGE away from unk (a report or purge by any
-  // process): 1 changed, 0 no change in time, -1 error; unk receives the current LASTCHANGE.
+  // process), or for a record newer than the last one ReadEventLogAfter gave this object: two
+  // reports in one millisecond leave the same LASTCHANGE, and the second must still wake a
+  // follower. 1 changed, 0 no change in time, -1 error; unk receives the current LASTCHANGE.
   // On a SQLite file it checks every few milliseconds.
   int32_t WaitEventLogChanges(int32_t TimeoutMs, int32_t& unk);
   // Reads the records added after the record of id LastId, oldest first, up to MaxRecords of
@@ -194,6 +196,8 @@ class KIV_API KivLogFile : public Object {
               const String& Server, const char16_t* source);
   void RaiseChanged(int32_t unk, int32_t type, int32_t id);
   bool RecordRead(dao::Recordset& rs, LOGRECORDTYPE& rec);
+  // The id of the newest record, 0 for none; the log is open.
+  int64_t NewestId();
   // Opens the reading query, positions it by Flags and, when a record is there, hands the
   // recordset to read. 0 read, 1 no record; raises on failure.
   int32_t ReadQuery(int32_t Flags, int32_t& RecordPos, const String& SubSet, const String& OrderBy,
@@ -213,6 +217,7 @@ class KIV_API KivLogFile : public Object {
   Counter in_use_, no_purge_, no_notify_;
   LOGRECORDTYPE record_;
   std::vector<LOGRECORDTYPE> block_;
+  int64_t followed_id_ = -1;  // the last id ReadEventLogAfter gave; -1 before it did
   std::map<int64_t, ChangeHandler> handlers_;
   int64_t next_token_ = 1;
   int32_t retry_wait_ms_ = 2000;

@@ -151,9 +151,12 @@ void Connection::BeforeWrite() {
 }
 
 void Connection::FinishReads() {
-  // A copy, in case a user leaves the set meanwhile; a vector, as this runs at every write.
-  for (ConnectionUser* user : std::vector<ConnectionUser*>(users.begin(), users.end())) {
+  // A user may leave the set meanwhile, so the next one is looked up again after each call
+  // (without a copy of the set: this runs at every write).
+  for (auto it = users.begin(); it != users.end();) {
+    ConnectionUser* user = *it;
     user->FinishReads();
+    it = users.upper_bound(user);
   }
 }
 

@@ -55,7 +55,7 @@ int32_t KivLogFile::WaitEventLogChanges(int32_t TimeoutMs, int32_t& unk) {
         for (;;) {
           const int32_t rc = CheckEventLogChanges(unk);
           PassOn(rc < 0);
-          if (rc == 1) {
+          if (rc == 1 || (followed_id_ >= 0 && NewestId() > followed_id_)) {
             result = 1;
             break;
           }
@@ -78,24 +78,24 @@ int32_t KivLogFile::WaitEventLogChanges(int32_t TimeoutMs, int32_t& unk) {
       });
 }
 
+int64_t KivLogFile::NewestId() {
+  const String id = FromUtf8(db_->Connection()->Db()->RowIdName());
+  auto rs =
+      db_->OpenRecordset(u"select max(" + id + u") from " + kEventsTable, dao::dbOpenSnapshot);
+  const Variant v = rs->Fields().Item(0)->Value();
+  rs->Close();
+  return v.IsNull() ? int64_t{0} : static_cast<int64_t>(v.ToDouble().value_or(0));
+}
+
 int32_t KivLogFile::ReadEventLogAfter(int64_t& LastId, int32_t& MaxRecords) {
   return Guard(
       u"KivLogFile.ReadEventLogAfter", -1,
       [&] {
         PassOn(OpenLog(false));
         const String id = FromUtf8(db_->Connection()->Db()->RowIdName());
-        auto query = [&](const String& sql) {
-          return db_->OpenRecordset(sql, dao::dbOpenSnapshot);
-        };
-        auto newest = [&] {
-          auto rs = query(u"select max(" + id + u") from " + kEventsTable);
-          const Variant v = rs->Fields().Item(0)->Value();
-          rs->Close();
-          return v.IsNull() ? int64_t{0} : static_cast<int64_t>(v.ToDouble().value_or(0));
-        };
         int32_t result = 1;
         if (LastId < 0) {
-          LastId = newest();
+          LastId = NewestId();
           MaxRecords = 0;
         } else {
           // One block in one query: the id as a computed column makes the query a snapshot of
@@ -109,7 +109,7 @@ int32_t KivLogFile::ReadEventLogAfter(int64_t& LastId, int32_t& MaxRecords) {
                                       dao::dbOpenSnapshot);
           };
           auto rs = after(LastId);
-          if (rs->EOF_() && newest() < LastId) {  // emptied: its ids started again
+          if (rs->EOF_() && NewestId() < LastId) {  // emptied: its ids started again
             rs->Close();
             rs = after(0);
           }
@@ -124,6 +124,7 @@ int32_t KivLogFile::ReadEventLogAfter(int64_t& LastId, int32_t& MaxRecords) {
           MaxRecords = static_cast<int32_t>(block_.size());
           result = block_.empty() ? 1 : 0;
         }
+        followed_id_ = LastId;
         PassOn(CloseLog(false));
         return result;
       },

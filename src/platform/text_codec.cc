@@ -152,7 +152,10 @@ bool IsByteString(StringView text) {
 void AppendUtf8(StringView text, std::string& out) {
   size_t ascii = 0;
   while (ascii < text.size() && text[ascii] < 0x80) ++ascii;
-  out.append(text.begin(), text.begin() + static_cast<ptrdiff_t>(ascii));
+  // Appending the char16_t range itself would build a temporary std::string first.
+  const size_t at = out.size();
+  out.resize(at + ascii);
+  for (size_t i = 0; i < ascii; ++i) out[at + i] = static_cast<char>(text[i]);
   if (ascii == text.size()) return;
   out.reserve(out.size() + 3 * (text.size() - ascii));
   for (size_t i = ascii; i < text.size(); ++i) {

@@ -16,6 +16,7 @@
 #include "platform/clock.h"
 #include "platform/date.h"
 #include "platform/fs.h"
+#include "platform/vb_convert.h"
 #include "support/last_error.h"
 #include "support/temp_dir.h"
 
@@ -447,6 +448,19 @@ TEST_P(KivLogFileTest, FollowersReadOnByIdAndWaitForChanges) {
   EXPECT_EQ(follower.WaitEventLogChanges(10000, unk), 1);
   reporter.join();
   EXPECT_LT(TickCount() - start, 5000u);
+
+  // Two reports in one millisecond leave LASTCHANGE as the first left it: a follower that read
+  // the first still wakes for the second.
+  follow();
+  ASSERT_FALSE(log.ReportEvent(u"S", u"Ax", 2, String(), 2000));
+  auto db = dao::DBEngine::ForThread()->OpenDatabase(file);
+  db->Execute(u"update PARMS set VALUE = '" + IntText(unk) + u"' where KEY = 'LASTCHANGE'",
+              dao::dbFailOnError);
+  db->Close();
+  EXPECT_EQ(follower.WaitEventLogChanges(3000, unk), 1);
+  ids.clear();
+  follow();
+  EXPECT_EQ(ids, std::vector<int32_t>{2000});
 }
 
 TEST_P(KivLogFileTest, PurgeMovesRecordsIntoTheBackupLogFieldForField) {
