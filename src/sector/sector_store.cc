@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <bit>
-#include <cstring>
 
 #include "frame/error.h"
 #include "platform/clock.h"
@@ -370,8 +369,7 @@ bool SectorStore::CopySectors(std::span<const int32_t> sectors, uint8_t* out, in
       MapData();  // the file has grown past the view
       if (!map_data_ || at + n > data_view_.Length()) return false;
     }
-    crc = Crc32(data_view_.Bytes() + at, n, crc);
-    std::memcpy(out + done, data_view_.Bytes() + at, n);
+    crc = Crc32Copy(out + done, data_view_.Bytes() + at, static_cast<size_t>(n), crc);
     done += n;
   }
   return done == bytes && !data_view_.Cut();
