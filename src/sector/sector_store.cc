@@ -366,7 +366,8 @@ bool SectorStore::CopySectors(std::span<const int32_t> sectors, uint8_t* out, in
     const int64_t n = std::min(bytes - done, int64_t(j - i) * sector_size_);
     const int64_t at = int64_t{sectors[i]} * sector_size_;
     if (at + n > data_view_.Length()) {
-      MapData();  // the file has grown past the view
+      if (data_view_.Cut()) return false;  // what came from it may be zeros
+      MapData();                           // the file has grown past the view
       if (!map_data_ || at + n > data_view_.Length()) return false;
     }
     crc = Crc32Copy(out + done, data_view_.Bytes() + at, static_cast<size_t>(n), crc);
