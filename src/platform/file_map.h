@@ -39,6 +39,9 @@ class FileMap {
   // The mapped bytes (Length() of them): they change under the reader as other processes write.
   const uint8_t* Bytes() const { return data_; }
   bool IsMapped() const { return data_ != nullptr; }
+  // Whether a cut of the file under the view is caught as above. Past a few thousand open views
+  // one is not, and a view of a file that others may cut must then not be read.
+  bool Guarded() const { return guard_ >= 0; }
   // Copies n bytes at offset; false when the view does not reach that far.
   bool Copy(int64_t offset, void* out, size_t n) const;
   // Stores n bytes at offset of a writable view; false when it does not reach that far.

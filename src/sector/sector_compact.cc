@@ -83,6 +83,7 @@ void SectorStore::MoveDown(int32_t rec_id, DirEntry entry, int32_t target) {
 void SectorStore::CutFiles(int32_t sectors) {
   table_.Shrink(sectors);
   WriteTable();
+  data_view_ = FileMap{};  // its cut pages would only send the next read to the lock
   data_.Truncate(int64_t{sectors} * sector_size_);
 
   int32_t last = 0;

@@ -1,11 +1,5 @@
 #include "sector/sector_format.h"
 
-#if defined(KIV_CRC32_LIBDEFLATE)
-#include <libdeflate.h>
-#else
-#include <zlib.h>
-#endif
-
 #include <bit>
 #include <cstring>
 
@@ -33,16 +27,6 @@ uint64_t Get64(const uint8_t* p) {
 }
 
 }  // namespace
-
-// libdeflate's crc32 is zlib's, continued the same way, and several times faster on processors
-// with a carry-less multiply.
-uint32_t Crc32(const void* data, size_t size, uint32_t crc) {
-#if defined(KIV_CRC32_LIBDEFLATE)
-  return libdeflate_crc32(crc, data, size);
-#else
-  return static_cast<uint32_t>(crc32_z(crc, static_cast<const Bytef*>(data), size));
-#endif
-}
 
 void EncodeDirHeader(const DirHeader& h, uint8_t out[kDirHeaderSize]) {
   std::memset(out, 0, kDirHeaderSize);

@@ -17,6 +17,7 @@
 #include <cstdint>
 
 #include "kivdbxt/types.h"
+#include "sector/crc32.h"
 
 namespace kiv::sector {
 
@@ -58,9 +59,6 @@ struct FatHeader {
   int32_t sector_size = 0;
   int32_t sectors = 0;
 };
-
-// zlib's CRC-32, continued from crc (0 to start).
-uint32_t Crc32(const void* data, size_t size, uint32_t crc = 0);
 
 void EncodeDirHeader(const DirHeader& header, uint8_t out[kDirHeaderSize]);
 // False when the magic or the CRC does not check.

@@ -1,6 +1,6 @@
-// Reads without a lock, through the mappings of the ".QVD" and (when another process has changed
-// the store since the table was cached) of the ".QVF". Read() falls back to the shared lock when
-// the result cannot be trusted.
+// Reads without a lock, through the mappings of the ".QVD", of the ".QVS" and (when another
+// process has changed the store since the table was cached) of the ".QVF". Read() falls back to
+// the shared lock when the result cannot be trusted.
 #include <algorithm>
 #include <atomic>
 
@@ -63,7 +63,7 @@ bool SectorStore::ReadUnlocked(int32_t rec_id,
   uint8_t* out = buffer(e);
   uint32_t crc = 0;
   const std::span<const int32_t> sectors = one_sector ? std::span(&e.first, 1) : read_chain_;
-  if (ReadSectors(sectors, out, e.length, &crc) != e.length || crc != e.data_crc) return false;
+  if (!CopySectors(sectors, out, e.length, crc) || crc != e.data_crc) return false;
   if (one_sector && table_.Next(e.first) != kEndOfChain) return false;
   std::atomic_thread_fence(std::memory_order_acquire);  // the header again, after the data
   const uint32_t generation = h.generation;

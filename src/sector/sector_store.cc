@@ -23,6 +23,9 @@ namespace {
 constexpr int64_t kIoPiece = 1 << 20;
 // Directory entries read by one call of a pass over the directory.
 constexpr int32_t kEntriesPerRead = 32768;
+// How far the view of the ".QVS" reaches past the file's end, at least: a store that grows is
+// mapped again only when it has grown by as much as it held (or by this much, when small).
+constexpr int64_t kDataSlack = int64_t{64} << 20;
 
 // The end of the run of consecutive sectors that starts at position i.
 size_t RunEnd(std::span<const int32_t> sectors, size_t i) {
@@ -342,6 +345,35 @@ int64_t SectorStore::ReadSectors(std::span<const int32_t> sectors, uint8_t* out,
     }
   }
   return done;
+}
+
+void SectorStore::MapData() {
+  const int64_t size = data_.Size();
+  data_view_ = FileMap::MapWindow(data_, 0, size + std::max(size, kDataSlack));
+  // Windows maps nothing past a file's end; an unguarded view could kill the process when cut.
+  map_data_ = data_view_.IsMapped() && data_view_.Guarded();
+  if (!map_data_) data_view_ = FileMap{};
+}
+
+bool SectorStore::CopySectors(std::span<const int32_t> sectors, uint8_t* out, int64_t bytes,
+                              uint32_t& crc) {
+  crc = 0;
+  if (map_data_ && (!data_view_.IsMapped() || data_view_.Cut())) MapData();
+  if (!map_data_) return ReadSectors(sectors, out, bytes, &crc) == bytes;
+  int64_t done = 0;
+  for (size_t i = 0, j; done < bytes && i < sectors.size(); i = j) {
+    j = RunEnd(sectors, i);
+    const int64_t n = std::min(bytes - done, int64_t(j - i) * sector_size_);
+    const int64_t at = int64_t{sectors[i]} * sector_size_;
+    if (at + n > data_view_.Length()) {
+      if (data_view_.Cut()) return false;  // what came from it may be zeros
+      MapData();                           // the file has grown past the view
+      if (!map_data_ || at + n > data_view_.Length()) return false;
+    }
+    crc = Crc32Copy(out + done, data_view_.Bytes() + at, static_cast<size_t>(n), crc);
+    done += n;
+  }
+  return done == bytes && !data_view_.Cut();
 }
 
 bool SectorStore::DataCrc(std::span<const int32_t> chain, int64_t length, uint32_t& crc) const {

@@ -9,12 +9,17 @@
 // A read first goes without a lock: the header and the entry come from a shared mapping of the
 // ".QVD", the chain from the cached table (or, when another process changed the store since it
 // was loaded, from a shared mapping of the ".QVF", so that readers never reload the whole table),
-// the data from one pread per run of sectors. The result stands when the header shows the same
-// generation afterwards and both CRCs check (a change raises the generation before it touches
-// any entry, sector or chain). Otherwise it reads again under the shared lock.
+// the data copied from a shared mapping of the ".QVS" (one pread per run of sectors where the
+// system maps nothing). The result stands when the header shows the same generation afterwards,
+// both CRCs check and no mapped page was found cut (a change raises the generation before it
+// touches any entry, sector or chain). Otherwise it reads again under the shared lock, with pread.
 // Every open store holds a shared flock on the ".QVS" until it closes (its lease on the
 // mappings): compaction cuts the ".QVD" and the ".QVF" only when it can turn its own lease
-// exclusive, since a mapped page past the end of a file cannot be read.
+// exclusive, since a mapped page past the end of a file cannot be read. The ".QVS" is cut
+// whatever other stores hold: its view is guarded (platform/file_map.h), so a page cut from under
+// it reads as zeros and marks the view cut, the read goes on under the lock, and the next read
+// without one maps the file again. The view reaches well past the file's end, so that sectors
+// that other processes add are in it without a new mapping.
 #pragma once
 
 #include <cstdint>
@@ -110,6 +115,10 @@ class SectorStore {
                     uint32_t* crc);
   int64_t ReadSectors(std::span<const int32_t> sectors, uint8_t* out, int64_t bytes,
                       uint32_t* crc) const;
+  // The same bytes and their CRC for a read without a lock, copied from the view of the ".QVS"
+  // (MapData maps it); false when they are cut short or a page of the view was found cut.
+  bool CopySectors(std::span<const int32_t> sectors, uint8_t* out, int64_t bytes, uint32_t& crc);
+  void MapData();
   // The record's data CRC as it is on disk; false when the data is cut short.
   bool DataCrc(std::span<const int32_t> chain, int64_t length, uint32_t& crc) const;
 
@@ -126,8 +135,10 @@ class SectorStore {
   bool read_only_;
   int32_t sector_size_ = 0;
   File dir_, fat_, data_;
-  FileMap view_;        // the ".QVD", safe to read while data_ holds the lease
-  FileMap table_view_;  // the ".QVF", mapped at the first read that needs it
+  FileMap view_;          // the ".QVD", safe to read while data_ holds the lease
+  FileMap table_view_;    // the ".QVF", mapped at the first read that needs it
+  FileMap data_view_;     // the ".QVS", mapped at the first read without a lock
+  bool map_data_ = true;  // false where the system maps nothing: pread instead
 
   // Cached state, valid while the header's generation is header_.generation.
   bool valid_ = false;

@@ -150,6 +150,37 @@ TEST_F(SectorHostileTest, AFileEmptiedUnderAnOpenStoreFailsItsOperationsNotThePr
   }
 }
 
+// The ".QVS" cut by hand under a store that has read from it: a record whose sectors went is
+// damaged, as a read under the lock finds it, even one of zeros, which is what the store's view
+// shows in place of the cut pages. Once the file is back, so are the records.
+TEST_F(SectorHostileTest, ASectorsFileCutUnderAnOpenStoreGivesDamageNeverZerosOrASignal) {
+  const std::vector<uint8_t> zeros(128, 0);
+  {
+    KivSector s;
+    int32_t id = 0;
+    ASSERT_FALSE(s.SectorOpen(base) || s.SectorWrite(id, zeros));
+  }
+  const std::string backup = ReadBytes(File(".QVS"));
+  EXPECT_EQ(InChild([&] {
+              KivSector s;
+              std::vector<uint8_t> got;
+              if (s.SectorOpen(base) || s.SectorRead(1, got) || s.SectorRead(2, got)) {
+                return std::string("open");
+              }
+              Rewrite(".QVS", "");
+              std::string r;
+              for (int32_t id : {2, 1}) {
+                r += Check(s.SectorRead(id, got), "read succeeded");
+                r += LastErrorIs(20000, u"KivSector.SectorRead",
+                                 u"Il record " + FromUtf8(std::to_string(id)) + u" è danneggiato.");
+              }
+              Rewrite(".QVS", backup);
+              r += Check(!s.SectorRead(1, got) && got == kKept, "record 1 after the copy");
+              return r + Check(!s.SectorRead(2, got) && got == zeros, "record 2 after the copy");
+            }),
+            "");
+}
+
 // `cp backup file` over the directory again and again while a child reads and writes: every
 // operation succeeds or fails with one of the store's own errors, and the child lives.
 TEST_F(SectorHostileTest, ADirectoryRewrittenWhileInUseNeverKillsTheProcess) {

@@ -54,6 +54,39 @@ class SectorProcessesTest : public SectorTest {
 
 uint32_t Grown(uint32_t key) { return 300 * key; }
 
+// A reader maps the ".QVS" past its end: it reads without the lock what another store adds after
+// its first read, within its view and (past 64 MB) beyond it, while the ".QVD" is locked by
+// another open file, where a read under the lock would wait for good.
+TEST_F(SectorProcessesTest, RecordsAnotherStoreAddsAreReadWithoutTheLockAsTheFileGrows) {
+  KivSector reader, writer;
+  CreateOpen(reader, 4096);
+  ASSERT_FALSE(writer.SectorOpen(base));
+  const std::vector<std::vector<uint8_t>> records = {Payload(1, 0, 100), Payload(2, 0, 5000),
+                                                     Payload(3, 0, (65 << 20) + 7)};
+  int32_t id = 0;
+  std::vector<uint8_t> got;
+  ASSERT_FALSE(writer.SectorWrite(id, records[0]));
+  // The first read maps the new entry, the second (without the lock) the file as it is now.
+  ASSERT_FALSE(reader.SectorRead(1, got) || reader.SectorRead(1, got));
+  for (size_t k = 1; k < records.size(); ++k) {
+    id = 0;
+    ASSERT_FALSE(writer.SectorWrite(id, records[k]));
+  }
+  kiv::File held = kiv::File::OpenNative(
+      File(".QVD"), OpenOptions{Access::Read, false, false, ShareLock::Exclusive});
+  EXPECT_EQ(InChild(
+                [&] {
+                  std::string r;
+                  for (int32_t k = 1; k <= 3; ++k) {
+                    r += Check(!reader.SectorRead(k, got) && got == records[k - 1],
+                               "record " + std::to_string(k));
+                  }
+                  return r;
+                },
+                10),
+            "");
+}
+
 constexpr int kPerWriter = 300;
 constexpr uint32_t kShared = 1;  // the record both writers rewrite
 
