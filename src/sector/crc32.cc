@@ -137,6 +137,7 @@ KIV_FOLD_TARGET uint32_t Folded(uint8_t* to, const uint8_t* from, size_t size, u
 }
 
 bool ProcessorFolds() {
+  __builtin_cpu_init();  // this runs as a static initializer, perhaps before libgcc's own
   return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
          __builtin_cpu_supports("vpclmulqdq");
 }
