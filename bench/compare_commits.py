@@ -39,7 +39,7 @@ ALLOWED = 1.05
 # Benchmarks of code that is not the library's (the same system calls or statements by hand,
 # grep, SQLite, LMDB, spdlog, plain appends): the same-run baselines a line is divided by.
 NOT_LIBRARY = re.compile(
-    r"^(BM_)?(Baseline|Pread|Sqlite|Lmdb|Spdlog|KeptFloor|GrepCount|PgPipeline)|^FourWriters/[02]/")
+    r"^(BM_)?(Baseline|Pread|Mmap|Sqlite|Lmdb|Spdlog|KeptFloor|GrepCount|PgPipeline)|^FourWriters/[02]/")
 PAIR = re.compile(r"^(?:target|ratio): .*: (\S+) / (\S+) = [0-9.]+")
 COLOUR = re.compile(r"\x1b\[[0-9;]*m")
 
