@@ -6,6 +6,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "dao/engine/engine.h"
@@ -42,6 +43,8 @@ class Statement {
   void BindInt(int i, int64_t value) { stmt_->BindInt(i, value); }
   void BindDouble(int i, double value) { stmt_->BindDouble(i, value); }
   void BindText(int i, StringView value);
+  // Text already in UTF-8, bound as it is.
+  void BindUtf8(int i, std::string value) { stmt_->BindText(i, std::move(value)); }
   void BindBlob(int i, const uint8_t* data, size_t size) { stmt_->BindBytes(i, data, size); }
   void BindZeroBlob(int i, int64_t size) { stmt_->BindZeroBytes(i, size); }
   void BindValue(int i, const engine::ValueView& value) { stmt_->BindValue(i, value); }

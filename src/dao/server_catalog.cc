@@ -108,7 +108,7 @@ std::string IndexName(StringView table, const IndexDef& index) {
 void Store(Connection& conn, const TableSchema& table) {
   Statement put(conn.Db(), std::string("UPDATE ") + kCatalog +
                                " SET definition = ?1 WHERE lower(name) = lower(?2)");
-  put.BindText(1, FromUtf8(Describe(table)));
+  put.BindUtf8(1, Describe(table));
   put.BindText(2, table.name);
   put.Run();
 }
@@ -182,7 +182,7 @@ class ServerCatalogImpl final : public Catalog {
     TableSchema bare = table;
     bare.indexes.clear();
     add.BindText(1, table.name);
-    add.BindText(2, FromUtf8(Describe(bare)));
+    add.BindUtf8(2, Describe(bare));
     add.Run();
     for (const IndexDef& index : table.indexes) CreateIndex(conn, table.name, index);
     tx.Commit();

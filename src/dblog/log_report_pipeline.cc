@@ -39,8 +39,8 @@ bool ReportInOneTrip(dao::detail::Connection& conn, dao::engine::Pipeline& pipel
   // Every statement run under the lock prepared once: the server plans none of them again.
   dao::detail::Statement& lock = conn.Prepared(db->LockWritersSql(kWritersLock));
   dao::detail::Statement& notify = conn.Prepared(notices->NotifyByParametersSql());
-  notify.BindText(1, FromUtf8(kLogChannel));
-  notify.BindText(2, FromUtf8(NoticePayload(row.unk, row.type, row.id)));
+  notify.BindUtf8(1, kLogChannel);
+  notify.BindUtf8(2, NoticePayload(row.unk, row.type, row.id));
   pipeline.Add(db->BeginWriteSql());
   pipeline.Add(lock.Raw());
   if (check) pipeline.Add(check->Raw());
